@@ -1,0 +1,23 @@
+// Everything that a plug-in sees of the host.
+#pragma once
+
+#include "host/sdk/base_list.h"
+#include "host/sdk/base_time.h"
+#include "host/sdk/bitmap.h"
+#include "host/sdk/custom_types.h"
+#include "host/sdk/desc.h"
+#include "host/sdk/document.h"
+#include "host/sdk/file.h"
+#include "host/sdk/ge_data.h"
+#include "host/sdk/ids.h"
+#include "host/sdk/log.h"
+#include "host/sdk/material.h"
+#include "host/sdk/node_data.h"
+#include "host/sdk/object.h"
+#include "host/sdk/plugin.h"
+#include "host/sdk/render.h"
+#include "host/sdk/string.h"
+#include "host/sdk/tag.h"
+#include "host/sdk/thread.h"
+#include "host/sdk/types.h"
+#include "host/sdk/vector.h"
