@@ -48,6 +48,8 @@ public:
     Bool startPlugin(bool (*entry)(PluginCall*), const Filename& directory);
     const std::vector<PluginFailure>& failures() const;
 
+    /// Sends a message to every plug-in, in order of priority. True when one of them answered true.
+    Bool sendMessage(Int32 id, void* data);
     void sendCommandLine(std::vector<std::string>& arguments);  ///< consumed ones are removed
     /// Delivers the events that wait now, and the timers that are due. False when nothing was done.
     Bool processEvents();

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
 #include "host/sdk/node_data.h"
 
@@ -33,6 +34,25 @@ enum PluginMessageId : Int32 {
     C4DPL_PROGRAM_STARTED = 1001062,
     C4DPL_ENDPROGRAM = 1001084,
     C4DPL_BUILDMENU = 1001188,
+    C4DPL_RENDERER_SETTINGS = 1003001,  ///< data: RendererSettingsCall*; a renderer that owns the id answers true
+};
+
+/// One setting of a renderer as a person reads and types it.
+struct RendererSetting {
+    String key;              ///< "Group.key"
+    String value, fallback;  ///< now, and the default
+    String range;            ///< "1 to 100000", "0, 1", ...; empty: any
+    String label;
+};
+
+/// Asks the renderer (the video post of that id) about the settings that it keeps in a document, or changes one.
+/// Every renderer knows the short keys "kernel" and "samples" (of the kernel in force) beside its own.
+struct RendererSettingsCall {
+    Int32 renderer = 0;
+    BaseDocument* document = nullptr;
+    String key, value;                  ///< set this one; an empty key: only list
+    std::vector<RendererSetting> rows;  ///< out: all settings, after the change
+    String error;                       ///< out: why a key or value was refused; empty: taken
 };
 
 /// Arguments that the host did not take. A plug-in nulls those that it consumes.

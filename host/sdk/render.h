@@ -96,6 +96,7 @@ struct VideoPostStruct {
     C4DThread* thread = nullptr;  ///< TestBreak() asks for a user's break
     Render* render = nullptr;
     RenderResult error = RenderResult::Ok;  ///< of the render so far
+    String errorText;                       ///< one sentence that the renderer leaves when it fails
 };
 
 /// Renders frames of the document with the video post that RDATA_RENDERENGINE names, in this order for each:
