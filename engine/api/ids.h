@@ -619,6 +619,25 @@ enum AttributeId : int {
     A_IMAGE_IMPORT = 290,  ///< texture import type, -1 is automatic
 };
 
+/// Types of attributes, for ApiItem::attrTypeIx.
+enum AttributeType : int {
+    AT_UNKNOWN = 0,
+    AT_BOOL,
+    AT_INT,
+    AT_INT2,
+    AT_FLOAT,
+    AT_FLOAT2,
+    AT_FLOAT3,
+    AT_STRING,
+    AT_INT_ARRAY,
+    AT_FLOAT_ARRAY,
+    AT_BYTE_ARRAY,
+    AT_FLOAT2_ARRAY,
+    AT_FLOAT3_ARRAY,
+    AT_MATRIX_ARRAY,
+    AT_STRING_ARRAY,
+};
+
 /// Kinds of node graph.
 enum NodeGraphType : int {
     NG_UNKNOWN = 0,
