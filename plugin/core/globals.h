@@ -1,0 +1,50 @@
+// State beside the session that several threads look at while a send, an update or a render runs.
+//
+// One set for the life of the plug-in, made anew at each start. The flags are polled in loops: a late reading costs one
+// more round, nothing else.
+#pragma once
+
+#include <atomic>
+
+#include "plugin/core/prelude.h"
+
+namespace lumora {
+
+struct Globals {
+    std::atomic<bool> renderFailed{false};  ///< the engine reported a failure (engine thread)
+    std::atomic<bool> renderError{false};   ///< the main thread has seen it
+    std::atomic<bool> pluginExited{false};  ///< shut-down has run
+    std::atomic<bool> breakUpdate{false};   ///< stop the update work
+    std::atomic<bool> breakSend{false};     ///< stop the running send at its next test
+    std::atomic<bool> converting{false};    ///< the conversion of host materials runs
+    std::atomic<bool> inDrag{false};
+    std::atomic<bool> hostEvent{false};      ///< the document changed since the last check
+    std::atomic<bool> newImage{false};       ///< the engine has a newer picture
+    std::atomic<bool> redraw{false};         ///< a picture waits to be laid over a view
+    std::atomic<bool> updateRunning{false};  ///< the engine builds an update
+    std::atomic<Int32> logLevel{0};
+
+    Int32 clayMode = 0;       ///< the wanted mode
+    Int32 savedClayMode = 0;  ///< to be restored after a final render
+
+    Float32 unitScale = 0.01f;  ///< metres per scene unit of the document that was sent
+    Int32 fps = 30;             ///< of the document that was sent
+
+    Float nextVersionCheck = -1;  ///< host time, ms; -1: none is due
+    Float viewportFactor = 1.0;   ///< size of the picture over the view
+    Int32 firstSlot = 0;          ///< first mesh pin of the main group
+    Int32 instancePin = 5, particlePin = 6, hairPin = 7;
+    Int32 sliderType = 2, colorGuiType = 1;  ///< copies of preferences that custom GUIs read
+};
+
+/// Never null while the plug-in is loaded.
+Globals& globals();
+/// Start values again. At plug-in start, before anything else runs.
+void resetGlobals();
+
+/// Poll this in loops of a send.
+inline bool sendBroken() {
+    return globals().breakSend.load(std::memory_order_relaxed);
+}
+
+}  // namespace lumora
