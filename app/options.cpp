@@ -1,0 +1,41 @@
+#include "app/options.h"
+
+#include <charconv>
+
+#include "app/failure.h"
+
+namespace app {
+namespace {
+
+/// The whole text as a number of pixels; 0 when it is none.
+int parseLength(std::string_view text) {
+    int value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return error == std::errc() && end == text.data() + text.size() ? value : 0;
+}
+
+}  // namespace
+
+PictureSize parseSize(const std::string& text) {
+    const std::size_t cross = text.find_first_of("xX");
+    PictureSize size;
+    if (cross != std::string::npos) {
+        size.width = parseLength(std::string_view(text).substr(0, cross));
+        size.height = parseLength(std::string_view(text).substr(cross + 1));
+    }
+    const auto allowed = [](int length) { return length >= 1 && length <= kMaxPictureSize; };
+    if (!allowed(size.width) || !allowed(size.height))
+        throw Failure(kExitUsage, "--size " + text +
+                                      ": the size must be WIDTHxHEIGHT, such as 1280x720, each from 1 to " +
+                                      std::to_string(kMaxPictureSize) + ".");
+    return size;
+}
+
+std::pair<std::string, std::string> parseSetting(const std::string& text) {
+    const std::size_t equals = text.find('=');
+    if (equals == std::string::npos || equals == 0)
+        throw Failure(kExitUsage, "--set " + text + ": a setting must be KEY=VALUE.");
+    return {text.substr(0, equals), text.substr(equals + 1)};
+}
+
+}  // namespace app

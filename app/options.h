@@ -1,0 +1,51 @@
+// What the command line says, as plain values.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace app {
+
+inline constexpr int kMaxPictureSize = 32768;  ///< pixels, each way
+inline constexpr int kMaxThreads = 1024;
+
+struct PictureSize {
+    int width = 0, height = 0;  ///< pixels
+};
+
+/// Options of every command, then those of single commands.
+struct Options {
+    std::string preferences;  ///< folder; empty: the host's choice
+    bool verbose = false;
+    std::vector<std::string> pluginArguments;  ///< what stood after "--"
+
+    std::string scene;   ///< the file that is read
+    std::string output;  ///< the file that is written; empty: chosen from the scene's name
+
+    // render
+    std::optional<PictureSize> size;  ///< else as the document says
+    std::optional<int> samples;
+    std::string kernel;
+    std::string camera;  ///< name of a camera object
+    std::optional<int> frame;
+    int threads = 0;  ///< 0: all processors
+    std::vector<std::pair<std::string, std::string>> settings;
+    bool quiet = false;
+
+    // info
+    bool json = false;
+};
+
+/// "640x480". Throws Failure.
+PictureSize parseSize(const std::string& text);
+/// "KEY=VALUE". Throws Failure.
+std::pair<std::string, std::string> parseSetting(const std::string& text);
+
+// The commands. Each returns an exit code or throws Failure.
+int renderCommand(const Options& options);
+int infoCommand(const Options& options);
+int convertCommand(const Options& options);
+
+}  // namespace app

@@ -1,0 +1,67 @@
+#include "app/renderer.h"
+
+#include <memory>
+
+#include "app/failure.h"
+#include "app/session.h"
+#include "host/runtime/plugin_registry.h"
+
+namespace app {
+namespace {
+
+/// Whether the registered video post makes whole pictures; others only change what a renderer made.
+bool isRenderer(host::Int32 id) {
+    const std::unique_ptr<host::BaseVideoPost> post(host::BaseVideoPost::Alloc(id));
+    auto* data = post ? dynamic_cast<host::VideoPostData*>(post->GetNodeData()) : nullptr;
+    return data && (data->GetRenderInfo(post.get()) & host::VPINFO_RENDERER) != 0;
+}
+
+host::Int32 findRenderer(host::Int32 preferred) {
+    const host::Registration* named = host::findRegistration(preferred);
+    if (named && named->info.kind == host::PluginKind::VideoPost && isRenderer(preferred)) return preferred;
+    for (const host::Registration* entry : host::registrationsOf(host::PluginKind::VideoPost))
+        if (isRenderer(entry->info.id)) return entry->info.id;
+    return 0;
+}
+
+}  // namespace
+
+Renderer::Renderer(Session& session, host::BaseDocument& document)
+    : application_(session.application()), document_(document) {
+    host::BaseContainer* data = document.GetActiveRenderData()->GetDataInstance();
+    id_ = findRenderer(data->GetInt32(host::RDATA_RENDERENGINE));
+    if (id_ == 0) {
+        const std::string reasons = session.pluginFailures();
+        throw Failure(kExitFailure, "No renderer is loaded" + (reasons.empty() ? "." : ": " + reasons));
+    }
+    data->SetInt32(host::RDATA_RENDERENGINE, id_);
+}
+
+bool Renderer::call(host::RendererSettingsCall& call) {
+    call.renderer = id_;
+    call.document = &document_;
+    return application_.sendMessage(host::C4DPL_RENDERER_SETTINGS, &call);
+}
+
+void Renderer::set(const std::string& key, const std::string& value) {
+    host::RendererSettingsCall change;
+    change.key = host::String(key);
+    change.value = host::String(value);
+    if (!call(change))
+        throw Failure(kExitUsage, "The renderer takes no settings, so " + key + "=" + value + " cannot be set.");
+    if (change.error.Content()) throw Failure(kExitUsage, change.error.str());
+}
+
+std::vector<host::RendererSetting> Renderer::settings() {
+    host::RendererSettingsCall question;
+    if (!call(question)) return {};
+    return std::move(question.rows);
+}
+
+std::string Renderer::value(const std::string& key) {
+    for (const host::RendererSetting& row : settings())
+        if (row.key.str() == key) return row.value.str();
+    return {};
+}
+
+}  // namespace app
