@@ -20,7 +20,7 @@ struct ApiNodePinInfo {
     bool dynamic = false;
     unsigned dimension = 0;  ///< numbers that a value pin takes, 1 to 3; 0 for pins without a value
     Vec3<float> defaultValue{};
-    float minValue = 0;  ///< allowed range; values outside are clamped
+    float minValue = 0;  ///< range that makes sense; a value outside is kept, and limited where it is used
     float maxValue = 0;
     float sliderMin = 0;  ///< range that makes sense on a slider
     float sliderMax = 0;

@@ -37,6 +37,7 @@ struct Statistics {
     float progress = 0;                      ///< 0 to 1
     std::uint64_t geometryBytes = 0, imageBytes = 0, filmBytes = 0, nodeBytes = 0;
     std::uint64_t triangles = 0, meshes = 0, instances = 0, textures = 0;
+    std::uint64_t meshesBuilt = 0, instancesBuilt = 0;  ///< since the start
     double buildSeconds = 0;                 ///< of the last update
     bool finished = false;
 };
@@ -58,7 +59,9 @@ public:
     void pause();
     void resume();
     void restart();  ///< throws the samples away and starts again
-    void stop();     ///< ends sampling; the last picture stays; waits until no thread samples
+    /// Ends sampling until restart(), resume() or another render target; the last picture stays. Waits until no thread
+    /// samples, so it may not be called from a callback.
+    void stop();
     bool paused() const;
 
     void setRegion(bool on, Vec2<unsigned> start, Vec2<unsigned> size, unsigned featherWidth);

@@ -1,0 +1,26 @@
+// From a mesh node's arrays to a mesh that Embree can trace.
+#pragma once
+
+#include <string>
+
+#include "engine/compile/nodes.h"
+#include "engine/render/scene.h"
+
+namespace Lumora::engine {
+
+/// The arrays of a mesh node that its compiled form depends on; equal when all of them are the same arrays.
+struct MeshSource {
+    SharedArray<Float3> vertices, normals, uvs[3];
+    SharedArray<int> verticesPerPolygon, vertexIndices, normalIndices, uvIndices[3], materialIndices, objectIndices;
+    friend bool operator==(const MeshSource&, const MeshSource&) = default;
+};
+
+MeshSource meshSource(const NodeRecord& node);
+
+/// Checks the arrays and builds the mesh and its bounding hierarchy, in parallel. Null with the reason in `why` when
+/// the arrays do not make a mesh (counts that disagree, indices out of range, coordinates that are not finite, polygons
+/// of other than 3 or 4 corners). A mesh of no polygons is null with an empty reason. Throws std::bad_alloc, and
+/// std::runtime_error when Embree fails.
+std::shared_ptr<const CompiledMesh> buildMesh(RTCDeviceTy* device, const MeshSource& source, std::string& why);
+
+}  // namespace Lumora::engine

@@ -1,0 +1,187 @@
+#include "engine/compile/scene_compiler.h"
+
+#include <embree3/rtcore.h>
+
+#include <chrono>
+#include <stdexcept>
+
+#include "engine/compile/settings.h"
+#include "engine/film/tonemap.h"
+
+namespace Lumora::engine {
+
+namespace {
+
+bool sameSlots(const Geometry& a, const Geometry& b) {
+    return a.slots == b.slots && a.meshSlot == b.meshSlot && a.meshSlots == b.meshSlots;
+}
+
+bool sameLightGeometry(const Geometry& a, const Geometry& b) {
+    if (a.meshes != b.meshes || a.instances.size() != b.instances.size()) return false;
+    for (std::size_t i = 0; i < a.instances.size(); ++i) {
+        if (a.instances[i].mesh != b.instances[i].mesh || a.instances[i].toWorld != b.instances[i].toWorld)
+            return false;
+    }
+    return true;
+}
+
+/// The kernel's distance must suit the scene: one that was meant for a house swallows a coin.
+float usableEpsilon(float wanted, float radius) {
+    return std::clamp(wanted, 0.0f, std::min(1e-4f, 2e-5f * radius));
+}
+
+bool memoryMonitor(void* counter, ssize_t bytes, bool) {
+    static_cast<std::atomic<std::int64_t>*>(counter)->fetch_add(bytes, std::memory_order_relaxed);
+    return true;
+}
+
+}  // namespace
+
+SceneCompiler::SceneCompiler(LogFunction log) : log_(std::move(log)), device_(rtcNewDevice(nullptr)) {
+    if (!device_) throw std::runtime_error("Embree could not be started");
+    rtcSetDeviceMemoryMonitorFunction(device_.get(), memoryMonitor, &embreeBytes_);
+    geometry_ = std::make_unique<GeometryCompiler>(device_.get());
+}
+
+SceneCompiler::~SceneCompiler() = default;
+
+/// While it lives, the nodes that are read are written down. A part that was not finished stays stale.
+class SceneCompiler::Reading {
+public:
+    Reading(const NodeTable& nodes, Dependency& dependency, ItemUid root) : nodes_(nodes), dependency_(dependency) {
+        dependency_.stale = true;
+        dependency_.root = root;
+        dependency_.reads.clear();
+        nodes_.noteReads(&dependency_.reads);
+    }
+    ~Reading() { nodes_.noteReads(nullptr); }
+    Reading(const Reading&) = delete;
+    Reading& operator=(const Reading&) = delete;
+    void finish() { dependency_.stale = false; }
+
+private:
+    const NodeTable& nodes_;
+    Dependency& dependency_;
+};
+
+void SceneCompiler::markStale(Dependency& dependency, const SceneDelta& delta) {
+    const auto touched = [&](ItemUid uid) { return dependency.reads.count(uid) != 0; };
+    for (const NodeRecordPtr& record : delta.changed) dependency.stale = dependency.stale || touched(record->uid);
+    for (const ItemUid uid : delta.removed) dependency.stale = dependency.stale || touched(uid);
+}
+
+std::shared_ptr<const Environment> SceneCompiler::environment(Dependency& dependency, ItemUid node,
+                                                              const std::shared_ptr<const Environment>& old) {
+    if (!dependency.stale && dependency.root == node) return old;
+    Reading reading(nodes_, dependency, node);
+    auto made = node ? compileEnvironment(nodes_, node, images_, log_) : nullptr;
+    reading.finish();
+    return made;
+}
+
+RenderScenePtr SceneCompiler::build() {
+    const NodeRecord* target = nodes_.find(target_);
+    if (!target) return nullptr;
+    auto scene = std::make_shared<RenderScene>();
+    const RenderScene* old = scene_.get();
+    scene->camera = readCamera(nodes_, *target);
+    scene->kernel = readKernel(nodes_, *target);
+    scene->film = readFilm(nodes_, *target);
+    scene->imager = readImager(nodes_, *target);
+    if (!knownResponse(scene->imager.response) && scene->imager.response != loggedResponse_ && log_) {
+        loggedResponse_ = scene->imager.response;
+        log_("Camera response " + std::to_string(loggedResponse_) + " is shown as sRGB.");
+    }
+    const std::uint64_t pixels = static_cast<std::uint64_t>(scene->film.width) * scene->film.height;
+    if (pixels > kMaxFilmPixels) {
+        throw std::runtime_error("A picture of " + std::to_string(scene->film.width) + " by " +
+                                 std::to_string(scene->film.height) + " pixels is too large");
+    }
+    const std::shared_ptr<const Geometry> oldGeometry = old ? old->geometry : nullptr;
+    const ItemUid root = target->input(P_RENDER_GEOMETRY);
+    if (geometryNodes_.stale || geometryNodes_.root != root || !old) {
+        Reading reading(nodes_, geometryNodes_, root);
+        scene->geometry = geometry_->compile(nodes_, root, oldGeometry, log_);
+        reading.finish();
+    } else {
+        scene->geometry = oldGeometry;
+    }
+    if (shadingNodes_.stale || !old || !sameSlots(*oldGeometry, *scene->geometry)) {
+        Reading reading(nodes_, shadingNodes_, 0);
+        scene->shading = compileShading(nodes_, *scene->geometry, images_, clayMode_, log_);
+        reading.finish();
+    } else {
+        scene->shading = old->shading;
+    }
+    const bool lightsStay = old && scene->shading == old->shading && sameLightGeometry(*oldGeometry, *scene->geometry);
+    scene->lights = lightsStay
+                        ? old->lights
+                        : compileLights(*scene->geometry, *scene->shading, oldGeometry, old ? old->lights : nullptr);
+    scene->environment = environment(environmentNodes_, target->input(P_ENVIRONMENT), old ? old->environment : nullptr);
+    scene->visible = environment(visibleNodes_, target->input(P_VISIBLE_ENVIRONMENT), old ? old->visible : nullptr);
+    scene->kernel.rayEpsilon = usableEpsilon(scene->kernel.rayEpsilon, scene->geometry->radius);
+    return scene;
+}
+
+BuildResult SceneCompiler::apply(const SceneDelta& delta) {
+    const auto start = std::chrono::steady_clock::now();
+    for (Dependency* part : {&geometryNodes_, &shadingNodes_, &environmentNodes_, &visibleNodes_})
+        markStale(*part, delta);
+    for (const NodeRecordPtr& record : delta.changed) nodes_.put(record);
+    for (const ItemUid uid : delta.removed) nodes_.remove(uid);
+    if (delta.clayMode != clayMode_) shadingNodes_.stale = true;
+    clayMode_ = delta.clayMode;
+    target_ = delta.renderTarget;
+
+    // What was built for a scene that never came to be must not pass for part of the old one.
+    const auto forget = [this] {
+        for (Dependency* part : {&geometryNodes_, &shadingNodes_, &environmentNodes_, &visibleNodes_})
+            part->stale = true;
+    };
+    BuildResult result;
+    try {
+        result.scene = build();
+    } catch (...) {
+        forget();
+        throw;
+    }
+    if (!result.scene) forget();
+    if (const RenderScene* a = scene_.get(), *b = result.scene.get(); a && b) {
+        Kernel kernel = b->kernel;
+        kernel.maxSamples = a->kernel.maxSamples;  // more samples go on from those that there are
+        result.restart = a->geometry != b->geometry || a->shading != b->shading || a->lights != b->lights ||
+                         a->environment != b->environment || a->visible != b->visible || a->camera != b->camera ||
+                         a->film != b->film || kernel != a->kernel;
+    }
+    scene_ = result.scene;
+    images_.sweep();
+    result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+
+    Counters c;
+    c.imageBytes = images_.bytes();
+    c.textures = images_.count();
+    c.nodeCount = nodes_.size();
+    c.meshesBuilt = geometry_->meshesBuilt();
+    c.instancesBuilt = geometry_->instancesBuilt();
+    if (scene_) {
+        c.meshes = scene_->geometry->meshes.size();
+        c.instances = scene_->geometry->instances.size();
+        for (const auto& mesh : scene_->geometry->meshes) {
+            c.triangles += mesh->triangles;
+            c.geometryBytes += mesh->extraBytes();
+        }
+    }
+    const std::lock_guard guard(countersLock_);
+    counters_ = c;
+    return result;
+}
+
+SceneCompiler::Counters SceneCompiler::counters() const {
+    const std::lock_guard guard(countersLock_);
+    Counters c = counters_;
+    c.geometryBytes +=
+        static_cast<std::uint64_t>(std::max<std::int64_t>(0, embreeBytes_.load(std::memory_order_relaxed)));
+    return c;
+}
+
+}  // namespace Lumora::engine

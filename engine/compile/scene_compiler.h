@@ -1,0 +1,63 @@
+// Applies what changed in the graph and makes the next scene, sharing with the last one all that did not change.
+#pragma once
+
+#include <atomic>
+#include <mutex>
+
+#include "engine/compile/geometry_compiler.h"
+#include "engine/compile/shading_compiler.h"
+
+namespace Lumora::engine {
+
+/// What a delta made new, compared with the scene before.
+struct BuildResult {
+    RenderScenePtr scene;  ///< null: there is no render target
+    bool restart = true;   ///< samples taken so far do not belong to this scene
+    double seconds = 0;
+};
+
+/// Build thread only, except for the counters.
+class SceneCompiler {
+public:
+    explicit SceneCompiler(LogFunction log);
+    ~SceneCompiler();
+
+    /// Throws std::bad_alloc, and std::runtime_error with a sentence for the user.
+    BuildResult apply(const SceneDelta& delta);
+
+    struct Counters {
+        std::uint64_t geometryBytes = 0;  ///< Embree's memory and the copies made for it
+        std::uint64_t imageBytes = 0, nodeCount = 0, textures = 0, meshes = 0, instances = 0, triangles = 0;
+        std::uint64_t meshesBuilt = 0, instancesBuilt = 0;
+    };
+    Counters counters() const;
+
+private:
+    /// A part of the scene, with the node that it hangs on and all nodes that it was made from.
+    struct Dependency {
+        ItemUid root = 0;
+        std::unordered_set<ItemUid> reads;
+        bool stale = true;
+    };
+    class Reading;
+
+    void markStale(Dependency& dependency, const SceneDelta& delta);
+    std::shared_ptr<const Environment> environment(Dependency& dependency, ItemUid node,
+                                                   const std::shared_ptr<const Environment>& old);
+    RenderScenePtr build();
+
+    LogFunction log_;
+    std::atomic<std::int64_t> embreeBytes_{0};
+    EmbreeDevice device_;
+    NodeTable nodes_;
+    ImageStore images_;
+    std::unique_ptr<GeometryCompiler> geometry_;
+    Dependency geometryNodes_, shadingNodes_, environmentNodes_, visibleNodes_;
+    RenderScenePtr scene_;
+    ItemUid target_ = 0;
+    int clayMode_ = 0, loggedResponse_ = 0;
+    mutable std::mutex countersLock_;
+    Counters counters_;
+};
+
+}  // namespace Lumora::engine

@@ -1,0 +1,91 @@
+#include "engine/film/film.h"
+
+#include <algorithm>
+
+namespace Lumora::engine {
+
+void FilmBuffer::reset(const Film& film) {
+    width_ = film.width;
+    height_ = film.height;
+    region_.x = std::min(film.regionX, width_);
+    region_.y = std::min(film.regionY, height_);
+    region_.width = std::min(film.regionWidth, width_ - region_.x);
+    region_.height = std::min(film.regionHeight, height_ - region_.y);
+    pixels_.assign(static_cast<std::size_t>(width_) * height_, FilmPixel{});
+    tilesX_ = (region_.width + kTile - 1) / kTile;
+    const std::uint32_t tilesY = (region_.height + kTile - 1) / kTile;
+    const std::size_t count = static_cast<std::size_t>(tilesX_) * tilesY;
+    tiles_.resize(count);
+    for (auto& tile : tiles_) {
+        if (!tile) tile = std::make_unique<Tile>();
+        tile->state = {};
+    }
+}
+
+TileRect FilmBuffer::tile(std::uint32_t index) const {
+    const std::uint32_t tx = (index % tilesX_) * kTile, ty = (index / tilesX_) * kTile;
+    return {region_.x + tx, region_.y + ty, std::min(kTile, region_.width - tx), std::min(kTile, region_.height - ty)};
+}
+
+std::uint64_t FilmBuffer::regionPixels() const {
+    return static_cast<std::uint64_t>(region_.width) * region_.height;
+}
+
+FilmBuffer::TileState FilmBuffer::state(std::uint32_t index) const {
+    const std::lock_guard guard(tiles_[index]->lock);
+    return tiles_[index]->state;
+}
+
+void FilmBuffer::add(std::uint32_t index, const std::vector<FilmPixel>& sums, std::uint32_t count) {
+    const TileRect r = tile(index);
+    const std::lock_guard guard(tiles_[index]->lock);
+    TileState& state = tiles_[index]->state;
+    const bool first = state.samples == 0;
+    for (std::uint32_t y = 0; y < r.height; ++y) {
+        FilmPixel* row = &pixels_[static_cast<std::size_t>(r.y + y) * width_ + r.x];
+        const FilmPixel* from = &sums[static_cast<std::size_t>(y) * r.width];
+        for (std::uint32_t x = 0; x < r.width; ++x) {
+            if (first) {
+                row[x] = from[x];  // the coarse sample is among these
+            } else {
+                row[x].color += from[x].color;
+                row[x].alpha += from[x].alpha;
+            }
+        }
+    }
+    state.samples += count;
+}
+
+void FilmBuffer::addCoarse(std::uint32_t index, const std::vector<FilmPixel>& sums) {
+    const TileRect r = tile(index);
+    const std::lock_guard guard(tiles_[index]->lock);
+    TileState& state = tiles_[index]->state;
+    if (state.samples > 0) return;
+    for (std::uint32_t y = 0; y < r.height; y += kBlock) {
+        for (std::uint32_t x = 0; x < r.width; x += kBlock) {
+            pixels_[static_cast<std::size_t>(r.y + y) * width_ + r.x + x] =
+                sums[static_cast<std::size_t>(y) * r.width + x];
+        }
+    }
+    state.coarse = true;
+}
+
+bool FilmBuffer::resolve(std::uint32_t index, std::vector<FilmPixel>& out) const {
+    const TileRect r = tile(index);
+    out.resize(static_cast<std::size_t>(r.width) * r.height);
+    const std::lock_guard guard(tiles_[index]->lock);
+    const TileState state = tiles_[index]->state;
+    if (state.samples == 0 && !state.coarse) return false;
+    const float scale = state.samples ? 1.0f / static_cast<float>(state.samples) : 1.0f;
+    const std::uint32_t mask = state.samples ? ~0u : ~(kBlock - 1);
+    for (std::uint32_t y = 0; y < r.height; ++y) {
+        const FilmPixel* row = &pixels_[static_cast<std::size_t>(r.y + (y & mask)) * width_ + r.x];
+        FilmPixel* to = &out[static_cast<std::size_t>(y) * r.width];
+        for (std::uint32_t x = 0; x < r.width; ++x) {
+            to[x] = {row[x & mask].color * scale, row[x & mask].alpha * scale};
+        }
+    }
+    return true;
+}
+
+}  // namespace Lumora::engine

@@ -1,0 +1,170 @@
+#include "engine/render/integrator.h"
+
+#include "engine/render/sampling.h"
+
+namespace Lumora::engine {
+
+namespace {
+
+/// A ray is let through this many surfaces before it is given up.
+constexpr int kMaxPassed = 256;
+
+/// Smallest start of a ray that leaves the surface it was found on.
+float beyond(const Hit& hit, const Surface& surface) {
+    return hit.t + std::max(2.0f * surface.offset, hit.t * 0x1p-20f);
+}
+
+}  // namespace
+
+Integrator::Integrator(const RenderScene& scene) : scene_(scene), choice_(scene) {
+    const Kernel& k = scene.kernel;
+    maxDepth_ = std::max(k.diffuseDepth, 1);
+    if (!k.path && k.directMode != DirectMode::Diffuse) maxDepth_ = 1;
+    if (!k.path && k.directMode == DirectMode::AmbientOcclusion) {
+        // The short rays bring the environment's light; sampling it as a light as well would count it twice.
+        occlusionOnly_ = true;
+        const float rest = choice_.emitters + choice_.sun;
+        choice_.environment = 0.0f;
+        if (rest > 0.0f) {
+            choice_.emitters /= rest;
+            choice_.sun /= rest;
+        }
+    }
+    passing_ = scene.shading->transparent || scene.geometry->restricted;
+}
+
+Float3 Integrator::clampIndirect(Float3 c) const {
+    const float m = maxComponent(c);
+    return m > scene_.kernel.giClamp ? c * (scene_.kernel.giClamp / m) : c;
+}
+
+float Integrator::transmittance(Ray ray) const {
+    if (!passing_) return occluded(*scene_.geometry, ray) ? 0.0f : 1.0f;
+    float result = 1.0f;
+    for (int i = 0; i < kMaxPassed; ++i) {
+        const Hit hit = intersect(*scene_.geometry, ray);
+        if (!hit.valid()) return result;
+        const Surface surface = surfaceAt(scene_, hit, ray);
+        if (surface.layer.shadowVisible) {
+            const bool byAlpha = scene_.kernel.alphaShadows || scene_.shading->materials[surface.material].opaque;
+            result *= 1.0f - (byAlpha ? opacityOf(scene_, surface.material, surface) : 1.0f);
+            if (!(result > 1e-4f)) return 0.0f;
+        }
+        ray.tmin = beyond(hit, surface);
+        if (!(ray.tmin < ray.tmax)) return result;
+    }
+    return 0.0f;
+}
+
+Float3 Integrator::directLight(const Surface& surface, Float3 albedo, Sampler& sampler) const {
+    const auto u = sampler.next4();
+    const Float3 from = surface.position + surface.normal * surface.offset;
+    const LightSample light = sampleLight(scene_, choice_, from, u.data());
+    if (!(light.pdf > 0.0f) || isBlack(light.radiance)) return {};
+    const float cosine = dot(surface.shadingNormal, light.direction);
+    if (!(cosine > 0.0f) || !(dot(surface.normal, light.direction) > 0.0f)) return {};
+    // Short rays do not reach every light, so with ambient occlusion light sampling stands alone.
+    const float weight = occlusionOnly_ ? 1.0f : powerHeuristic(light.pdf, cosine * kInvPi);
+    const Float3 value = albedo * light.radiance * (cosine * kInvPi * weight / light.pdf);
+    const float reach = light.distance * (1.0f - 0x1p-13f);
+    return value * transmittance({from, light.direction, 0.0f, reach});
+}
+
+PixelSample Integrator::background(const Ray& ray) const {
+    PixelSample s;
+    const Kernel& k = scene_.kernel;
+    if (k.alphaChannel) s.alpha = 0.0f;
+    if (k.alphaChannel && !k.keepEnvironment) return s;
+    const Environment* e =
+        scene_.visible && scene_.visible->showBackplate ? scene_.visible.get() : scene_.environment.get();
+    if (e) s.color = e->radiance(ray.direction) + e->sunDisc(ray.direction);
+    return s;
+}
+
+Float3 Integrator::environmentHit(Float3 direction, float bsdfPdf) const {
+    const Environment* e = scene_.environment.get();
+    if (!e) return {};
+    Float3 r = e->radiance(direction);
+    if (choice_.environment > 0.0f) r *= powerHeuristic(bsdfPdf, choice_.environment * e->pdf(direction));
+    const Float3 sun = e->sunDisc(direction);
+    if (!isBlack(sun) && !(occlusionOnly_ && choice_.sun > 0.0f)) {
+        r += sun * powerHeuristic(bsdfPdf, choice_.sun / (2.0f * kPi * (1.0f - e->sunCosine)));
+    }
+    return r;
+}
+
+PixelSample Integrator::trace(Ray ray, Sampler& sampler) const {
+    const Kernel& kernel = scene_.kernel;
+    const TextureTable& textures = scene_.shading->textures;
+    PixelSample result;
+    Float3 throughput = splat(1.0f);
+    Float3 previous = ray.origin;
+    float bsdfPdf = 0.0f;
+    int depth = 0;
+    for (int passed = 0; passed < kMaxPassed;) {
+        const Hit hit = intersect(*scene_.geometry, ray);
+        if (!hit.valid()) {
+            if (depth == 0) return background(ray);
+            const Float3 light = throughput * environmentHit(ray.direction, bsdfPdf);
+            result.color += depth > 1 ? clampIndirect(light) : light;
+            break;
+        }
+        Surface surface = surfaceAt(scene_, hit, ray);
+        const Material* material = &scene_.shading->materials[surface.material];
+        bool pass = depth == 0 && !surface.layer.cameraVisible;
+        if (!pass && passing_ && (!material->opaque || surface.layer.opacity < 1.0f)) {
+            const float opacity = opacityOf(scene_, surface.material, surface);
+            pass = opacity < 1.0f && sampler.next1() >= opacity;
+        }
+        if (pass) {
+            ray.tmin = beyond(hit, surface);
+            ++passed;
+            continue;
+        }
+        const Float3 emitted = emittedRadiance(scene_, surface.material, surface);
+        if (!isBlack(emitted)) {
+            float weight = 1.0f;
+            if (depth > 0) {
+                const float pdf = emitterPdf(scene_, choice_, previous, hit, surface);
+                weight = !occlusionOnly_ ? powerHeuristic(bsdfPdf, pdf) : pdf > 0.0f ? 0.0f : 1.0f;
+            }
+            const Float3 light = throughput * emitted * weight;
+            result.color += depth > 1 ? clampIndirect(light) : light;
+        }
+        if (depth >= maxDepth_) break;
+
+        for (int nested = 0; material->kind == MaterialKind::Mix && nested < 16; ++nested) {
+            const float t = clamp01(textures.scalar(material->amount, surface.at));
+            material = &scene_.shading->materials[sampler.next1() < t ? material->second : material->first];
+        }
+        if (material->kind != MaterialKind::Diffuse) break;
+        applyNormal(scene_, hit, *material, surface);
+        const Float3 albedo = clamp01(textures.color(material->albedo, surface.at));
+        if (isBlack(albedo)) break;
+
+        if (choice_.any()) {
+            const Float3 light = throughput * directLight(surface, albedo, sampler);
+            result.color += depth > 0 ? clampIndirect(light) : light;
+        }
+
+        const auto u = sampler.next4();
+        const Float3 local = sampleCosineHemisphere({u[0], u[1]});
+        const Float3 direction = normalize(Frame(surface.shadingNormal).toWorld(local));
+        bsdfPdf = local.z * kInvPi;
+        if (!(dot(direction, surface.normal) > 0.0f) || !(bsdfPdf > 0.0f)) break;
+        throughput *= albedo;
+        ++depth;
+        if (depth > 2 && kernel.terminationPower > 0.0f) {
+            const float survival =
+                std::clamp(std::pow(maxComponent(throughput), kernel.terminationPower / 0.3f), 0.05f, 1.0f);
+            if (u[2] >= survival) break;
+            throughput *= 1.0f / survival;
+        }
+        previous = surface.position + surface.normal * surface.offset;
+        ray = {previous, direction, 0.0f, occlusionOnly_ ? kernel.aoDistance : kInfinity};
+    }
+    if (!isFinite(result.color)) result.color = {};
+    return result;
+}
+
+}  // namespace Lumora::engine

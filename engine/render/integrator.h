@@ -1,0 +1,39 @@
+// Light that arrives along a camera ray: path tracing and direct lighting.
+//
+// One loop serves both kernels: unidirectional path tracing with next-event estimation, the two techniques joined by
+// multiple importance sampling (Veach 1997), and Russian roulette. Direct lighting is a path of few bounces; with
+// ambient occlusion its last ray is short.
+#pragma once
+
+#include "engine/render/camera.h"
+#include "engine/render/lights.h"
+#include "engine/render/sampler.h"
+
+namespace Lumora::engine {
+
+struct PixelSample {
+    Float3 color;        ///< linear radiance; zero where alpha is zero and the background is hidden
+    float alpha = 1.0f;  ///< 0: the ray met nothing but the environment
+};
+
+class Integrator {
+public:
+    explicit Integrator(const RenderScene& scene);
+
+    PixelSample trace(Ray ray, Sampler& sampler) const;
+
+private:
+    float transmittance(Ray ray) const;
+    Float3 directLight(const Surface& surface, Float3 albedo, Sampler& sampler) const;
+    PixelSample background(const Ray& ray) const;
+    Float3 environmentHit(Float3 direction, float bsdfPdf) const;
+    Float3 clampIndirect(Float3 c) const;
+
+    const RenderScene& scene_;
+    LightChoice choice_;
+    int maxDepth_;
+    bool occlusionOnly_ = false;  ///< bounced rays end at the ambient occlusion distance
+    bool passing_ = false;        ///< some surface may let light pass
+};
+
+}  // namespace Lumora::engine

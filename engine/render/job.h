@@ -1,0 +1,71 @@
+// Sampling of one scene: which tile next, how many samples, and when it is done.
+//
+// Passes over all tiles: first the coarse one, then the first sample of every pixel, then batches that double up to
+// sixteen samples. A tile is sampled by one thread at a time and in the order of the passes, so sums do not depend on
+// who came first.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "engine/film/film.h"
+#include "engine/render/integrator.h"
+
+namespace Lumora::engine {
+
+class Job {
+public:
+    /// `film` is reset and taken over. Throws std::bad_alloc.
+    Job(RenderScenePtr scene, const Film& region, std::shared_ptr<FilmBuffer> film, std::uint64_t changeLevel);
+
+    struct Unit {
+        std::uint32_t pass = 0, tile = 0;
+        std::uint32_t first = 0, end = 0;  ///< sample numbers
+        bool coarse = false;
+    };
+    /// The next piece of work, or none: all is handed out. A unit that was taken must be worked on.
+    std::optional<Unit> take();
+    /// Samples a unit and adds it to the film. Returns early when the job is cancelled.
+    void work(const Unit& unit);
+
+    void cancel() { cancelled_ = true; }
+    bool cancelled() const { return cancelled_; }
+    void setMaxSamples(std::uint32_t samples);
+
+    bool coarseDone() const { return coarseDone_; }
+    bool finished() const;  ///< every pixel has all its samples
+    float samplesPerPixel() const;
+    std::uint32_t maxSamples() const;
+    std::uint64_t samplesTaken() const { return samplesTaken_; }
+
+    const RenderScene& scene() const { return *scene_; }
+    const FilmBuffer& film() const { return *film_; }
+    std::shared_ptr<FilmBuffer> filmHandle() const { return film_; }
+
+    const std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
+    std::atomic<std::uint64_t> changeLevel;
+
+private:
+    FilmPixel samplePixel(std::uint32_t x, std::uint32_t y, std::uint32_t first, std::uint32_t end) const;
+
+    RenderScenePtr scene_;
+    Integrator integrator_;
+    CameraRays camera_;
+    std::shared_ptr<FilmBuffer> film_;
+
+    mutable std::mutex lock_;
+    std::uint32_t maxSamples_;
+    std::uint32_t pass_ = 0, nextTile_ = 0, first_ = 0, end_ = 0;
+    bool coarse_ = true;
+    std::uint64_t open_ = 0;  ///< units taken and not done
+    std::uint32_t coarseLeft_;
+    std::vector<std::atomic<std::uint32_t>> tilePass_;  ///< passes that each tile has behind it
+    std::atomic<bool> cancelled_{false}, coarseDone_{false};
+    std::atomic<std::uint64_t> samplesTaken_{0};
+};
+
+}  // namespace Lumora::engine

@@ -1,0 +1,568 @@
+#include "engine/render/renderer.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <stdexcept>
+#include <thread>
+#include <unordered_set>
+
+#if defined(__SSE3__)
+#include <pmmintrin.h>
+#endif
+
+#include "engine/compile/scene_compiler.h"
+#include "engine/film/tonemap.h"
+#include "engine/render/job.h"
+
+namespace Lumora::engine {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// Time that a fresh job gets for its coarse picture before the next edit may replace it: without it a stream of edits
+/// would never show anything.
+constexpr auto kCoarseGrace = std::chrono::milliseconds(100);
+constexpr double kShortestInterval = 1.0 / 30.0;
+
+/// Denormal numbers cost a hundred times their worth.
+void flushDenormals() {
+#if defined(__SSE3__)
+    _MM_SET_FLUSH_ZERO_MODE(_MM_FLUSH_ZERO_ON);
+    _MM_SET_DENORMALS_ZERO_MODE(_MM_DENORMALS_ZERO_ON);
+#endif
+}
+
+/// `later` on top of `first`.
+void merge(SceneDelta& first, SceneDelta&& later) {
+    std::unordered_set<ItemUid> gone;
+    for (const NodeRecordPtr& r : later.changed) gone.insert(r->uid);
+    std::erase_if(first.removed, [&](ItemUid uid) { return gone.count(uid) != 0; });
+    gone.insert(later.removed.begin(), later.removed.end());
+    std::erase_if(first.changed, [&](const NodeRecordPtr& r) { return gone.count(r->uid) != 0; });
+    first.changed.insert(first.changed.end(), later.changed.begin(), later.changed.end());
+    first.removed.insert(first.removed.end(), later.removed.begin(), later.removed.end());
+    first.changeLevel = later.changeLevel;
+    first.renderTarget = later.renderTarget;
+    first.clayMode = later.clayMode;
+    first.subSampleMode = later.subSampleMode;
+}
+
+}  // namespace
+
+class Renderer::Impl {
+public:
+    explicit Impl(RendererCallbacks callbacks);
+    ~Impl();
+
+    void submit(SceneDelta delta);
+    void setPaused(bool paused);
+    bool paused() const;
+    void restart();
+    void stop();
+    void setRegion(bool on, Vec2<unsigned> start, Vec2<unsigned> size);
+    void setThreadCount(unsigned threads);
+    void setOutput(TonemapType type, std::vector<RenderPassId> passes);
+    std::uint64_t imageChangeLevel() const;
+    std::vector<Image> latest() const;
+    std::vector<Image> tonemap(const std::vector<RenderPassId>& passes, TonemapType type);
+    Statistics statistics() const;
+    bool failed() const;
+    std::string failureText() const;
+    void resetFailure();
+
+private:
+    void buildLoop();
+    void workLoop(unsigned index);
+    void displayLoop();
+    void buildNext(std::unique_lock<std::mutex>& lock);
+    void fail(const std::string& text);
+    void replaceJob(std::unique_lock<std::mutex>& lock);
+    void growPool();
+    bool publish(std::unique_lock<std::mutex>& lock, const std::shared_ptr<Job>& job, bool final);
+    bool mayWork(unsigned index) const {
+        return job_ && !idle_ && !paused_ && !stopped_ && !failed_ && !building_ && index < threads_;
+    }
+    Image develop(const Job& job, const RenderScene& scene, TonemapType type, const Image* previous) const;
+
+    RendererCallbacks callbacks_;
+    mutable std::mutex lock_;
+    std::condition_variable buildSignal_, workSignal_, displaySignal_, stateSignal_;
+    bool quit_ = false, paused_ = false, stopped_ = false, failed_ = false;
+    bool building_ = false;  ///< workers leave the processors to the build
+    bool idle_ = true;       ///< the job has nothing left to hand out
+    bool refresh_ = false;   ///< make a picture even though nothing was sampled
+    std::string failure_;
+    std::optional<SceneDelta> pending_;
+
+    SceneCompiler compiler_;
+    RenderScenePtr scene_;  ///< the newest; its imager is the one in force
+    std::shared_ptr<Job> job_;
+    unsigned working_ = 0;
+    double buildSeconds_ = 0.0;
+
+    bool regionOn_ = false;
+    Vec2<unsigned> regionStart_, regionSize_;
+    TonemapType outputType_ = TONEMAP_LDR;
+    std::vector<RenderPassId> outputPasses_{RP_BEAUTY};
+    std::vector<Image> images_;
+    std::uint64_t imageLevel_ = 0, sceneLevel_ = 0;
+    ItemUid target_ = 0;
+
+    double sampledSeconds_ = 0.0;  ///< of this job, pauses taken out
+    Clock::time_point samplingSince_{};
+
+    unsigned threads_ = 1;
+    std::vector<std::thread> pool_;
+    std::thread build_, display_;
+};
+
+Renderer::Impl::Impl(RendererCallbacks callbacks)
+    : callbacks_(std::move(callbacks)),
+      compiler_(callbacks_.log),
+      threads_(std::max(1u, std::thread::hardware_concurrency())) {
+    build_ = std::thread([this] { buildLoop(); });
+    display_ = std::thread([this] { displayLoop(); });
+    const std::lock_guard guard(lock_);
+    growPool();
+}
+
+Renderer::Impl::~Impl() {
+    {
+        const std::lock_guard guard(lock_);
+        quit_ = true;
+        if (job_) job_->cancel();
+    }
+    buildSignal_.notify_all();
+    workSignal_.notify_all();
+    displaySignal_.notify_all();
+    stateSignal_.notify_all();
+    build_.join();
+    display_.join();
+    for (std::thread& t : pool_) t.join();
+}
+
+void Renderer::Impl::growPool() {
+    while (pool_.size() < threads_) {
+        const auto index = static_cast<unsigned>(pool_.size());
+        pool_.emplace_back([this, index] { workLoop(index); });
+    }
+}
+
+void Renderer::Impl::submit(SceneDelta delta) {
+    const std::lock_guard guard(lock_);
+    if (pending_) {
+        merge(*pending_, std::move(delta));
+    } else {
+        pending_ = std::move(delta);
+    }
+    buildSignal_.notify_all();
+}
+
+void Renderer::Impl::fail(const std::string& text) {
+    {
+        const std::lock_guard guard(lock_);
+        if (job_) job_->cancel();
+        job_.reset();
+        idle_ = true;
+        building_ = false;
+        failed_ = true;
+        failure_ = text;
+    }
+    stateSignal_.notify_all();
+    if (callbacks_.log) callbacks_.log(text);
+    if (callbacks_.onFailure) callbacks_.onFailure();
+}
+
+void Renderer::Impl::buildLoop() {
+    flushDenormals();
+    std::unique_lock lock(lock_);
+    while (true) {
+        buildSignal_.wait(lock, [this] { return quit_ || pending_; });
+        if (quit_) return;
+        const std::shared_ptr<Job> running = job_;
+        if (running && mayWork(0) && !running->coarseDone()) {
+            stateSignal_.wait_until(lock, running->start + kCoarseGrace,
+                                    [&] { return quit_ || running->coarseDone() || !mayWork(0); });
+            if (quit_) return;
+        }
+        std::string failure;
+        try {
+            buildNext(lock);
+        } catch (const std::bad_alloc&) {
+            failure = "There is not enough memory for the scene.";
+        } catch (const std::exception& e) {
+            failure = std::string(e.what()) + ".";
+        }
+        if (!failure.empty()) {
+            if (lock.owns_lock()) lock.unlock();
+            fail(failure);
+            lock.lock();
+        }
+    }
+}
+
+void Renderer::Impl::buildNext(std::unique_lock<std::mutex>& lock) {
+    SceneDelta delta = std::move(*pending_);
+    pending_.reset();
+    building_ = true;
+    lock.unlock();
+    BuildResult result = compiler_.apply(delta);
+    lock.lock();
+    building_ = false;
+    buildSeconds_ = result.seconds;
+    sceneLevel_ = delta.changeLevel;
+    // A render target that was not there before ends a stop.
+    if (delta.renderTarget != 0 && delta.renderTarget != target_) stopped_ = false;
+    target_ = delta.renderTarget;
+    scene_ = result.scene;
+    if (!scene_) {
+        if (job_) job_->cancel();
+        job_.reset();
+        idle_ = true;
+    } else if (result.restart || !job_) {
+        replaceJob(lock);
+    } else {
+        job_->changeLevel = delta.changeLevel;
+        job_->setMaxSamples(scene_->kernel.maxSamples);
+        if (!job_->finished()) idle_ = false;
+        refresh_ = true;
+    }
+    lock.unlock();
+    workSignal_.notify_all();
+    displaySignal_.notify_all();
+    if (callbacks_.onUpdated) callbacks_.onUpdated(delta.changeLevel);
+    lock.lock();
+}
+
+/// A new job for the newest scene. The film of the old one is used again once nobody reads it.
+void Renderer::Impl::replaceJob(std::unique_lock<std::mutex>& lock) {
+    const std::shared_ptr<Job> old = std::move(job_);
+    if (old) old->cancel();
+    idle_ = true;
+    stateSignal_.wait(lock, [this] { return working_ == 0 || quit_; });
+    if (quit_ || !scene_) return;
+    Film region = scene_->film;
+    if (regionOn_) {
+        region.regionX = regionStart_.x;
+        region.regionY = regionStart_.y;
+        region.regionWidth = std::max(regionSize_.x, 1u);
+        region.regionHeight = std::max(regionSize_.y, 1u);
+    }
+    std::shared_ptr<FilmBuffer> film = old ? old->filmHandle() : nullptr;
+    if (!film || film.use_count() > 2) film = std::make_shared<FilmBuffer>();
+    job_ = std::make_shared<Job>(scene_, region, std::move(film), sceneLevel_);
+    idle_ = false;
+    sampledSeconds_ = 0.0;
+    samplingSince_ = Clock::now();
+    workSignal_.notify_all();
+    displaySignal_.notify_all();
+}
+
+void Renderer::Impl::workLoop(unsigned index) {
+    flushDenormals();
+    std::unique_lock lock(lock_);
+    while (true) {
+        workSignal_.wait(lock, [&] { return quit_ || mayWork(index); });
+        if (quit_) return;
+        const std::shared_ptr<Job> job = job_;
+        const std::optional<Job::Unit> unit = job->take();
+        if (!unit) {
+            idle_ = true;
+            displaySignal_.notify_all();
+            continue;
+        }
+        ++working_;
+        lock.unlock();
+        bool failedNow = false;
+        try {
+            job->work(*unit);
+        } catch (const std::exception&) {
+            failedNow = true;
+        }
+        if (failedNow) fail("There is not enough memory for sampling.");
+        lock.lock();
+        --working_;
+        stateSignal_.notify_all();
+        if (unit->coarse && job->coarseDone()) displaySignal_.notify_all();
+        if (idle_ && working_ == 0) displaySignal_.notify_all();
+    }
+}
+
+Image Renderer::Impl::develop(const Job& job, const RenderScene& scene, TonemapType type, const Image* previous) const {
+    const Tonemapper tonemapper(scene.imager, scene.film, scene.kernel.alphaChannel);
+    const float samples = job.samplesPerPixel();
+    const std::uint64_t level = job.changeLevel;
+    Image image = tonemapper.picture(job.film(), type, previous);
+    image.changeLevel = level;
+    image.samplesPerPixel = samples;
+    return image;
+}
+
+bool Renderer::Impl::publish(std::unique_lock<std::mutex>& lock, const std::shared_ptr<Job>& job, bool final) {
+    const RenderScenePtr scene = scene_;
+    const TonemapType type = outputType_;
+    const bool wanted = std::find(outputPasses_.begin(), outputPasses_.end(), RP_BEAUTY) != outputPasses_.end();
+    std::vector<Image> previous = images_;
+    lock.unlock();
+    std::vector<Image> images;
+    bool made = true;
+    try {
+        if (wanted) images.push_back(develop(*job, *scene, type, previous.empty() ? nullptr : &previous[0]));
+    } catch (const std::bad_alloc&) {
+        made = false;
+    }
+    previous.clear();
+    lock.lock();
+    // While the picture was made an edit may have come; its job will show itself.
+    if (!made || job != job_) return false;
+    images_ = std::move(images);
+    imageLevel_ = images_.empty() ? job->changeLevel.load() : images_[0].changeLevel;
+    (void) final;
+    lock.unlock();
+    stateSignal_.notify_all();
+    if (callbacks_.onImage) callbacks_.onImage();
+    lock.lock();
+    return true;
+}
+
+void Renderer::Impl::displayLoop() {
+    std::unique_lock lock(lock_);
+    std::shared_ptr<Job> shown;  // the job of the last picture
+    bool shownFinal = false;
+    std::uint64_t shownSamples = 0;
+    Clock::time_point next = Clock::now();
+    while (!quit_) {
+        const std::shared_ptr<Job> job = job_;
+        if (!job) {
+            shown.reset();
+            displaySignal_.wait(lock);
+            continue;
+        }
+        const auto now = Clock::now();
+        const bool final = job->finished();
+        const bool fresh = shown != job;
+        const bool ready =
+            job->coarseDone() && (final || scene_->imager.minDisplaySamples <= 1 ||
+                                  job->samplesPerPixel() >= static_cast<float>(scene_->imager.minDisplaySamples));
+        const bool news = fresh || (final && !shownFinal) || job->samplesTaken() != shownSamples;
+        const bool due = fresh || refresh_ || (final && !shownFinal) || (news && now >= next);
+        if (!ready || !due) {
+            if (final && !ready) {
+                displaySignal_.wait(lock);
+            } else if (ready && news) {
+                displaySignal_.wait_until(lock, next);
+            } else {
+                displaySignal_.wait_for(lock, std::chrono::milliseconds(50));
+            }
+            continue;
+        }
+        refresh_ = false;
+        const std::uint64_t samples = job->samplesTaken();
+        if (publish(lock, job, final)) {
+            shown = job;
+            shownFinal = final;
+            shownSamples = samples;
+        }
+        const double age = std::chrono::duration<double>(Clock::now() - job->start).count();
+        const double longest = scene_ ? scene_->imager.maxTonemapInterval : 10;
+        const double interval = std::clamp(0.1 * age, kShortestInterval, std::max(longest, kShortestInterval));
+        next = Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(interval));
+    }
+}
+
+void Renderer::Impl::setPaused(bool paused) {
+    const std::lock_guard guard(lock_);
+    if (!paused) stopped_ = false;
+    if (paused_ == paused) {
+        workSignal_.notify_all();
+        return;
+    }
+    paused_ = paused;
+    if (paused) {
+        sampledSeconds_ += std::chrono::duration<double>(Clock::now() - samplingSince_).count();
+    } else {
+        samplingSince_ = Clock::now();
+    }
+    workSignal_.notify_all();
+    stateSignal_.notify_all();
+}
+
+bool Renderer::Impl::paused() const {
+    const std::lock_guard guard(lock_);
+    return paused_;
+}
+
+void Renderer::Impl::restart() {
+    std::string failure;
+    {
+        std::unique_lock lock(lock_);
+        stopped_ = false;
+        if (!scene_ || building_) return;
+        try {
+            replaceJob(lock);
+        } catch (const std::bad_alloc&) {
+            failure = "There is not enough memory for the picture.";
+        }
+    }
+    if (!failure.empty()) fail(failure);
+}
+
+void Renderer::Impl::stop() {
+    std::unique_lock lock(lock_);
+    stopped_ = true;
+    stateSignal_.notify_all();
+    stateSignal_.wait(lock, [this] { return working_ == 0 || quit_; });
+}
+
+void Renderer::Impl::setRegion(bool on, Vec2<unsigned> start, Vec2<unsigned> size) {
+    {
+        const std::lock_guard guard(lock_);
+        if (regionOn_ == on && (!on || (regionStart_ == start && regionSize_ == size))) return;
+        regionOn_ = on;
+        regionStart_ = start;
+        regionSize_ = size;
+        if (!job_) return;
+    }
+    restart();
+}
+
+void Renderer::Impl::setThreadCount(unsigned threads) {
+    const std::lock_guard guard(lock_);
+    threads_ = threads ? std::min(threads, 1024u) : std::max(1u, std::thread::hardware_concurrency());
+    growPool();
+    workSignal_.notify_all();
+}
+
+void Renderer::Impl::setOutput(TonemapType type, std::vector<RenderPassId> passes) {
+    const std::lock_guard guard(lock_);
+    outputType_ = type;
+    outputPasses_ = std::move(passes);
+    refresh_ = true;
+    displaySignal_.notify_all();
+}
+
+std::uint64_t Renderer::Impl::imageChangeLevel() const {
+    const std::lock_guard guard(lock_);
+    return imageLevel_;
+}
+
+std::vector<Image> Renderer::Impl::latest() const {
+    const std::lock_guard guard(lock_);
+    return images_;
+}
+
+std::vector<Image> Renderer::Impl::tonemap(const std::vector<RenderPassId>& passes, TonemapType type) {
+    std::shared_ptr<Job> job;
+    RenderScenePtr scene;
+    {
+        const std::lock_guard guard(lock_);
+        job = job_;
+        scene = scene_;
+    }
+    std::vector<Image> out;
+    if (!job || !scene || std::find(passes.begin(), passes.end(), RP_BEAUTY) == passes.end()) return out;
+    try {
+        out.push_back(develop(*job, *scene, type, nullptr));
+    } catch (const std::bad_alloc&) {
+        out.clear();
+    }
+    return out;
+}
+
+Statistics Renderer::Impl::statistics() const {
+    const SceneCompiler::Counters counters = compiler_.counters();
+    Statistics s;
+    s.geometryBytes = counters.geometryBytes;
+    s.imageBytes = counters.imageBytes;
+    s.nodeBytes = counters.nodeCount * sizeof(NodeRecord);
+    s.triangles = counters.triangles;
+    s.meshes = counters.meshes;
+    s.instances = counters.instances;
+    s.textures = counters.textures;
+    s.meshesBuilt = counters.meshesBuilt;
+    s.instancesBuilt = counters.instancesBuilt;
+    const std::lock_guard guard(lock_);
+    s.buildSeconds = buildSeconds_;
+    if (!job_) return s;
+    s.filmBytes = job_->film().bytes();
+    s.samplesPerPixel = job_->samplesPerPixel();
+    s.maxSamplesPerPixel = static_cast<float>(job_->maxSamples());
+    s.finished = job_->finished();
+    s.progress = s.finished ? 1.0f : std::min(s.samplesPerPixel / s.maxSamplesPerPixel, 1.0f);
+    const bool running = !paused_ && !s.finished;
+    const double seconds =
+        sampledSeconds_ + (running ? std::chrono::duration<double>(Clock::now() - samplingSince_).count() : 0.0);
+    if (seconds > 0.0) s.samplesPerSecond = static_cast<double>(job_->samplesTaken()) / seconds;
+    return s;
+}
+
+bool Renderer::Impl::failed() const {
+    const std::lock_guard guard(lock_);
+    return failed_;
+}
+
+std::string Renderer::Impl::failureText() const {
+    const std::lock_guard guard(lock_);
+    return failure_;
+}
+
+void Renderer::Impl::resetFailure() {
+    const std::lock_guard guard(lock_);
+    failed_ = false;
+    failure_.clear();
+    workSignal_.notify_all();
+}
+
+Renderer::Renderer(RendererCallbacks callbacks) : impl_(std::make_unique<Impl>(std::move(callbacks))) {}
+Renderer::~Renderer() = default;
+void Renderer::submit(SceneDelta delta) {
+    impl_->submit(std::move(delta));
+}
+void Renderer::pause() {
+    impl_->setPaused(true);
+}
+void Renderer::resume() {
+    impl_->setPaused(false);
+}
+void Renderer::restart() {
+    impl_->restart();
+}
+void Renderer::stop() {
+    impl_->stop();
+}
+bool Renderer::paused() const {
+    return impl_->paused();
+}
+void Renderer::setRegion(bool on, Vec2<unsigned> start, Vec2<unsigned> size, unsigned) {
+    impl_->setRegion(on, start, size);
+}
+void Renderer::setThreadCount(unsigned threads) {
+    impl_->setThreadCount(threads);
+}
+void Renderer::setOutput(TonemapType type, std::vector<RenderPassId> passes) {
+    impl_->setOutput(type, std::move(passes));
+}
+std::uint64_t Renderer::imageChangeLevel() const {
+    return impl_->imageChangeLevel();
+}
+std::vector<Image> Renderer::latest() const {
+    return impl_->latest();
+}
+std::vector<Image> Renderer::tonemap(const std::vector<RenderPassId>& passes, TonemapType type) {
+    return impl_->tonemap(passes, type);
+}
+Statistics Renderer::statistics(RenderPassId) const {
+    return impl_->statistics();
+}
+bool Renderer::failed() const {
+    return impl_->failed();
+}
+std::string Renderer::failureText() const {
+    return impl_->failureText();
+}
+void Renderer::resetFailure() {
+    impl_->resetFailure();
+}
+
+}  // namespace Lumora::engine

@@ -1,0 +1,106 @@
+// Low-discrepancy random numbers of one pixel: Owen-scrambled Sobol points in sets of four dimensions, each set with
+// its own shuffled order (Burley, "Practical Hash-based Owen Scrambling", JCGT 2020).
+//
+// The numbers depend on pixel, sample index, seed and the order of the calls alone, so a picture is the same on any
+// number of threads. Sets that are powers of two long are stratified in every pair of dimensions of a call.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "engine/render/vec.h"
+
+namespace Lumora::engine {
+
+namespace sobol {
+
+/// Direction numbers of the first four Sobol dimensions, computed from the primitive polynomials of Joe and Kuo.
+struct Table {
+    std::array<std::array<std::uint32_t, 32>, 4> v{};
+    constexpr Table() {
+        for (int i = 0; i < 32; ++i) v[0][i] = 1u << (31 - i);
+        fill(1, 1, 0, {1, 0, 0});
+        fill(2, 2, 1, {1, 3, 0});
+        fill(3, 3, 1, {1, 3, 1});
+    }
+
+private:
+    constexpr void fill(int d, int s, std::uint32_t a, std::array<std::uint32_t, 3> m) {
+        for (int i = 0; i < s; ++i) v[d][i] = m[i] << (31 - i);
+        for (int i = s; i < 32; ++i) {
+            v[d][i] = v[d][i - s] ^ (v[d][i - s] >> s);
+            for (int k = 1; k < s; ++k) v[d][i] ^= ((a >> (s - 1 - k)) & 1u) * v[d][i - k];
+        }
+    }
+};
+inline constexpr Table kTable{};
+
+inline std::uint32_t reverseBits(std::uint32_t x) {
+    x = __builtin_bswap32(x);
+    x = ((x >> 4) & 0x0f0f0f0fu) | ((x & 0x0f0f0f0fu) << 4);
+    x = ((x >> 2) & 0x33333333u) | ((x & 0x33333333u) << 2);
+    return ((x >> 1) & 0x55555555u) | ((x & 0x55555555u) << 1);
+}
+
+/// Integer hash with full avalanche (Wellons, "lowbias32").
+inline std::uint32_t hash(std::uint32_t x) {
+    x ^= x >> 16;
+    x *= 0x7feb352du;
+    x ^= x >> 15;
+    x *= 0x846ca68bu;
+    return x ^ (x >> 16);
+}
+inline std::uint32_t hash(std::uint32_t a, std::uint32_t b) {
+    return hash(a ^ (hash(b) + 0x9e3779b9u + (a << 6)));
+}
+
+/// Nested uniform scramble of bits in reversed order (Laine and Karras' hash with Burley's constants).
+inline std::uint32_t scrambleReversed(std::uint32_t x, std::uint32_t seed) {
+    x += seed;
+    x ^= x * 0x6c50b47cu;
+    x ^= x * 0xb82f1e52u;
+    x ^= x * 0xc7afe638u;
+    return x ^ (x * 0x8d22f6e6u);
+}
+inline std::uint32_t owenScramble(std::uint32_t x, std::uint32_t seed) {
+    return reverseBits(scrambleReversed(reverseBits(x), seed));
+}
+
+/// 24 bits as a float in [0, 1).
+inline float toUnit(std::uint32_t x) {
+    return static_cast<float>(x >> 8) * 0x1p-24f;
+}
+
+}  // namespace sobol
+
+class Sampler {
+public:
+    Sampler(std::uint32_t x, std::uint32_t y, std::uint32_t sample, std::uint32_t seed)
+        : pixel_(sobol::hash(sobol::hash(x, y), seed)), sample_(sample) {}
+
+    /// Four stratified numbers in [0, 1).
+    std::array<float, 4> next4() {
+        const std::uint32_t seed = sobol::hash(pixel_, set_++);
+        std::uint32_t index = sobol::owenScramble(sample_, seed);
+        std::array<std::uint32_t, 4> p{};
+        for (int bit = 0; index != 0; ++bit, index >>= 1) {
+            const std::uint32_t mask = 0u - (index & 1u);
+            for (int d = 0; d < 4; ++d) p[d] ^= sobol::kTable.v[d][bit] & mask;
+        }
+        std::array<float, 4> r;
+        for (int d = 0; d < 4; ++d) {
+            r[d] = sobol::toUnit(sobol::owenScramble(p[d], sobol::hash(seed + 0x51ed270bu * (d + 1))));
+        }
+        return r;
+    }
+    Float2 next2() {
+        const auto r = next4();
+        return {r[0], r[1]};
+    }
+    float next1() { return next4()[0]; }
+
+private:
+    std::uint32_t pixel_, sample_, set_ = 0;
+};
+
+}  // namespace Lumora::engine

@@ -1,0 +1,151 @@
+// The scene as the kernels read it. Immutable once built: parts that an edit leaves alone are shared by the old and the
+// new scene.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "engine/graph/record.h"
+#include "engine/render/distribution.h"
+#include "engine/render/embree.h"
+#include "engine/render/material.h"
+#include "engine/render/settings.h"
+
+namespace Lumora::engine {
+
+inline constexpr std::uint32_t kNone = ~0u;
+
+/// One polygon mesh in object space. The arrays are the graph's own; Embree reads vertices and, where all polygons have
+/// the same number of corners, indices straight from them.
+struct CompiledMesh {
+    SharedArray<Float3> vertices, normals, uvs[3];
+    SharedArray<int> vertexIndices, normalIndices, uvIndices[3];
+    SharedArray<int> materialIndices, objectIndices;  ///< one for each polygon, or null: all 0
+    std::uint32_t polygons = 0, triangles = 0;
+    std::uint32_t cornersPerPolygon = 0;     ///< 3 or 4, or 0: mixed
+    std::vector<std::uint32_t> firstCorner;  ///< mixed only: first corner of each polygon
+    std::vector<std::uint32_t> quadIndices;  ///< mixed only: four for each polygon, a triangle repeats its last
+    std::vector<Float3> paddedVertices;      ///< only where the graph's array lacks the readable tail Embree needs
+    int maxMaterial = 0;
+    Float3 boundsMin, boundsMax;
+    EmbreeScene scene;  ///< after the arrays: goes first
+
+    std::uint32_t corner(std::uint32_t polygon) const {
+        return cornersPerPolygon ? polygon * cornersPerPolygon : firstCorner[polygon];
+    }
+    std::uint32_t corners(std::uint32_t polygon) const {
+        if (cornersPerPolygon) return cornersPerPolygon;
+        const std::uint32_t* q = &quadIndices[4 * static_cast<std::size_t>(polygon)];
+        return q[2] == q[3] ? 3 : 4;
+    }
+    std::uint32_t material(std::uint32_t polygon) const {
+        return materialIndices ? static_cast<std::uint32_t>((*materialIndices)[polygon]) : 0;
+    }
+    /// Memory that the render side holds beyond the graph's arrays and Embree's own.
+    std::uint64_t extraBytes() const;
+};
+
+/// What an object layer says of its polygons.
+struct ObjectLayer {
+    float opacity = 1.0f;
+    bool cameraVisible = true, shadowVisible = true;
+    friend bool operator==(const ObjectLayer&, const ObjectLayer&) = default;
+};
+
+struct Instance {
+    Matrix<float> toWorld;
+    std::uint32_t mesh = 0;            ///< index into Geometry::meshes
+    std::uint32_t firstLayer = kNone;  ///< index into Geometry::layers; kNone: every polygon takes the default layer
+    std::uint32_t layerCount = 0;
+};
+
+/// An infinite plane through `origin`. Texture coordinates are metres along the two tangents.
+struct Plane {
+    Float3 origin, normal, tangent, bitangent;
+    std::uint32_t slot = 0;       ///< index into Geometry::slots
+    std::uint32_t layer = kNone;  ///< index into Geometry::layers
+};
+
+struct Geometry {
+    std::vector<std::shared_ptr<const CompiledMesh>> meshes;
+    std::vector<std::uint32_t> meshSlot;   ///< first entry of each mesh in `slots`
+    std::vector<std::uint32_t> meshSlots;  ///< number of its entries
+    std::vector<ItemUid> slots;            ///< the node on each material pin; 0: the default material
+    std::vector<Instance> instances;       ///< same order as Embree's instance ids
+    std::vector<Plane> planes;
+    std::vector<ObjectLayer> layers;
+    bool restricted = false;  ///< some layer is not fully opaque and visible
+    Float3 center;
+    float radius = 1.0f;                                             ///< of a sphere around all but the planes
+    std::vector<std::shared_ptr<RTCGeometryTy>> instanceGeometries;  ///< shared with the next scene where unchanged
+    std::shared_ptr<RTCSceneTy> top;  ///< shared with the next scene where only materials or layers differ
+};
+
+struct Shading {
+    TextureTable textures;
+    std::vector<Material> materials;        ///< 0 is the default material
+    std::vector<MaterialId> slotMaterials;  ///< parallel to Geometry::slots
+    bool transparent = false;               ///< some material is not opaque
+};
+
+/// The emitting triangles of one mesh, in object space.
+struct EmitterSet {
+    std::vector<std::uint32_t> triangles;  ///< polygon times two plus half
+    AliasTable distribution;               ///< by area times mean luminance
+    std::vector<float> slotWeight;         ///< mean luminance of each material slot of the mesh
+};
+
+struct Emitter {
+    std::uint32_t instance = 0, set = 0;
+};
+
+struct Lights {
+    std::vector<std::shared_ptr<const EmitterSet>> sets;
+    std::vector<Emitter> emitters;
+    AliasTable distribution;                     ///< over the emitters, by power
+    std::vector<std::uint32_t> instanceEmitter;  ///< of each instance, kNone: emits nothing
+    std::uint64_t triangles = 0;
+};
+
+struct Environment {
+    enum class Kind : std::uint8_t { None, Texture, Daylight };
+    Kind kind = Kind::None;
+    TextureTable textures;
+    TextureId texture = kNoTexture;
+    float power = 1.0f;
+    bool constant = true;
+    bool showBackplate = true, showReflections = true;  ///< of a visible environment
+    Distribution2D distribution;                        ///< over the equirectangular map; empty: not sampled
+
+    // Daylight: a sun disc over a sky that pales towards the horizon.
+    Float3 sunDirection{0, 1, 0}, sunRadiance, zenith, horizon, ground;
+    float sunCosine = 1.0f;  ///< of the disc's angular radius
+
+    Float3 radiance(Float3 direction) const;  ///< without the sun's disc
+    Float3 sunDisc(Float3 direction) const;
+    /// Direction, its radiance and density by solid angle.
+    Float3 sample(Float2 u, Float3& direction, float& pdf) const;
+    float pdf(Float3 direction) const;
+};
+
+struct RenderScene {
+    std::shared_ptr<const Geometry> geometry;
+    std::shared_ptr<const Shading> shading;
+    std::shared_ptr<const Lights> lights;
+    std::shared_ptr<const Environment> environment;
+    std::shared_ptr<const Environment> visible;  ///< what camera rays that miss see instead, or null
+    Camera camera;
+    Kernel kernel;
+    Film film;
+    Imager imager;
+};
+
+using RenderScenePtr = std::shared_ptr<const RenderScene>;
+
+/// Equirectangular map: the middle of the map looks along -z, u grows to the right, v upwards.
+Float2 directionToMap(Float3 direction);
+Float3 mapToDirection(Float2 uv);
+
+}  // namespace Lumora::engine

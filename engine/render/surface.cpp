@@ -1,0 +1,153 @@
+#include "engine/render/surface.h"
+
+namespace Lumora::engine {
+
+namespace {
+
+/// Corners of a polygon half and the weights of a hit in it. Embree splits a quad into the corners 0, 1, 3 and 2, 3, 1.
+struct Interpolation {
+    std::uint32_t corner[3];  ///< index into the per-corner arrays
+    float weight[3];
+};
+
+Interpolation interpolationAt(const CompiledMesh& mesh, std::uint32_t polygon, float u, float v) {
+    const std::uint32_t c = mesh.corner(polygon);
+    if (mesh.corners(polygon) == 3) return {{c, c + 1, c + 2}, {1.0f - u - v, u, v}};
+    if (u + v <= 1.0f) return {{c, c + 1, c + 3}, {1.0f - u - v, u, v}};
+    return {{c + 2, c + 3, c + 1}, {u + v - 1.0f, 1.0f - u, 1.0f - v}};
+}
+
+template <typename T>
+Float3 blend(const std::vector<T>& values, const std::uint32_t index[3], const float weight[3]) {
+    return values[index[0]] * weight[0] + values[index[1]] * weight[1] + values[index[2]] * weight[2];
+}
+
+void lookUp(const std::vector<int>& indices, const std::uint32_t corner[3], std::uint32_t out[3]) {
+    for (int i = 0; i < 3; ++i) out[i] = static_cast<std::uint32_t>(indices[corner[i]]);
+}
+
+float maxAbs(Float3 p) {
+    return std::max(std::abs(p.x), std::max(std::abs(p.y), std::abs(p.z)));
+}
+
+/// Rounding of a point's coordinates and of the transform that placed it, plus the kernel's own distance.
+float offsetFor(Float3 p, float transformScale, float rayEpsilon) {
+    return 0x1p-19f * std::max(maxAbs(p), transformScale) + rayEpsilon;
+}
+
+void faceViewer(Surface& s, Float3 ng, Float3 ns, Float3 direction) {
+    s.front = dot(ng, direction) < 0.0f;
+    s.normal = s.front ? ng : -ng;
+    s.shadingNormal = dot(ns, s.normal) < 0.0f ? -ns : ns;
+    s.at.frontFace = s.front;
+}
+
+Surface planeSurface(const RenderScene& scene, const Hit& hit, const Ray& ray) {
+    const Geometry& g = *scene.geometry;
+    const Plane& plane = g.planes[hit.instance - Hit::kPlane];
+    Surface s;
+    s.position = ray.at(hit.t);
+    s.position += plane.normal * dot(plane.normal, plane.origin - s.position);
+    const Float3 local = s.position - plane.origin;
+    for (Float3& uv : s.at.uv) uv = {dot(local, plane.tangent), dot(local, plane.bitangent), 0.0f};
+    s.at.worldPosition = s.position;
+    s.at.objectPosition = local;
+    s.at.worldNormal = s.at.objectNormal = plane.normal;
+    s.material = scene.shading->slotMaterials[plane.slot];
+    if (plane.layer != kNone) s.layer = g.layers[plane.layer];
+    faceViewer(s, plane.normal, plane.normal, ray.direction);
+    s.offset = offsetFor(s.position, 0.0f, scene.kernel.rayEpsilon);
+    return s;
+}
+
+}  // namespace
+
+void triangleCorners(const CompiledMesh& mesh, std::uint32_t polygon, std::uint32_t half, Float3 corners[3]) {
+    const std::uint32_t c = mesh.corner(polygon);
+    std::uint32_t pick[3] = {c, c + 1, c + 2};
+    if (mesh.corners(polygon) == 4) {
+        pick[0] = half ? c + 2 : c;
+        pick[1] = half ? c + 3 : c + 1;
+        pick[2] = half ? c + 1 : c + 3;
+    }
+    for (int i = 0; i < 3; ++i) corners[i] = (*mesh.vertices)[static_cast<std::size_t>((*mesh.vertexIndices)[pick[i]])];
+}
+
+Surface surfaceAt(const RenderScene& scene, const Hit& hit, const Ray& ray) {
+    if (hit.plane()) return planeSurface(scene, hit, ray);
+    const Geometry& g = *scene.geometry;
+    const Instance& instance = g.instances[hit.instance];
+    const CompiledMesh& mesh = *g.meshes[instance.mesh];
+    const Interpolation in = interpolationAt(mesh, hit.polygon, hit.u, hit.v);
+    std::uint32_t index[3];
+    lookUp(*mesh.vertexIndices, in.corner, index);
+    const std::vector<Float3>& vertices = *mesh.vertices;
+    const Float3 a = vertices[index[0]], b = vertices[index[1]], c = vertices[index[2]];
+
+    Surface s;
+    s.at.objectPosition = a * in.weight[0] + b * in.weight[1] + c * in.weight[2];
+    s.position = s.at.worldPosition = transformPoint(instance.toWorld, s.at.objectPosition);
+    const Float3 objectNormal = normalize(cross(b - a, c - a));
+    Float3 ng = normalize(transformNormal(instance.toWorld, objectNormal));
+    if (ng == Float3{}) ng = -ray.direction;
+    s.at.objectNormal = objectNormal;
+    Float3 ns = ng;
+    if (mesh.normals) {
+        lookUp(*mesh.normalIndices, in.corner, index);
+        const Float3 n = normalize(blend(*mesh.normals, index, in.weight));
+        if (n != Float3{}) {
+            const Float3 world = normalize(transformNormal(instance.toWorld, n));
+            if (world != Float3{}) ns = world;
+        }
+    }
+    for (int set = 0; set < 3; ++set) {
+        const int from = mesh.uvs[set] ? set : 0;
+        if (!mesh.uvs[from]) continue;
+        if (from != set) {
+            s.at.uv[set] = s.at.uv[0];
+            continue;
+        }
+        lookUp(*mesh.uvIndices[set], in.corner, index);
+        s.at.uv[set] = blend(*mesh.uvs[set], index, in.weight);
+    }
+    s.material = scene.shading->slotMaterials[g.meshSlot[instance.mesh] + mesh.material(hit.polygon)];
+    if (instance.firstLayer != kNone) {
+        const auto object = mesh.objectIndices ? static_cast<std::uint32_t>((*mesh.objectIndices)[hit.polygon]) : 0u;
+        if (object < instance.layerCount) s.layer = g.layers[instance.firstLayer + object];
+    }
+    s.at.worldNormal = ng;
+    faceViewer(s, ng, ns, ray.direction);
+    s.offset = offsetFor(s.position, maxAbs(column(instance.toWorld, 3)), scene.kernel.rayEpsilon);
+    return s;
+}
+
+void applyNormal(const RenderScene& scene, const Hit& hit, const Material& material, Surface& surface) {
+    if (!material.smooth) surface.shadingNormal = surface.normal;
+    if (material.normal == kNoTexture || hit.plane()) return;
+    const Geometry& g = *scene.geometry;
+    const Instance& instance = g.instances[hit.instance];
+    const CompiledMesh& mesh = *g.meshes[instance.mesh];
+    if (!mesh.uvs[0]) return;
+    const Interpolation in = interpolationAt(mesh, hit.polygon, hit.u, hit.v);
+    std::uint32_t pi[3], ti[3];
+    lookUp(*mesh.vertexIndices, in.corner, pi);
+    lookUp(*mesh.uvIndices[0], in.corner, ti);
+    const std::vector<Float3>&p = *mesh.vertices, &t = *mesh.uvs[0];
+    const Float3 e1 = p[pi[1]] - p[pi[0]], e2 = p[pi[2]] - p[pi[0]], d1 = t[ti[1]] - t[ti[0]], d2 = t[ti[2]] - t[ti[0]];
+    const float det = d1.x * d2.y - d1.y * d2.x;
+    if (!(std::abs(det) > 1e-20f)) return;
+    // The map's axes follow the directions in which u and v grow.
+    const Float3 dpdu = transformVector(instance.toWorld, (e1 * d2.y - e2 * d1.y) * (1.0f / det));
+    const Float3 dpdv = transformVector(instance.toWorld, (e2 * d1.x - e1 * d2.x) * (1.0f / det));
+    const Float3 n = surface.shadingNormal;
+    const Float3 tangent = normalize(dpdu - n * dot(n, dpdu));
+    Float3 bitangent = cross(n, tangent);
+    if (tangent == Float3{}) return;
+    if (dot(bitangent, dpdv) < 0.0f) bitangent = -bitangent;
+    const Float3 m = scene.shading->textures.color(material.normal, surface.at) * 2.0f - splat(1.0f);
+    const float z = surface.front ? m.z : std::abs(m.z);
+    const Float3 mapped = normalize(tangent * m.x + bitangent * m.y + n * z);
+    if (mapped != Float3{} && dot(mapped, surface.normal) > 0.0f) surface.shadingNormal = mapped;
+}
+
+}  // namespace Lumora::engine

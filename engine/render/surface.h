@@ -1,0 +1,33 @@
+// The point of a surface that a ray found, with all that shading asks of it.
+#pragma once
+
+#include "engine/render/tracer.h"
+
+namespace Lumora::engine {
+
+struct Surface {
+    Float3 position;
+    Float3 normal;         ///< geometric, unit length, on the side that the ray came from
+    Float3 shadingNormal;  ///< smooth and mapped, on the same side
+    bool front = true;     ///< the ray came from the side that the polygon's winding calls front
+    MaterialId material = 0;
+    ObjectLayer layer;
+    TextureContext at;
+    float offset = 0.0f;  ///< rays that leave the surface start this far along the normal
+};
+
+/// Reads position, normals, texture coordinates, material and layer. `view` is the direction of the ray.
+Surface surfaceAt(const RenderScene& scene, const Hit& hit, const Ray& ray);
+
+/// Applies the material's own choice of normal: flat, or its normal map.
+void applyNormal(const RenderScene& scene, const Hit& hit, const Material& material, Surface& surface);
+
+/// Corners of one half of a polygon in object space (half 1 is the second triangle of a quad).
+void triangleCorners(const CompiledMesh& mesh, std::uint32_t polygon, std::uint32_t half, Float3 corners[3]);
+
+/// Which half of a polygon the coordinates of a hit lie in.
+inline std::uint32_t halfOf(const CompiledMesh& mesh, std::uint32_t polygon, float u, float v) {
+    return u + v > 1.0f && mesh.corners(polygon) == 4 ? 1u : 0u;
+}
+
+}  // namespace Lumora::engine

@@ -1,0 +1,75 @@
+#include "engine/render/tracer.h"
+
+#include <embree3/rtcore.h>
+
+namespace Lumora::engine {
+
+void EmbreeRelease::operator()(RTCDeviceTy* device) const {
+    rtcReleaseDevice(device);
+}
+void EmbreeRelease::operator()(RTCSceneTy* scene) const {
+    rtcReleaseScene(scene);
+}
+void EmbreeRelease::operator()(RTCGeometryTy* geometry) const {
+    rtcReleaseGeometry(geometry);
+}
+
+namespace {
+
+/// Distance to a plane; infinity when the ray runs along it or away.
+float planeDistance(const Plane& plane, const Ray& ray) {
+    const float cosine = dot(plane.normal, ray.direction);
+    if (std::abs(cosine) < 1e-8f) return kInfinity;
+    const float t = dot(plane.normal, plane.origin - ray.origin) / cosine;
+    return t > ray.tmin && t < ray.tmax ? t : kInfinity;
+}
+
+void fill(RTCRay& out, const Ray& ray) {
+    out.org_x = ray.origin.x;
+    out.org_y = ray.origin.y;
+    out.org_z = ray.origin.z;
+    out.tnear = ray.tmin;
+    out.dir_x = ray.direction.x;
+    out.dir_y = ray.direction.y;
+    out.dir_z = ray.direction.z;
+    out.time = 0.0f;
+    out.tfar = ray.tmax;
+    out.mask = ~0u;
+    out.id = 0;
+    out.flags = 0;
+}
+
+}  // namespace
+
+Hit intersect(const Geometry& geometry, const Ray& ray) {
+    Hit hit;
+    RTCIntersectContext context;
+    rtcInitIntersectContext(&context);
+    RTCRayHit query;
+    fill(query.ray, ray);
+    query.hit.geomID = RTC_INVALID_GEOMETRY_ID;
+    query.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
+    rtcIntersect1(geometry.top.get(), &context, &query);
+    if (query.hit.geomID != RTC_INVALID_GEOMETRY_ID) {
+        hit = {query.ray.tfar, query.hit.u, query.hit.v, query.hit.instID[0], query.hit.primID};
+    }
+    for (std::uint32_t i = 0; i < geometry.planes.size(); ++i) {
+        const float t = planeDistance(geometry.planes[i], ray);
+        if (t < hit.t) hit = {t, 0.0f, 0.0f, Hit::kPlane + i, 0};
+    }
+    return hit;
+}
+
+bool occluded(const Geometry& geometry, const Ray& ray) {
+    for (const Plane& plane : geometry.planes) {
+        if (planeDistance(plane, ray) < kInfinity) return true;
+    }
+    RTCIntersectContext context;
+    rtcInitIntersectContext(&context);
+    RTCRay query;
+    fill(query, ray);
+    rtcOccluded1(geometry.top.get(), &context, &query);
+    return query.tfar < 0.0f;
+}
+
+}  // namespace Lumora::engine
