@@ -22,7 +22,10 @@ struct Globals {
     std::atomic<bool> newImage{false};       ///< the engine has a newer picture
     std::atomic<bool> redraw{false};         ///< a picture waits to be laid over a view
     std::atomic<bool> updateRunning{false};  ///< the engine builds an update
+    std::atomic<bool> liveViewerOpen{false};
     std::atomic<Int32> logLevel{0};
+    /// The host's thread of a final render, asked for a user's break by every loop of a send. Null in live renders.
+    std::atomic<C4DThread*> breakThread{nullptr};
 
     Int32 clayMode = 0;       ///< the wanted mode
     Int32 savedClayMode = 0;  ///< to be restored after a final render
@@ -42,9 +45,7 @@ Globals& globals();
 /// Start values again. At plug-in start, before anything else runs.
 void resetGlobals();
 
-/// Poll this in loops of a send.
-inline bool sendBroken() {
-    return globals().breakSend.load(std::memory_order_relaxed);
-}
+/// Poll this in loops of a send, from any thread. A break of the host's render thread becomes `breakSend`.
+bool sendBroken();
 
 }  // namespace lumora

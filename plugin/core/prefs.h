@@ -73,6 +73,8 @@ struct PrefRow {
 std::span<const PrefRow> prefRows();
 const PrefRow* findPref(Int32 id);
 
+inline constexpr Int32 kPreviewResources = 15;
+
 struct PluginPrefs {
     PluginPrefs();  ///< the defaults
 

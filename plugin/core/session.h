@@ -25,6 +25,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 #include "engine/api/api_item.h"
@@ -131,6 +132,8 @@ public:
     bool pendingUpdate = false;
     bool inDraw = false;
 
+    bool live = false;  ///< initLive has installed callbacks and devices
+
     /// Why the engine did not start, a sentence; empty when it did.
     String engineError;
 
@@ -160,7 +163,8 @@ public:
     SceneCollections collections;
     std::array<std::unique_ptr<EnvironmentBuilder>, 2> environments;  ///< the environment and the visible one
     BackdropRecord background, foreground;
-    Lumora::ApiItemArray items;  ///< of the root graph after the last stage
+    /// Of the root graph after the last stage; null until the engine is ready.
+    std::unique_ptr<Lumora::ApiItemArray> items;
 
     /// Empties the engine's project and everything that remembers its nodes. With `createDefaults` makes the default
     /// render target again. Leaves the state Exporting.
@@ -183,8 +187,10 @@ public:
     void setProgress(Int32 stage, Int32 flags, bool redraw);
     Int32 stage() const { return stage_.load(); }
     Int32 stageFlags() const { return stageFlags_; }
-    /// The words of a stage without its flags: "Updating...".
-    String stageText() const;
+    /// From the engine's thread: the update is built, so a stage "Updating" ends. No text is written.
+    void endUpdatingStage();
+    /// Text that setProgress showed last.
+    String progressText() const;
     /// Where progress goes while a final render runs: its status text. Null otherwise.
     std::function<void(const String&)> finalStatus;
     /// Told after each change of the progress text. Dialogs listen.
@@ -201,7 +207,8 @@ public:
     std::atomic<Float> updateStartedAt{0}, lastUpdateMs{0};
     std::atomic<Int32> lastImageTime{0}, previousImageTime{0};
     std::atomic<bool> firstImage{false};
-    std::atomic<unsigned long long> sentChangeLevel{0};
+    std::atomic<unsigned long long> sentChangeLevel{0};   ///< of the scene as the last send left it
+    std::atomic<unsigned long long> builtChangeLevel{0};  ///< of the last update that the engine has built
 
     // --- Engine ----------------------------------------------------------------------------------------------------
     DeviceBlock devices;
@@ -215,9 +222,10 @@ private:
     std::atomic<LiveState> state_{LiveState::NotInit};
     std::atomic<Int32> stage_{0};
     Int32 stageFlags_ = 0, dots_ = 0;
+    mutable std::mutex progressLock_;
+    String progressText_;
     LiveState shownState_ = LiveState::FinalEnded;
     String shownWord_, shownMessage_;
-    UInt64 targetGeneration_ = 0;
 };
 
 }  // namespace lumora

@@ -1,0 +1,25 @@
+// The plug-in's commands, each one row of a table.
+#pragma once
+
+#include "plugin/core/prelude.h"
+
+namespace lumora {
+
+class lumoraLive;
+
+/// One command. Names that are a number are taken from the string table.
+struct CommandRow {
+    Int32 id;
+    const char* name;
+    Int32 nameId;  ///< in the string table; 0: `name` stands
+    const char* help;
+    const char* icon;
+    void (*run)(lumoraLive& session, BaseDocument* document);
+};
+
+/// Commands that open dialogs; registered before the others.
+void registerDialogCommands(const GeResource& texts);
+/// All others, in the order of their table.
+void registerCommands(const GeResource& texts);
+
+}  // namespace lumora

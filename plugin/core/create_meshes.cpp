@@ -1,0 +1,120 @@
+// The send's geometry: the main group, a mesh for each slot, lights and instances.
+#include "engine/api/lumora_api.h"
+#include "plugin/core/globals.h"
+#include "plugin/core/log.h"
+#include "plugin/core/object_link.h"
+#include "plugin/core/send.h"
+#include "plugin/core/session.h"
+#include "plugin/core/singletons.h"
+#include "plugin/geometry/instance_manager.h"
+#include "plugin/geometry/mesh_collector.h"
+#include "plugin/materials/material_manager.h"
+#include "plugin/scene/light_collector.h"
+
+namespace lumora {
+
+namespace {
+
+constexpr int kMainGroupPins = 8;
+constexpr unsigned kLightPin = 0;
+constexpr unsigned kFirstLayerPin = 1;
+
+String slotText(std::size_t slot, unsigned pin, std::size_t count) {
+    return "[" + String::IntToString(static_cast<Int64>(slot)) + "] geoSlot:" + String::IntToString(pin) +
+           " cnt:" + String::IntToString(static_cast<Int64>(count)) + " Mesh:";
+}
+
+/// An empty slot keeps a group of its own, so that later updates have something to connect to.
+void connectEmptySlot(ApiNode* mainGroup, std::size_t slot, unsigned pin, std::size_t count) {
+    debugLine("MESH null " + slotText(slot, pin, count));
+    ObjectLink& link = singletons().objectLinks->add(0, nullptr, nullptr, Matrix(), 0);
+    link.count = static_cast<Int32>(count);
+    const String name = "Group_" + String::IntToString(static_cast<Int64>(slot));
+    connectIxIfChanged(mainGroup, pin,
+                       createNode(Lumora::NT_GEO_GROUP, Lumora::ApiProjectManager::rootNodeGraph(), name.c_str()));
+}
+
+/// One engine layer for each object that wants one, by its place in the list.
+ApiNode* makeLayerMap(ApiNode* mesh, const std::vector<SceneObjectInfo>& objects) {
+    ApiNode* map = createNode(Lumora::NT_GEO_LAYER_MAP, Lumora::ApiProjectManager::rootNodeGraph());
+    if (!map) return nullptr;
+    connectIfChanged(map, Lumora::P_GEOMETRY, mesh);
+    map->evaluate();
+    for (std::size_t k = 0; k < objects.size(); ++k) {
+        const SceneObjectInfo& info = objects[k];
+        if (!info.needsLayer) continue;
+        ApiNode* layer = ownedInputIx(map, kFirstLayerPin + static_cast<unsigned>(k), Lumora::NT_OBJECT_LAYER);
+        setFloatIfChanged(layer, Lumora::P_LAYER_OPACITY, static_cast<float>(info.opacity));
+        setBoolIfChanged(layer, Lumora::P_CAMERA_VISIBILITY, info.cameraVisible);
+        setBoolIfChanged(layer, Lumora::P_SHADOW_VISIBILITY, info.shadowVisible);
+    }
+    return map;
+}
+
+/// False when the send was broken off.
+bool sendSlot(lumoraLive& session, ApiNode* mainGroup, std::size_t slot, unsigned pin) {
+    const std::vector<SceneObjectInfo>& objects = session.collections.meshSlots[slot];
+    MeshCollector& builder = *singletons().meshBuilder;
+    builder.releaseBuffers();
+    builder.setGraph(nullptr);
+    ApiNode* mesh = builder.exportSingleMesh(objects, globals().unitScale, true);
+    if (sendBroken()) return false;
+    if (!mesh) {
+        connectEmptySlot(mainGroup, slot, pin, objects.size());
+        return true;
+    }
+    builder.finishSingleMesh();
+    debugLine("  >> MESHNO:" + slotText(slot, pin, objects.size()) + mesh->name());
+    ApiNode* layerMap = session.collections.slotNeedsLayerMap[slot] ? makeLayerMap(mesh, objects) : nullptr;
+    connectIxIfChanged(mainGroup, pin, layerMap ? layerMap : mesh);
+
+    ObjectLink& link = singletons().objectLinks->add(0, nullptr, nullptr, Matrix(), 0);
+    link.name = mesh->name();
+    link.meshNode = mesh;
+    link.layerNode = layerMap;
+    link.count = static_cast<Int32>(objects.size());
+    link.triangleCount = static_cast<Int32>(builder.triangleCount);
+    link.materialCount = singletons().matMngr->linkCount() + 1;
+    link.materials = builder.allMaterials;
+    session.collections.usedMaterials.insert(session.collections.usedMaterials.end(), builder.allMaterials.begin(),
+                                             builder.allMaterials.end());
+    return true;
+}
+
+}  // namespace
+
+void createMeshes(lumoraLive& session, bool /*allSlots*/) {
+    SceneCollections& found = session.collections;
+    ApiNode* mainGroup = createNode(Lumora::NT_GEO_GROUP, Lumora::ApiProjectManager::rootNodeGraph(), "Main Group");
+    if (!mainGroup) return;
+    session.mainGroup = mainGroup;
+    setAttrIfChanged(mainGroup, Lumora::A_GROUP_PIN_COUNT, kMainGroupPins);
+    connectIfChanged(session.renderTarget, Lumora::P_RENDER_GEOMETRY, mainGroup);
+
+    LightCollector& lights = *singletons().lightCollector;
+    lights.clear();
+    for (const SceneObjectInfo& info : found.lights) lights.add(info);
+    for (const SceneObjectInfo& info : found.sunLights) lights.add(info);
+    if (!lights.lights().empty())
+        connectIxIfChanged(mainGroup, kLightPin, lights.build(mainGroup, globals().unitScale));
+
+    globals().firstSlot = 1;
+    for (std::size_t slot = 0; slot < found.meshSlots.size(); ++slot) {
+        const auto pin = static_cast<unsigned>(slot) + 1;
+        if (found.meshSlots[slot].empty())
+            connectEmptySlot(mainGroup, slot, pin, 0);
+        else if (!sendSlot(session, mainGroup, slot, pin))
+            return;
+    }
+
+    globals().instancePin = 5;
+    globals().particlePin = 6;
+    globals().hairPin = 7;
+    if (!found.instances.empty())
+        singletons().instances->buildInstances(session.sendDoc, mainGroup, 5, found.instances, globals().unitScale);
+    debugLine("TOTAL OBJ:" + String::IntToString(static_cast<Int64>(found.meshSlots[0].size())) +
+              " CONVERTED OBJ:" + String::IntToString(singletons().meshBuilder->objectCount));
+    session.collectItems("export to single mesh");
+}
+
+}  // namespace lumora

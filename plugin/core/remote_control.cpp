@@ -1,0 +1,45 @@
+#include "plugin/core/remote_control.h"
+
+#include "plugin/core/ids.h"
+#include "plugin/core/log.h"
+#include "plugin/core/session.h"
+
+namespace lumora {
+
+namespace {
+enum RemoteCommand : Int32 {
+    REMOTE_RESIZE = 100,
+    REMOTE_START = 101,
+    REMOTE_RESTART = 102,
+    REMOTE_STOP = 103,
+    REMOTE_SETTINGS = 106,
+};
+constexpr Int32 kWidth = 12, kHeight = 13;
+}  // namespace
+
+void remoteControl(lumoraLive& session, const BaseContainer& request) {
+    const Int32 command = request.GetInt32(kRemoteCommand);
+    logLine("cmd=" + String::IntToString(command));
+    switch (command) {
+        case REMOTE_RESIZE:
+            SpecialEventAdd(MSG_RESIZE, static_cast<UInt64>(request.GetInt32(kWidth)),
+                            static_cast<UInt64>(request.GetInt32(kHeight)));
+            break;
+        case REMOTE_START:
+            SpecialEventAdd(MSG_START_RENDER);
+            break;
+        case REMOTE_RESTART:
+            SpecialEventAdd(MSG_RESTART_RENDER);
+            break;
+        case REMOTE_STOP:
+            session.stopRender();
+            break;
+        case REMOTE_SETTINGS:
+            SpecialEventAdd(MSG_OPEN_SETTINGS);
+            break;
+        default:
+            break;
+    }
+}
+
+}  // namespace lumora

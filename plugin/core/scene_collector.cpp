@@ -1,0 +1,147 @@
+#include "plugin/core/scene_collector.h"
+
+#include "plugin/core/ids.h"
+#include "plugin/core/session.h"
+
+namespace lumora {
+
+namespace {
+
+// Object types of the host that the routing knows beside those of the host's own headers.
+enum : Int32 {
+    OBJ_HAIR = 1017305,
+    OBJ_THINKING_PARTICLES = 1001414,
+    OBJ_PARTICLE_GEOMETRY = 1028886,
+};
+/// Parameter of the instance, light and generator objects: "Enabled".
+constexpr Int32 kEnabled = ID_BASEOBJECT_GENERATOR_FLAG;
+constexpr Int32 kHairGeometry = 1031;
+
+/// Objects whose trees are not one rigid piece.
+bool movesInPieces(Int32 type) {
+    return type == OBJ_THINKING_PARTICLES || type == Oparticle || type == OBJ_PARTICLE_GEOMETRY;
+}
+
+class Walk {
+public:
+    Walk(BaseDocument* document, SceneCollections& collections, const CollectOptions& options)
+        : document_(document), collections_(collections), options_(options) {}
+
+    CollectResult run() {
+        Int32 index = 0;
+        for (BaseObject* object = document_->GetFirstObject(); object; object = object->GetNext()) {
+            object->SetBit(BIT_EXPORTED);
+            collectObject(SceneObjectInfo{}, object, nullptr, index++);
+        }
+        return result_;
+    }
+
+private:
+    /// `record` holds what the parent said. `generator`: the object whose cache this one is the top of, or null.
+    void collectObject(SceneObjectInfo record, BaseObject* object, const SceneObjectInfo* generator, Int32 index) {
+        ++result_.objects;
+        readPlace(record, object, generator);
+        readObjectTags(document_, object, record, options_.tags);
+        if (const LayerObject* layer = object->GetLayerObject())
+            if (!layer->GetDataInstance()->GetBool(ID_LAYER_RENDER, true)) record.renderVisible = false;
+        if (object->GetBit(BIT_CONTROL_OBJECT)) record.isControlObject = true;
+        if (options_.instancePaths) record.instancePath += String::IntToString(index) + ".";
+        if (movesInPieces(object->GetType())) record.singleTransform = false;
+        if (record.needsLayer) collections_.slotNeedsLayerMap[static_cast<std::size_t>(record.meshGroupSlot)] = true;
+        routeSplinesAndHair(record, object);
+
+        Int32 child = 0;
+        BaseObject* evaluated = object->GetDeformCache() ? object->GetDeformCache() : object->GetCache();
+        if (evaluated) {
+            SceneObjectInfo inCache = record;
+            inCache.inHiddenGenerator = inCache.inHiddenGenerator || !record.renderVisible;
+            if (!inCache.generator) inCache.generator = object;
+            collectObject(std::move(inCache), evaluated, &record, 0);
+            ++child;
+        } else {
+            record.hierarchyOffset += object->GetMl().off;
+            if (record.renderVisible && !record.inHiddenGenerator && !record.isControlObject) routeLeaf(record, object);
+        }
+        for (BaseObject* down = object->GetDown(); down; down = down->GetNext())
+            collectObject(record, down, nullptr, child++);
+    }
+
+    void readPlace(SceneObjectInfo& record, BaseObject* object, const SceneObjectInfo* generator) {
+        record.object = object;
+        record.parentObject = generator ? generator->object : nullptr;
+        record.globalMatrix = record.globalMatrix * object->GetMl();
+        record.guid = object->GetGUID() + (generator ? generator->object->GetGUID() : 0);
+        record.uniqueIp = object->GetUniqueIP() + (generator ? generator->uniqueIp : 0);
+        record.dirty.data = 2 * object->GetDirty(DIRTYFLAGS_DATA) + object->GetDirty(DIRTYFLAGS_CACHE) +
+                            object->GetHDirty(HDIRTYFLAGS_TAG) + (generator ? generator->dirty.data : 0);
+        record.dirty.matrix = object->GetDirty(DIRTYFLAGS_MATRIX);
+        record.dirty.tags = object->GetDirty(DIRTYFLAGS_DESCENDANTS);
+        record.dirty.hierarchy = object->GetDirty(DIRTYFLAGS_CACHE);
+    }
+
+    void routeSplinesAndHair(const SceneObjectInfo& record, BaseObject* object) {
+        if (!record.renderVisible) return;
+        const BaseContainer* data = object->GetDataInstance();
+        const bool spline = object->GetType() == Oline && record.hairSpline && !object->GetBit(BIT_IN_SPLINE_USE);
+        const bool hair =
+            object->GetType() == OBJ_HAIR && data->GetBool(kEnabled, true) && data->GetInt32(kHairGeometry) == 0;
+        if (spline || hair) collections_.hairObjects.push_back(record);
+    }
+
+    void routeLeaf(const SceneObjectInfo& record, BaseObject* object) {
+        const BaseContainer* data = object->GetDataInstance();
+        switch (object->GetType()) {
+            case Opolygon:
+                collections_.meshSlots[static_cast<std::size_t>(record.meshGroupSlot)].push_back(record);
+                break;
+            case Oinstance:
+                if (data->GetBool(kEnabled, true)) collections_.instances.push_back(record);
+                break;
+            case Olight:
+                if (data->GetBool(kEnabled, true)) routeLight(record, object);
+                break;
+            case Osky:
+                collections_.skyObjects.push_back(record);
+                break;
+            case Obackground:
+                result_.background = object;
+                break;
+            case Oforeground:
+                result_.foreground = object;
+                break;
+            default:
+                break;
+        }
+    }
+
+    void routeLight(const SceneObjectInfo& record, const BaseObject* object) {
+        const bool tagged = object->GetTag(ID_LUMORA_LIGHT_TAG) != nullptr;
+        switch (object->GetDataInstance()->GetInt32(LIGHT_TYPE)) {
+            case LIGHT_TYPE_AREA:
+                collections_.lights.push_back(record);
+                break;
+            case LIGHT_TYPE_OMNI:
+                if (tagged) collections_.lights.push_back(record);
+                break;
+            case LIGHT_TYPE_DISTANT:
+                (tagged ? collections_.lights : collections_.sunLights).push_back(record);
+                break;
+            default:
+                break;
+        }
+    }
+
+    BaseDocument* document_;
+    SceneCollections& collections_;
+    const CollectOptions& options_;
+    CollectResult result_;
+};
+
+}  // namespace
+
+CollectResult collectScene(BaseDocument* document, SceneCollections& collections, const CollectOptions& options) {
+    collections.clear();
+    return Walk(document, collections, options).run();
+}
+
+}  // namespace lumora

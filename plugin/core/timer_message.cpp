@@ -1,0 +1,175 @@
+#include "plugin/core/timer_message.h"
+
+#include <algorithm>
+
+#include "engine/api/lumora_api.h"
+#include "plugin/core/engine_binding.h"
+#include "plugin/core/globals.h"
+#include "plugin/core/ids.h"
+#include "plugin/core/log.h"
+#include "plugin/core/send.h"
+#include "plugin/core/session.h"
+#include "plugin/core/singletons.h"
+#include "plugin/materials/material_manager.h"
+#include "plugin/render/render_settings.h"
+#include "plugin/scene/camera_node.h"
+
+namespace lumora {
+
+using Engine = Lumora::ApiRenderEngine;
+
+namespace {
+constexpr Int32 kTimerMs = 500;
+/// Size by which the picture over the view grows back at each tick.
+constexpr Float kViewportGrowth = 0.05;
+}  // namespace
+
+struct TimerMessage::Row {
+    Int32 id;
+    void (TimerMessage::*serve)(UInt64, UInt64);
+};
+
+/// Messages that are served outside final renders.
+const TimerMessage::Row TimerMessage::kRows[] = {
+    {MSG_START_RENDER, &TimerMessage::startRender},
+    {MSG_RESTART_RENDER, &TimerMessage::restartRender},
+    {MSG_RESIZE, &TimerMessage::resize},
+    {MSG_CHANGE_KERNEL, &TimerMessage::changeKernel},
+    {MSG_CLAY_MODE, &TimerMessage::setClayMode},
+    {MSG_INIT_ENGINE, &TimerMessage::initEngine},
+};
+
+bool sampleTargetReached() {
+    if (Engine::getRenderImageChangeLevel() < Engine::getCurrentChangeLevel()) return false;
+    Lumora::RenderResultStatistics statistics;
+    Engine::getRenderResultStatistics(statistics);
+    if (statistics.passCount == 0) return false;
+    return std::all_of(statistics.passProgress, statistics.passProgress + statistics.passCount,
+                       [](float progress) { return progress >= 1.0f; });
+}
+
+Int32 TimerMessage::GetTimer() {
+    return kTimerMs;
+}
+
+Bool TimerMessage::CoreMessage(Int32 id, const BaseContainer& message) {
+    Globals& flags = globals();
+    if (flags.pluginExited) return false;
+    if (id == MSG_INIT_ENGINE && !session_.finalRender) initEngine(0, 0);
+    if (!session_.engineStarted) {
+        // The first start message comes before the engine runs.
+        if (id != MSG_START_RENDER || session_.finalRender || !initLive(session_)) return false;
+    }
+    if (id == EVMSG_TIMER && flags.viewportFactor < 1.0)
+        flags.viewportFactor = std::min(1.0, flags.viewportFactor + kViewportGrowth);
+    if (flags.renderFailed && !flags.renderError) {
+        handleFailure();
+        return true;
+    }
+    handleSampleTarget();
+    String line;
+    if (session_.takeStatusLine(&line) && session_.progressListener) session_.progressListener(line, false);
+    if (id == MSG_DRAW_VIEWS || id == MSG_DRAW_VIEWS_OVERLAY) {
+        DrawViews(id == MSG_DRAW_VIEWS ? 0x8000 : 0x3402);
+        return true;
+    }
+    if (session_.finalRender) return false;
+    if (id == EVMSG_DOCUMENTRECALCULATED || id == EVMSG_ACTIVEDOCUMENT) documentChanged();
+    if (id == EVMSG_CHANGE) flags.hostEvent = true;
+    for (const Row& row : kRows)
+        if (row.id == id)
+            (this->*row.serve)(static_cast<UInt64>(message.GetInt64(BFM_CORE_PAR1)),
+                               static_cast<UInt64>(message.GetInt64(BFM_CORE_PAR2)));
+    return true;
+}
+
+void TimerMessage::handleFailure() {
+    GeConsoleOut(
+        "Render Failure...Please check Lumora Render Log Window from Settings->Other->Show Render Log button...");
+    globals().renderError = true;
+    if (session_.finalRender) {
+        stopLocked(session_);
+        return;  // the frame's own loop ends and clears what it made
+    }
+    session_.setState(LiveState::Idle);
+}
+
+void TimerMessage::handleSampleTarget() {
+    if (session_.finalRender || !session_.renderEnabled || globals().renderError) return;
+    const LiveState state = session_.state();
+    if (state != LiveState::Rendering && state != LiveState::Finished) return;
+    const bool reached = sampleTargetReached();
+    if (state == LiveState::Rendering && reached) session_.setState(LiveState::Finished);
+    if (state == LiveState::Finished && !reached) session_.setState(LiveState::Rendering);
+}
+
+void TimerMessage::documentChanged() {
+    if (!session_.engineReady) return;
+    Singletons& all = singletons();
+    BaseDocument* document = GetActiveDocument();
+    if (!document || all.documentLink->ForceGetLink() == document) return;
+    all.documentLink->SetLink(document);
+    RenderSettings& settings = *all.renderSettings;
+    settings.resetDefaults();
+    settings.setDocument(document, session_.engineReady);
+    settings.readFromDocument(false);
+    session_.viewportMode = false;
+    debugLine("INTERNAL MESSAGE: [DOCUMENT CHANGED]");
+}
+
+void TimerMessage::startRender(UInt64 viewportMode, UInt64) {
+    startLiveRender(session_, viewportMode != 0);
+}
+
+void TimerMessage::restartRender(UInt64, UInt64) {
+    if (!session_.engineReady || !session_.renderTarget) return;
+    if (!Engine::setRenderTargetNode(session_.renderTarget)) logLine("renderTarget FALSE");
+    callUpdate(session_, false, "restart");
+    restartLocked(session_);
+    session_.setRenderEnabled(true);
+    session_.setState(LiveState::Rendering);
+    SpecialEventAdd(MSG_RESTARTED);
+}
+
+void TimerMessage::resize(UInt64 width, UInt64 height) {
+    constexpr UInt64 kMaxSize = 65536;
+    if (session_.lockResolution) {
+        session_.readDocumentResolution(GetActiveDocument());
+        session_.setResolution(session_.renderWidth, session_.renderHeight);
+    } else {
+        if (width == 0 || height == 0 || width > kMaxSize || height > kMaxSize) return;
+        session_.setResolution(static_cast<Int32>(width), static_cast<Int32>(height));
+        session_.lockedWidth = session_.renderWidth;
+        session_.lockedHeight = session_.renderHeight;
+    }
+    if (session_.state() != LiveState::Exporting) callUpdate(session_, false, "MSG_SIZED");
+}
+
+void TimerMessage::changeKernel(UInt64 kernel, UInt64 infoType) {
+    RenderSettings& settings = *singletons().renderSettings;
+    settings.setKernel(static_cast<Int32>(kernel), false);
+    if (static_cast<Int32>(infoType) != -1)
+        settings.setValueByKey("Ic", "type", static_cast<Float>(static_cast<Int32>(infoType)), false);
+    settings.writeToDocument();
+    if (session_.state() == LiveState::NotInit || !session_.renderEnabled || !session_.renderTarget) return;
+    settings.applyAll();
+    session_.refreshDocuments();
+    if (session_.sendDoc)
+        updateCamera(session_.renderTarget, renderCamera(session_.sendDoc), globals().unitScale, session_.renderWidth,
+                     session_.renderHeight);
+    if (session_.state() != LiveState::Exporting) callUpdate(session_, false, "CoreMessage");
+}
+
+void TimerMessage::setClayMode(UInt64 mode, UInt64) {
+    globals().clayMode = static_cast<Int32>(mode);
+    if (!session_.engineReady) return;
+    Engine::setClayMode(static_cast<Lumora::ClayMode>(mode));
+    callUpdate(session_, false, "clay mode");
+    SpecialEventAdd(MSG_REFRESH_DIALOGS);
+}
+
+void TimerMessage::initEngine(UInt64, UInt64) {
+    initLive(session_);
+}
+
+}  // namespace lumora

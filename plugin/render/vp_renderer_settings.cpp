@@ -1,0 +1,144 @@
+// The video post's parameters, and its settings as a person types them.
+#include <algorithm>
+
+#include "plugin/core/ids.h"
+#include "plugin/core/session.h"
+#include "plugin/core/singletons.h"
+#include "plugin/render/render_settings.h"
+#include "plugin/render/vp_renderer.h"
+
+namespace lumora {
+
+namespace {
+
+constexpr ParameterChoice kDepths[] = {
+    {VPDEPTH_8_BIT, "8 bit"}, {VPDEPTH_FLOAT, "32 bit float"}, {VPDEPTH_HALF, "16 bit half float"}};
+constexpr ParameterChoice kFrameModes[] = {{1, "Send only changes"}, {2, "Send the whole scene"}};
+constexpr ParameterChoice kMotionModes[] = {{0, "Disabled"}, {1, "Camera motion blur"}, {2, "Full motion blur"}};
+constexpr ParameterChoice kClayModes[] = {{0, "Off"}, {1, "Grey"}, {2, "Color"}};
+constexpr ParameterChoice kAnalysisModes[] = {{0, "Off"}, {1, "Fast"}, {2, "Full"}};
+constexpr ParameterChoice kKernels[] = {{KERNEL_INFO, "Info channels"},
+                                        {KERNEL_DIRECT, "Direct lighting"},
+                                        {KERNEL_PATH, "Path tracing"},
+                                        {KERNEL_PMC, "PMC"}};
+
+using Kind = ParameterKind;
+
+const Parameter kRows[] = {
+    {.id = VP_UPDATE_MATERIALS, .kind = Kind::Bool, .label = "Update materials at each frame", .value = 1},
+    {.id = VP_OVERRIDE_KERNEL, .kind = Kind::Bool, .label = "Override kernel settings"},
+    {.id = VP_ALL_DEVICES, .kind = Kind::Bool, .label = "Use all devices"},
+    {.id = VP_DEPTH, .kind = Kind::Choice, .label = "Depth", .value = VPDEPTH_FLOAT, .choices = kDepths},
+    {.id = VP_INFO_BAR, .kind = Kind::Bool, .label = "Info bar"},
+    {.id = VP_FRAME_MODE, .kind = Kind::Choice, .label = "Frames", .value = 1, .choices = kFrameModes},
+    {.id = VP_TIME_LIMIT, .kind = Kind::Float, .label = "Time limit of a frame", .minimum = 0, .maximum = 1e7},
+    {.id = VP_MOTION_BLUR, .kind = Kind::Choice, .label = "Motion blur", .value = 2, .choices = kMotionModes},
+    {.id = VP_MOTION_RATE,
+     .kind = Kind::Float,
+     .label = "Motion sampling rate",
+     .value = 1,
+     .minimum = 0.01,
+     .maximum = 100},
+    {.id = VP_CLAY_MODE, .kind = Kind::Choice, .label = "Clay mode", .choices = kClayModes},
+    {.id = VP_MOTION_ANALYSIS, .kind = Kind::Choice, .label = "Motion analysis", .value = 1, .choices = kAnalysisModes},
+    {.id = VP_KEEP_MATERIALS, .kind = Kind::Bool, .label = "Keep materials"},
+    {.id = VP_FULL_TEMPERATURE,
+     .kind = Kind::Int,
+     .label = "Full temperature",
+     .value = 90,
+     .minimum = 1,
+     .maximum = 200},
+    {.id = VP_DENOISE, .kind = Kind::Bool, .label = "Denoise"},
+    {.id = VP_KERNEL, .kind = Kind::Choice, .label = "Kernel", .value = KERNEL_DIRECT, .choices = kKernels},
+};
+
+/// Parameters of the video post that have a key of their own.
+struct KeyRow {
+    const char* key;
+    Int32 id;
+};
+constexpr KeyRow kKeys[] = {{"depth", VP_DEPTH}, {"timelimit", VP_TIME_LIMIT}, {"clay", VP_CLAY_MODE}};
+
+const KeyRow* findKey(const String& key) {
+    for (const KeyRow& row : kKeys)
+        if (key.ToLower() == row.key) return &row;
+    return nullptr;
+}
+
+String rangeText(const Parameter& row) {
+    if (row.choices.empty()) return String::FloatToString(row.minimum) + " to " + String::FloatToString(row.maximum);
+    String text;
+    for (const ParameterChoice& choice : row.choices)
+        text += (text.IsEmpty() ? "" : ", ") + String::IntToString(choice.value);
+    return text;
+}
+
+bool accepts(const Parameter& row, Float value) {
+    if (row.choices.empty()) return value >= row.minimum && value <= row.maximum;
+    return std::any_of(row.choices.begin(), row.choices.end(),
+                       [value](const ParameterChoice& choice) { return choice.value == value; });
+}
+
+RendererSetting describe(const KeyRow& key, const BaseContainer* stored) {
+    const Parameter& row = *vpRendererDescription()->Find(key.id);
+    const Float now = stored ? stored->GetFloat(key.id, row.value) : row.value;
+    return {key.key, String::FloatToString(now), String::FloatToString(row.value), rangeText(row), row.label};
+}
+
+BaseVideoPost* findPost(BaseDocument* document) {
+    for (BaseVideoPost* post = document->GetActiveRenderData()->GetFirstVideoPost(); post; post = post->GetNext())
+        if (post->GetType() == ID_LUMORA_VP_RENDERER) return post;
+    return nullptr;
+}
+
+BaseVideoPost* ensurePost(BaseDocument* document) {
+    if (BaseVideoPost* post = findPost(document)) return post;
+    BaseVideoPost* post = BaseVideoPost::Alloc(ID_LUMORA_VP_RENDERER);
+    if (post) document->GetActiveRenderData()->InsertVideoPost(post);
+    return post;
+}
+
+void setPostValue(RendererSettingsCall& call, const KeyRow& key) {
+    const Parameter& row = *vpRendererDescription()->Find(key.id);
+    Bool isNumber = false;
+    const Float value = call.value.ToFloat(&isNumber);
+    if (!isNumber || !accepts(row, value)) {
+        call.error = "The setting " + String(key.key) + " takes " + rangeText(row) + ", not \"" + call.value + "\".";
+        return;
+    }
+    BaseVideoPost* post = ensurePost(call.document);
+    if (!post) {
+        call.error = "The renderer's settings could not be added to the document.";
+        return;
+    }
+    post->SetParameter(key.id, row.kind == Kind::Float ? GeData(value) : GeData(static_cast<Int32>(value)));
+}
+
+}  // namespace
+
+const Description* vpRendererDescription() {
+    static const Description description{kRows};
+    return &description;
+}
+
+bool answerRendererSettings(RendererSettingsCall& call) {
+    if (call.renderer != ID_LUMORA_VP_RENDERER || !call.document) return false;
+    RenderSettings settings;
+    settings.setDocument(call.document, false);
+    settings.readFromDocument(true);
+    if (call.key.Content()) {
+        if (const KeyRow* key = findKey(call.key)) {
+            setPostValue(call, *key);
+        } else if (settings.setFromText(call.key, call.value, &call.error)) {
+            settings.writeToDocument();
+            // Live renders read the video post when there is one.
+            if (BaseVideoPost* post = findPost(call.document)) settings.writeToContainer(*post->GetDataInstance());
+        }
+    }
+    call.rows = settings.list();
+    const BaseVideoPost* post = findPost(call.document);
+    for (const KeyRow& key : kKeys) call.rows.push_back(describe(key, post ? post->GetDataInstance() : nullptr));
+    return true;
+}
+
+}  // namespace lumora
