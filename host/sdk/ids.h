@@ -208,7 +208,8 @@ enum : Int32 {
     BITMAPSHADER_SCALEY = 1026,
     BITMAPSHADER_ROTATION = 1027,  ///< radians
     BITMAPSHADER_UVSET = 1028,     ///< 0-based UVW tag
-    BITMAPSHADER_FACTOR = 1029,    ///< colour that multiplies the image
+    BITMAPSHADER_FACTOR = 1029,    ///< linear colour that multiplies the image
+    // Texture coordinates of the image, v downwards: offset + R * (scale * uv), R turning u towards -v by the rotation.
 };
 
 // Render data.
@@ -234,6 +235,7 @@ enum : Int32 {
     DOCUMENT_DOCUNIT = 10005,       ///< metres per scene unit
     DOCUMENT_COLORPROFILE = 10006,  ///< 0 linear, 1 sRGB
     DOCUMENT_LINEARWORKFLOW = 10007,
+    DOCUMENT_EMBEDDED_IMAGES = 10008,  ///< container: images that the document carries, see host/io/import
 };
 
 // Layer.

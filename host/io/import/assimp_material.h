@@ -1,0 +1,35 @@
+// Materials of a file that assimp read.
+#pragma once
+
+#include <assimp/scene.h>
+
+#include <map>
+#include <string>
+
+#include "host/io/import/material.h"
+
+namespace host::importer {
+
+class AssimpMaterials {
+public:
+    AssimpMaterials(const aiScene& scene, Context& context, const std::string& suffix)
+        : scene_(scene), context_(context), suffix_(suffix) {}
+
+    struct Entry {
+        BaseMaterial* material = nullptr;
+        Int32 uvSet = 0;
+    };
+    /// Nothing for the material that assimp makes up for files without any.
+    Entry material(unsigned index);
+
+private:
+    std::optional<ImageUse> texture(const aiMaterial& material, std::initializer_list<aiTextureType> types);
+    std::optional<Filename> image(const std::string& name);
+
+    const aiScene& scene_;
+    Context& context_;
+    std::string suffix_;
+    std::map<unsigned, Entry> materials_;
+};
+
+}  // namespace host::importer

@@ -1,0 +1,145 @@
+#include "host/io/import/gltf_material.h"
+
+#include <algorithm>
+
+namespace host::importer {
+namespace {
+
+enum Sampler : Int64 { kNearest = 9728, kClamp = 33071, kMirror = 33648 };
+
+Int32 wrapOf(Int64 mode) {
+    return mode == kClamp ? 1 : mode == kMirror ? 2 : 0;
+}
+
+Vector colourOf(const Json& object, const char* name, const Vector& fallback) {
+    const std::vector<Float> v = floatsOf(object, name, 3);
+    return v.empty() ? fallback : Vector(v[0], v[1], v[2]);
+}
+
+}  // namespace
+
+std::optional<Filename> GltfMaterials::image(Int64 index) {
+    if (const auto known = images_.find(index); known != images_.end()) return known->second;
+    const Json& json = file_.at("images", index);
+    const std::string uri = textOr(json, "uri", "");
+    const std::string name = textOr(json, "name", "");
+    Filename path;
+    if (const Int64 view = intOr(json, "bufferView", -1); view >= 0) {
+        path = context_.embedImage(file_.view(view), name);
+    } else if (uri.empty()) {
+        context_.warn("image " + std::to_string(index) + " has no data");
+        return std::nullopt;
+    } else if (const auto data = decodeDataUri(uri)) {
+        path = context_.embedImage(*data, name);
+    } else if (uri.find("://") != std::string::npos) {
+        context_.warn("the image \"" + cleanName(uri) + "\" lies on the net and was left out");
+        return std::nullopt;
+    } else {
+        path = context_.imagePath(decodePercent(uri));
+    }
+    images_[index] = path;
+    return path;
+}
+
+std::optional<ImageUse> GltfMaterials::texture(const Json& object, const char* name) {
+    const Json* info = member(object, name);
+    if (!info || !info->is_object()) return std::nullopt;
+    const Json& texture = file_.at("textures", intOr(*info, "index", -1));
+
+    Int64 source = intOr(texture, "source", -1);
+    if (source < 0)
+        if (const Json* webp = extension(texture, "EXT_texture_webp")) source = intOr(*webp, "source", -1);
+    if (source < 0) {
+        if (extension(texture, "KHR_texture_basisu"))
+            context_.warn("images of KHR_texture_basisu cannot be read; they were left out");
+        else
+            context_.warn("a texture without an image was left out");
+        return std::nullopt;
+    }
+    const std::optional<Filename> path = image(source);
+    if (!path) return std::nullopt;
+
+    ImageUse use;
+    use.file = *path;
+    use.uvSet = static_cast<Int32>(std::clamp<Int64>(intOr(*info, "texCoord", 0), 0, 15));
+    if (const Int64 s = intOr(texture, "sampler", -1); s >= 0) {
+        const Json& sampler = file_.at("samplers", s);
+        use.wrap[0] = wrapOf(intOr(sampler, "wrapS", 0));
+        use.wrap[1] = wrapOf(intOr(sampler, "wrapT", 0));
+        use.interpolate = intOr(sampler, "magFilter", 0) != kNearest;
+    }
+    if (const Json* transform = extension(*info, "KHR_texture_transform")) {
+        if (const auto v = floatsOf(*transform, "offset", 2); !v.empty()) std::copy_n(v.begin(), 2, use.offset);
+        if (const auto v = floatsOf(*transform, "scale", 2); !v.empty()) std::copy_n(v.begin(), 2, use.scale);
+        use.rotation = floatOr(*transform, "rotation", 0);
+        use.uvSet = static_cast<Int32>(std::clamp<Int64>(intOr(*transform, "texCoord", use.uvSet), 0, 15));
+    }
+    return use;
+}
+
+GltfMaterials::Entry GltfMaterials::material(Int64 index) {
+    if (index < 0) return {};
+    if (const auto known = materials_.find(index); known != materials_.end()) return known->second;
+    const Json& json = file_.at("materials", index);
+    MaterialDescription d;
+    d.name = textOr(json, "name", "");
+    if (d.name.empty()) d.name = "Material " + std::to_string(index + 1);
+    d.twoSided = boolOr(json, "doubleSided", false);
+    d.reflection = true;
+    d.metalness = 1;
+
+    if (const Json* pbr = member(json, "pbrMetallicRoughness")) {
+        if (const auto v = floatsOf(*pbr, "baseColorFactor", 4); !v.empty()) {
+            d.base = {v[0], v[1], v[2]};
+            d.opacity = v[3];
+        }
+        d.baseImage = texture(*pbr, "baseColorTexture");
+        d.metalness = floatOr(*pbr, "metallicFactor", 1);
+        d.roughness = floatOr(*pbr, "roughnessFactor", 1);
+        d.roughnessImage = d.metalnessImage = texture(*pbr, "metallicRoughnessTexture");
+    }
+    if (const Json* old = extension(json, "KHR_materials_pbrSpecularGlossiness")) {
+        d.base = Vector(1.0);
+        d.opacity = 1;
+        if (const auto v = floatsOf(*old, "diffuseFactor", 4); !v.empty()) {
+            d.base = {v[0], v[1], v[2]};
+            d.opacity = v[3];
+        }
+        d.baseImage = texture(*old, "diffuseTexture");
+        d.metalness = 0;
+        d.roughness = 1 - floatOr(*old, "glossinessFactor", 1);
+        d.roughnessImage = d.metalnessImage = std::nullopt;
+    }
+
+    d.emission = colourOf(json, "emissiveFactor", {});
+    d.emissionImage = texture(json, "emissiveTexture");
+    if (const Json* e = extension(json, "KHR_materials_emissive_strength"))
+        d.emissionStrength = floatOr(*e, "emissiveStrength", 1);
+
+    const std::string mode = textOr(json, "alphaMode", "OPAQUE");
+    d.alpha = mode == "MASK" || (mode == "BLEND" && (d.opacity < 1 || d.baseImage));
+    if (mode == "MASK") d.cutoff = floatOr(json, "alphaCutoff", 0.5);
+    if (d.alpha) d.opacityImage = d.baseImage;
+
+    d.normalImage = texture(json, "normalTexture");
+    if (d.normalImage) d.normalScale = floatOr(*member(json, "normalTexture"), "scale", 1);
+
+    d.unlit = extension(json, "KHR_materials_unlit") != nullptr;
+    if (const Json* t = extension(json, "KHR_materials_transmission")) {
+        d.transmission = floatOr(*t, "transmissionFactor", 0);
+        d.transmissionImage = texture(*t, "transmissionTexture");
+        d.transmissionColour = d.base;
+        // Without a volume the surface is a thin sheet: light goes straight through.
+        if (const Json* volume = extension(json, "KHR_materials_volume"); volume && floatOr(*volume, "thicknessFactor", 0) > 0) {
+            const Json* ior = extension(json, "KHR_materials_ior");
+            d.refraction = ior ? floatOr(*ior, "ior", 1.5) : 1.5;
+            d.transmissionColour = d.transmissionColour * colourOf(*volume, "attenuationColor", Vector(1.0));
+        }
+    }
+    Entry entry;
+    entry.uvSet = d.mainUvSet();
+    entry.material = makeMaterial(d, context_);
+    return materials_[index] = entry;
+}
+
+}  // namespace host::importer
