@@ -163,7 +163,8 @@ void setTimeRange(Context& context, Float lastKey) {
     BaseDocument& document = context.document;
     const Int32 fps = document.GetFps();
     document.SetMinTime(BaseTime());
-    document.SetMaxTime(BaseTime::FromFrame(std::max<Int64>(1, static_cast<Int64>(std::ceil(lastKey * fps - 1e-6))), fps));
+    document.SetMaxTime(
+        BaseTime::FromFrame(std::max<Int64>(1, static_cast<Int64>(std::ceil(lastKey * fps - 1e-6))), fps));
 }
 
 }  // namespace host::importer

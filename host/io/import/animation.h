@@ -1,5 +1,5 @@
-// Animation of nodes: samplers of translation, rotation and scale as foreign files have them, and the matrix tracks that
-// the host gets.
+// Animation of nodes: samplers of translation, rotation and scale as foreign files have them, and the matrix tracks
+// that the host gets.
 //
 // A node's three samplers become one track of its local matrix, with keys wherever one of them has a key. The host
 // interpolates such keys by position, rotation and scale on their own, so linear samplers come out exactly; curves are

@@ -20,7 +20,9 @@ Float number(const aiMaterial& material, const char* key, unsigned type, unsigne
 }
 
 Int32 wrapOf(int mode) {
-    return mode == aiTextureMapMode_Clamp || mode == aiTextureMapMode_Decal ? 1 : mode == aiTextureMapMode_Mirror ? 2 : 0;
+    return mode == aiTextureMapMode_Clamp || mode == aiTextureMapMode_Decal ? 1
+           : mode == aiTextureMapMode_Mirror                                ? 2
+                                                                            : 0;
 }
 
 }  // namespace
@@ -39,12 +41,12 @@ std::optional<Filename> AssimpMaterials::image(const std::string& name) {
     return context_.imagePath(name);
 }
 
-std::optional<ImageUse> AssimpMaterials::texture(const aiMaterial& material, std::initializer_list<aiTextureType> types) {
+ImageUse AssimpMaterials::texture(const aiMaterial& material, std::initializer_list<aiTextureType> types) {
     for (const aiTextureType type : types) {
         aiString path;
         if (material.GetTexture(type, 0, &path) != AI_SUCCESS || path.length == 0) continue;
         const std::optional<Filename> file = image(path.C_Str());
-        if (!file) return std::nullopt;
+        if (!file) return {};
         ImageUse use;
         use.file = *file;
         int value = 0;
@@ -61,7 +63,7 @@ std::optional<ImageUse> AssimpMaterials::texture(const aiMaterial& material, std
         }
         return use;
     }
-    return std::nullopt;
+    return {};
 }
 
 AssimpMaterials::Entry AssimpMaterials::material(unsigned index) {
@@ -87,7 +89,7 @@ AssimpMaterials::Entry AssimpMaterials::material(unsigned index) {
     d.opacity = number(m, AI_MATKEY_OPACITY, 1);
     d.opacityImage = texture(m, {aiTextureType_OPACITY});
     d.opacityChannel = 1;
-    d.alpha = d.opacity < 1 || d.opacityImage;
+    d.alpha = d.opacity < 1 || static_cast<bool>(d.opacityImage);
     if (d.opacityImage && d.opacity == 0) d.opacity = 1;
 
     // Blinn-Phong exponents to roughness: B. Walter et al., "Microfacet Models for Refraction", 2007.

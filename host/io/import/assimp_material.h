@@ -4,6 +4,7 @@
 #include <assimp/scene.h>
 
 #include <map>
+#include <optional>
 #include <string>
 
 #include "host/io/import/material.h"
@@ -23,7 +24,7 @@ public:
     Entry material(unsigned index);
 
 private:
-    std::optional<ImageUse> texture(const aiMaterial& material, std::initializer_list<aiTextureType> types);
+    ImageUse texture(const aiMaterial& material, std::initializer_list<aiTextureType> types);
     std::optional<Filename> image(const std::string& name);
 
     const aiScene& scene_;

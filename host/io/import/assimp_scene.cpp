@@ -1,5 +1,5 @@
-// OBJ, FBX, PLY, STL and Collada through assimp. Of assimp's post-processing only the check of the data is used: what it
-// would generate, the host does better from the raw polygons.
+// OBJ, FBX, PLY, STL and Collada through assimp. Of assimp's post-processing only the check of the data is used: what
+// it would generate, the host does better from the raw polygons.
 #include "host/io/import/assimp_scene.h"
 
 #include <assimp/DefaultIOSystem.h>
@@ -11,6 +11,7 @@
 #include <assimp/Importer.hpp>
 #include <cmath>
 #include <filesystem>
+#include <optional>
 #include <unordered_map>
 
 #include "host/io/import/animation.h"
@@ -85,9 +86,9 @@ private:
     Assimp::Importer importer_;
     const aiScene* scene_ = nullptr;
     std::optional<AssimpMaterials> materials_;
-    Float unit_ = 1;       ///< metres a file unit, below the root
-    Matrix rootMatrix_;    ///< without its scale, which is part of the unit
-    Float largest_ = 0;    ///< half size of the largest mesh, metres
+    Float unit_ = 1;     ///< metres a file unit, below the root
+    Matrix rootMatrix_;  ///< without its scale, which is part of the unit
+    Float largest_ = 0;  ///< half size of the largest mesh, metres
     std::map<unsigned, BaseObject*> placed_;
     std::vector<unsigned> skinned_;
     std::map<const aiNode*, NodeAnimation> animation_;
@@ -95,8 +96,7 @@ private:
     BaseObject* firstCamera_ = nullptr;
 };
 
-AssimpScene::AssimpScene(Context& context)
-    : context_(context), suffix_(context.file.GetSuffix().ToLower().str()) {
+AssimpScene::AssimpScene(Context& context) : context_(context), suffix_(context.file.GetSuffix().ToLower().str()) {
     importer_.SetIOHandler(new FolderOnly(fs::path(context.file.str()).parent_path()));  // owned by the importer
     importer_.SetPropertyBool(AI_CONFIG_IMPORT_FBX_PRESERVE_PIVOTS, false);
     scene_ = importer_.ReadFile(context.file.str(), aiProcess_ValidateDataStructure);
@@ -306,13 +306,15 @@ std::vector<BaseObject*> AssimpScene::content(const aiNode& node, const std::str
         }
         BaseObject* camera = context_.keep(makeCamera(d));
         camera->SetName(name);
-        camera->SetMl(toHost(lookFrame(vectorOf(source.mPosition) * unit_, vectorOf(source.mLookAt), vectorOf(source.mUp))));
+        camera->SetMl(
+            toHost(lookFrame(vectorOf(source.mPosition) * unit_, vectorOf(source.mLookAt), vectorOf(source.mUp))));
         if (!firstCamera_) firstCamera_ = camera;
         objects.push_back(camera);
     }
     for (unsigned i = 0; i < scene_->mNumLights; ++i) {
         const aiLight& source = *scene_->mLights[i];
-        if (source.mName != node.mName || source.mType == aiLightSource_AMBIENT || source.mType == aiLightSource_UNDEFINED)
+        if (source.mName != node.mName || source.mType == aiLightSource_AMBIENT ||
+            source.mType == aiLightSource_UNDEFINED)
             continue;
         BaseObject* light = context_.keep(makeLight({}));
         light->SetName(name);
@@ -325,7 +327,8 @@ std::vector<BaseObject*> AssimpScene::content(const aiNode& node, const std::str
 }
 
 void AssimpScene::addNode(const aiNode& node, BaseObject* parent, int depth) {
-    if (depth > kMaxDepth) throw ImportError("its nodes are nested deeper than " + std::to_string(kMaxDepth) + " levels");
+    if (depth > kMaxDepth)
+        throw ImportError("its nodes are nested deeper than " + std::to_string(kMaxDepth) + " levels");
     std::string name = cleanName(node.mName.C_Str());
     if (name.empty()) name = "Object";
     const Matrix m = toHost(local(node));
@@ -369,7 +372,8 @@ void AssimpScene::finishLights() {
             d.intensity = kPi;
         } else if (source->mType == aiLightSource_SPOT) {
             d.kind = LightDescription::Kind::Spot;
-            if (source->mAngleOuterCone > 0 && source->mAngleOuterCone < kPi) d.outerAngle = source->mAngleOuterCone / 2;
+            if (source->mAngleOuterCone > 0 && source->mAngleOuterCone < kPi)
+                d.outerAngle = source->mAngleOuterCone / 2;
             d.innerAngle = source->mAngleInnerCone / 2;
         }
         BaseObject* made = makeLight(d);

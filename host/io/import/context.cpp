@@ -36,7 +36,8 @@ std::string cleanName(const std::string& text) {
         const auto c = static_cast<unsigned char>(text[i]);
         const std::size_t length = c < 0x80 ? 1 : c >= 0xF0 && c < 0xF5 ? 4 : c >= 0xE0 ? 3 : c >= 0xC2 ? 2 : 0;
         bool good = length > 0 && c < 0xF5 && i + length <= text.size();
-        for (std::size_t k = 1; good && k < length; ++k) good = (static_cast<unsigned char>(text[i + k]) & 0xC0) == 0x80;
+        for (std::size_t k = 1; good && k < length; ++k)
+            good = (static_cast<unsigned char>(text[i + k]) & 0xC0) == 0x80;
         if (!good) {
             out += '?';
             ++i;

@@ -110,7 +110,8 @@ Filename addEmbeddedImage(BaseContainer& images, std::span<const UChar> bytes, c
 }  // namespace importer
 
 void visitShaders(BaseDocument& document, const std::function<void(BaseShader&)>& visit) {
-    for (BaseMaterial* m = document.GetFirstMaterial(); m; m = m->GetNext()) visitShaderList(m->GetFirstShader(), visit);
+    for (BaseMaterial* m = document.GetFirstMaterial(); m; m = m->GetNext())
+        visitShaderList(m->GetFirstShader(), visit);
     BaseObject* object = document.GetFirstObject();
     while (object) {
         visitShaderList(object->GetFirstShader(), visit);

@@ -105,8 +105,8 @@ Bool frameView(BaseDocument& document, Float aspect) {
     for (int corner = 0; corner < 8; ++corner) {
         const Vector p(corner & 1 ? half.x : -half.x, corner & 2 ? half.y : -half.y, corner & 4 ? half.z : -half.z);
         const Float depth = Dot(p, axes.v3);
-        distance = std::max({distance, std::abs(Dot(p, axes.v1)) / across - depth,
-                             std::abs(Dot(p, axes.v2)) / upwards - depth});
+        distance = std::max(
+            {distance, std::abs(Dot(p, axes.v1)) / across - depth, std::abs(Dot(p, axes.v2)) / upwards - depth});
     }
     if (!(distance > 1e-9)) distance = 1;  // a single point
     axes.off = centre - axes.v3 * distance;

@@ -49,7 +49,8 @@ T component(const UChar* at, int type, bool normalised) {
     if constexpr (std::is_floating_point_v<T>) {
         switch (type) {
             case kByte:
-                return normalised ? std::max(static_cast<T>(load<std::int8_t>(at)) / T(127), T(-1)) : load<std::int8_t>(at);
+                return normalised ? std::max(static_cast<T>(load<std::int8_t>(at)) / T(127), T(-1))
+                                  : load<std::int8_t>(at);
             case kUByte:
                 return normalised ? static_cast<T>(*at) / T(255) : *at;
             case kShort:
@@ -199,7 +200,8 @@ std::vector<T> GltfFile::decode(Int64 index, std::size_t components, const std::
         if (!l.sparse.empty())
             if (const auto it = l.sparse.find(static_cast<UInt32>(e)); it != l.sparse.end()) at = it->second;
         for (std::size_t k = 0; at && k < common; ++k) {
-            const std::size_t offset = l.columns == 1 ? k * l.component : (k / rows) * column + (k % rows) * l.component;
+            const std::size_t offset =
+                l.columns == 1 ? k * l.component : (k / rows) * column + (k % rows) * l.component;
             out[i * components + k] = component<T>(at + offset, type, l.accessor.normalised);
         }
     }

@@ -9,9 +9,9 @@
 namespace host::importer {
 
 struct GltfAnimation {
-    std::map<Int64, NodeAnimation> nodes;           ///< by node
-    std::map<Int64, std::vector<Float>> weights;    ///< morph weights at time 0, by node
-    Float lastKey = 0;                              ///< seconds
+    std::map<Int64, NodeAnimation> nodes;         ///< by node
+    std::map<Int64, std::vector<Float>> weights;  ///< morph weights at time 0, by node
+    Float lastKey = 0;                            ///< seconds
 };
 
 /// The first animation of the file; the others are named in a warning, since all of them at once have no meaning.

@@ -1,5 +1,7 @@
 #include <draco/compression/decode.h>
 
+#include <algorithm>
+
 #include "host/io/import/gltf_mesh.h"
 
 namespace host::importer {
@@ -17,7 +19,7 @@ void decodeDraco(GltfFile& file, const Json& primitive, const Json& extension) {
         std::vector<UInt32> values;
         values.reserve(static_cast<std::size_t>(mesh->num_faces()) * 3);
         for (draco::FaceIndex f(0); f < mesh->num_faces(); ++f)
-            for (const draco::PointIndex corner : mesh->face(f)) values.push_back(corner.value());
+            for (const draco::PointIndex& corner : mesh->face(f)) values.push_back(corner.value());
         // A file may have been cut to fewer corners than its accessor says, never to vertices that do not exist.
         file.replaceIntegers(indices, std::move(values));
     }
@@ -39,11 +41,19 @@ void decodeDraco(GltfFile& file, const Json& primitive, const Json& extension) {
         for (draco::PointIndex p(0); p < mesh->num_points(); ++p) {
             const draco::AttributeValueIndex at = attribute->mapped_index(p);
             const std::size_t offset = p.value() * components;
-            const bool good = joints ? attribute->ConvertValue<UInt32>(at, attribute->num_components(), &integers[offset])
-                                     : attribute->ConvertValue<float>(at, attribute->num_components(), &values[offset]);
+            const bool good = joints
+                                  ? attribute->ConvertValue<UInt32>(at, attribute->num_components(), &integers[offset])
+                                  : attribute->ConvertValue<float>(at, attribute->num_components(), &values[offset]);
             if (!good) throw ImportError("the values of a compressed primitive cannot be converted");
         }
-        // Conversion to float has made fractions of normalised integers.
+        // The conversion makes fractions of integers that the compressed data calls normalised; the file may do so too.
+        if (const GltfFile::Accessor a = file.accessor(accessor); a.normalised && !attribute->normalized()) {
+            const float largest = a.componentType == 5120   ? 127.0f
+                                  : a.componentType == 5121 ? 255.0f
+                                  : a.componentType == 5122 ? 32767.0f
+                                                            : 65535.0f;
+            for (Float32& v : values) v = std::max(v / largest, -1.0f);
+        }
         if (joints)
             file.replaceIntegers(accessor, std::move(integers), components);
         else

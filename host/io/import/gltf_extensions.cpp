@@ -39,7 +39,8 @@ constexpr Extension kExtensions[] = {
 };
 
 const Extension* find(const std::string& name) {
-    const auto it = std::find_if(std::begin(kExtensions), std::end(kExtensions), [&](const auto& e) { return e.name == name; });
+    const auto it =
+        std::find_if(std::begin(kExtensions), std::end(kExtensions), [&](const auto& e) { return e.name == name; });
     return it == std::end(kExtensions) ? nullptr : it;
 }
 

@@ -35,7 +35,10 @@ UInt32 word(const std::vector<UChar>& bytes, std::size_t at) {
 }
 
 int hexDigit(char c) {
-    return c >= '0' && c <= '9' ? c - '0' : c >= 'a' && c <= 'f' ? c - 'a' + 10 : c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
+    return c >= '0' && c <= '9'   ? c - '0'
+           : c >= 'a' && c <= 'f' ? c - 'a' + 10
+           : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                  : -1;
 }
 
 }  // namespace
@@ -188,9 +191,11 @@ void GltfFile::readGlb(std::vector<UChar> bytes) {
 const Json& GltfFile::at(const char* array, Int64 index) const {
     const Json* list = member(root_, array);
     if (!list || !list->is_array() || index < 0 || static_cast<std::size_t>(index) >= list->size())
-        throw ImportError(std::string("it refers to ") + array + "[" + std::to_string(index) + "], which does not exist");
+        throw ImportError(std::string("it refers to ") + array + "[" + std::to_string(index) +
+                          "], which does not exist");
     const Json& element = (*list)[static_cast<std::size_t>(index)];
-    if (!element.is_object()) throw ImportError(std::string(array) + "[" + std::to_string(index) + "] is not an object");
+    if (!element.is_object())
+        throw ImportError(std::string(array) + "[" + std::to_string(index) + "] is not an object");
     return element;
 }
 
@@ -219,12 +224,13 @@ const std::vector<UChar>& GltfFile::buffer(Int64 index) {
             throw ImportError("the buffer file \"" + cleanName(path) + "\" lies outside the scene's folder");
         const std::string full = (fs::path(file_.GetDirectory().str()) / relative).string();
         std::error_code error;
-        if (!fs::is_regular_file(full, error)) throw ImportError("the buffer file \"" + cleanName(path) + "\" is missing");
+        if (!fs::is_regular_file(full, error))
+            throw ImportError("the buffer file \"" + cleanName(path) + "\" is missing");
         bytes = readWhole(full, "the buffer file \"" + cleanName(path) + "\"");
     }
     if (bytes.size() < length)
-        throw ImportError(name + " is cut off: it has " + std::to_string(bytes.size()) + " of " + std::to_string(length) +
-                          " bytes");
+        throw ImportError(name + " is cut off: it has " + std::to_string(bytes.size()) + " of " +
+                          std::to_string(length) + " bytes");
     return buffers_[index] = std::move(bytes);
 }
 

@@ -41,9 +41,9 @@ std::optional<Filename> GltfMaterials::image(Int64 index) {
     return path;
 }
 
-std::optional<ImageUse> GltfMaterials::texture(const Json& object, const char* name) {
+ImageUse GltfMaterials::texture(const Json& object, const char* name) {
     const Json* info = member(object, name);
-    if (!info || !info->is_object()) return std::nullopt;
+    if (!info || !info->is_object()) return {};
     const Json& texture = file_.at("textures", intOr(*info, "index", -1));
 
     Int64 source = intOr(texture, "source", -1);
@@ -54,10 +54,10 @@ std::optional<ImageUse> GltfMaterials::texture(const Json& object, const char* n
             context_.warn("images of KHR_texture_basisu cannot be read; they were left out");
         else
             context_.warn("a texture without an image was left out");
-        return std::nullopt;
+        return {};
     }
     const std::optional<Filename> path = image(source);
-    if (!path) return std::nullopt;
+    if (!path) return {};
 
     ImageUse use;
     use.file = *path;
@@ -108,7 +108,7 @@ GltfMaterials::Entry GltfMaterials::material(Int64 index) {
         d.baseImage = texture(*old, "diffuseTexture");
         d.metalness = 0;
         d.roughness = 1 - floatOr(*old, "glossinessFactor", 1);
-        d.roughnessImage = d.metalnessImage = std::nullopt;
+        d.roughnessImage = d.metalnessImage = {};
     }
 
     d.emission = colourOf(json, "emissiveFactor", {});
@@ -130,7 +130,8 @@ GltfMaterials::Entry GltfMaterials::material(Int64 index) {
         d.transmissionImage = texture(*t, "transmissionTexture");
         d.transmissionColour = d.base;
         // Without a volume the surface is a thin sheet: light goes straight through.
-        if (const Json* volume = extension(json, "KHR_materials_volume"); volume && floatOr(*volume, "thicknessFactor", 0) > 0) {
+        if (const Json* volume = extension(json, "KHR_materials_volume");
+            volume && floatOr(*volume, "thicknessFactor", 0) > 0) {
             const Json* ior = extension(json, "KHR_materials_ior");
             d.refraction = ior ? floatOr(*ior, "ior", 1.5) : 1.5;
             d.transmissionColour = d.transmissionColour * colourOf(*volume, "attenuationColor", Vector(1.0));

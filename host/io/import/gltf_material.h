@@ -23,7 +23,7 @@ public:
 
 private:
     std::optional<Filename> image(Int64 index);
-    std::optional<ImageUse> texture(const Json& object, const char* name);
+    ImageUse texture(const Json& object, const char* name);
 
     GltfFile& file_;
     Context& context_;

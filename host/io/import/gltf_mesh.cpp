@@ -120,7 +120,8 @@ Mesh readGltfPrimitive(GltfFile& file, const Json& primitive, const GltfPose& po
     const Json* attributes = member(primitive, "attributes");
     const Int64 mode = intOr(primitive, "mode", kTriangles), indices = intOr(primitive, "indices", -1);
     const Int64 position = attributes ? intOr(*attributes, "POSITION", -1) : -1;
-    if (mode < kPoints || mode > kTriangleFan) throw ImportError("a primitive has the unknown mode " + std::to_string(mode));
+    if (mode < kPoints || mode > kTriangleFan)
+        throw ImportError("a primitive has the unknown mode " + std::to_string(mode));
     if (position < 0) {
         context.warn("a primitive without positions was left out");
         return mesh;

@@ -10,7 +10,7 @@ namespace host::importer {
 
 /// What deforms a primitive.
 struct GltfPose {
-    std::vector<Float> weights;                ///< of the morph targets; missing ones count 0
+    std::vector<Float> weights;                   ///< of the morph targets; missing ones count 0
     const std::vector<Matrix>* joints = nullptr;  ///< joint matrices in the scene's space; null: no skin
 };
 

@@ -20,7 +20,8 @@ constexpr std::size_t kMostInstances = 20'000'000;
 
 class GltfScene {
 public:
-    explicit GltfScene(Context& context) : context_(context), file_(context.file, context), materials_(file_, context) {}
+    explicit GltfScene(Context& context)
+        : context_(context), file_(context.file, context), materials_(file_, context) {}
     void read();
 
 private:
@@ -259,11 +260,14 @@ void GltfScene::addNode(Int64 index, BaseObject* parent, int depth) {
     Node& node = nodes_[static_cast<std::size_t>(index)];
     const Json& json = file_.at("nodes", index);
     std::string name = textOr(json, "name", "");
-    if (name.empty() && intOr(json, "mesh", -1) >= 0) name = textOr(file_.at("meshes", intOr(json, "mesh", -1)), "name", "");
+    if (name.empty() && intOr(json, "mesh", -1) >= 0)
+        name = textOr(file_.at("meshes", intOr(json, "mesh", -1)), "name", "");
     if (name.empty()) name = "Node " + std::to_string(index + 1);
     name = cleanName(name);
-    if (node.open) throw ImportError("its node tree has a loop: node " + std::to_string(index) + " is its own ancestor");
-    if (depth > kMaxDepth) throw ImportError("its nodes are nested deeper than " + std::to_string(kMaxDepth) + " levels");
+    if (node.open)
+        throw ImportError("its node tree has a loop: node " + std::to_string(index) + " is its own ancestor");
+    if (depth > kMaxDepth)
+        throw ImportError("its nodes are nested deeper than " + std::to_string(kMaxDepth) + " levels");
     if (node.visited) {
         context_.warn("node " + std::to_string(index) + " has several parents; it stands under the first");
         return;
@@ -273,7 +277,8 @@ void GltfScene::addNode(Int64 index, BaseObject* parent, int depth) {
     const std::vector<Int64> below = children(json);
     const std::vector<BaseObject*> objects = content(index, json, name);
     const bool instanced = extension(json, "EXT_mesh_gpu_instancing") != nullptr;
-    BaseObject* object = objects.size() == 1 && below.empty() && !instanced ? objects.front() : BaseObject::Alloc(Onull);
+    BaseObject* object =
+        objects.size() == 1 && below.empty() && !instanced ? objects.front() : BaseObject::Alloc(Onull);
     object->SetName(name);
     context_.document.AppendObject(object, parent);
     if (objects.empty() || object != objects.front())
@@ -298,7 +303,8 @@ void GltfScene::addSkinned(Int64 index, const Json& node, const std::string& nam
     const Json* joints = member(skin, "joints");
     if (!joints || !joints->is_array() || joints->empty()) throw ImportError("a skin has no joints");
     std::vector<Float32> inverse;
-    if (const Int64 accessor = intOr(skin, "inverseBindMatrices", -1); accessor >= 0) inverse = file_.floats(accessor, 16);
+    if (const Int64 accessor = intOr(skin, "inverseBindMatrices", -1); accessor >= 0)
+        inverse = file_.floats(accessor, 16);
     std::vector<Matrix> matrices;
     for (std::size_t i = 0; i < joints->size(); ++i) {
         if (!(*joints)[i].is_number_integer()) throw ImportError("a skin's joint is not a whole number");

@@ -1,8 +1,8 @@
 // Import of foreign scene files: glTF 2.0, OBJ, FBX, PLY, STL, Collada.
 //
 // Files from strangers crash and hang the libraries that read them. So a child process of ours (the job "import", see
-// host/runtime/child_process.h) reads the file, under limits on time and memory, and hands the result over as a document
-// file of our own; what comes back is checked before it is used.
+// host/runtime/child_process.h) reads the file, under limits on time and memory, and hands the result over as a
+// document file of our own; what comes back is checked before it is used.
 #pragma once
 
 #include <vector>
@@ -14,8 +14,8 @@ namespace host {
 struct ImportLimits {
     /// Address space of the child, bytes; 0: three quarters of the machine's memory, or LUMORA_IMPORT_MEMORY megabytes.
     Int64 memoryBytes = 0;
-    /// Processor time, and twice as much time on the clock; 0: 30 s and 10 s more for each megabyte of input, at most an
-    /// hour, or LUMORA_IMPORT_SECONDS.
+    /// Processor time, and twice as much time on the clock; 0: 30 s and 10 s more for each megabyte of input, at most
+    /// an hour, or LUMORA_IMPORT_SECONDS.
     Float seconds = 0;
 };
 

@@ -17,8 +17,8 @@ struct Format {
     void (*read)(importer::Context&);
 };
 constexpr Format kFormats[] = {
-    {"gltf", importer::readGltf},       {"glb", importer::readGltf},       {"obj", importer::readWithAssimp},
-    {"fbx", importer::readWithAssimp},  {"ply", importer::readWithAssimp}, {"stl", importer::readWithAssimp},
+    {"gltf", importer::readGltf},      {"glb", importer::readGltf},       {"obj", importer::readWithAssimp},
+    {"fbx", importer::readWithAssimp}, {"ply", importer::readWithAssimp}, {"stl", importer::readWithAssimp},
     {"dae", importer::readWithAssimp},
 };
 

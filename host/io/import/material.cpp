@@ -46,7 +46,7 @@ Float clamp01(Float v) {
 Int32 MaterialDescription::mainUvSet() const {
     for (const auto* image : {&baseImage, &emissionImage, &opacityImage, &normalImage, &roughnessImage, &metalnessImage,
                               &bumpImage, &transmissionImage})
-        if (*image) return (*image)->uvSet;
+        if (*image) return image->uvSet;
     return 0;
 }
 
@@ -61,7 +61,7 @@ BaseMaterial* makeMaterial(const MaterialDescription& d, Context& context) {
     data.SetBool(MATERIAL_USE_COLOR, !d.unlit);
     data.SetVector(MATERIAL_COLOR_COLOR, picked(d.base));
     data.SetFloat(MATERIAL_COLOR_BRIGHTNESS, 1.0);
-    if (d.baseImage && !d.unlit) setShader(*material, MATERIAL_COLOR_SHADER, *d.baseImage, 0, kSrgbProfile, d.base);
+    if (d.baseImage && !d.unlit) setShader(*material, MATERIAL_COLOR_SHADER, d.baseImage, 0, kSrgbProfile, d.base);
 
     // Colours above white are kept as a colour up to white and a brightness.
     const Vector emission = d.unlit ? d.base : d.emission;
@@ -73,8 +73,8 @@ BaseMaterial* makeMaterial(const MaterialDescription& d, Context& context) {
         const Float over = std::max(strongest, 1.0);
         data.SetVector(MATERIAL_LUMINANCE_COLOR, picked(emission / over));
         data.SetFloat(MATERIAL_LUMINANCE_BRIGHTNESS, over * strength);
-        if (const auto& image = d.unlit ? d.baseImage : d.emissionImage)
-            setShader(*material, MATERIAL_LUMINANCE_SHADER, *image, 0, kSrgbProfile, emission / over);
+        if (const ImageUse& image = d.unlit ? d.baseImage : d.emissionImage; image)
+            setShader(*material, MATERIAL_LUMINANCE_SHADER, image, 0, kSrgbProfile, emission / over);
     }
 
     data.SetBool(MATERIAL_USE_REFLECTION, d.reflection && !d.unlit);
@@ -84,10 +84,10 @@ BaseMaterial* makeMaterial(const MaterialDescription& d, Context& context) {
         data.SetFloat(MATERIAL_REFLECTION_ROUGHNESS, clamp01(d.roughness));
         data.SetFloat(MATERIAL_REFLECTION_METALNESS, clamp01(d.metalness));
         if (d.roughnessImage)
-            setShader(*material, MATERIAL_REFLECTION_ROUGHNESS_SHADER, *d.roughnessImage, d.roughnessChannel,
+            setShader(*material, MATERIAL_REFLECTION_ROUGHNESS_SHADER, d.roughnessImage, d.roughnessChannel,
                       kLinearProfile, Vector(clamp01(d.roughness)));
         if (d.metalnessImage)
-            setShader(*material, MATERIAL_REFLECTION_METALNESS_SHADER, *d.metalnessImage, d.metalnessChannel,
+            setShader(*material, MATERIAL_REFLECTION_METALNESS_SHADER, d.metalnessImage, d.metalnessChannel,
                       kLinearProfile, Vector(clamp01(d.metalness)));
     }
 
@@ -98,7 +98,7 @@ BaseMaterial* makeMaterial(const MaterialDescription& d, Context& context) {
         data.SetFloat(MATERIAL_TRANSPARENCY_BRIGHTNESS, clamp01(d.transmission));
         data.SetFloat(MATERIAL_TRANSPARENCY_REFRACTION, d.refraction);
         if (d.transmissionImage)
-            setShader(*material, MATERIAL_TRANSPARENCY_SHADER, *d.transmissionImage, 1, kLinearProfile,
+            setShader(*material, MATERIAL_TRANSPARENCY_SHADER, d.transmissionImage, 1, kLinearProfile,
                       d.transmissionColour * clamp01(d.transmission));
     }
 
@@ -107,19 +107,19 @@ BaseMaterial* makeMaterial(const MaterialDescription& d, Context& context) {
         data.SetFloat(MATERIAL_ALPHA_VALUE, clamp01(d.opacity));
         data.SetFloat(MATERIAL_ALPHA_CUTOFF, d.cutoff);
         if (d.opacityImage)
-            setShader(*material, MATERIAL_ALPHA_SHADER, *d.opacityImage, d.opacityChannel, kLinearProfile,
+            setShader(*material, MATERIAL_ALPHA_SHADER, d.opacityImage, d.opacityChannel, kLinearProfile,
                       Vector(clamp01(d.opacity)));
     }
 
-    data.SetBool(MATERIAL_USE_NORMAL, d.normalImage.has_value());
+    data.SetBool(MATERIAL_USE_NORMAL, static_cast<bool>(d.normalImage));
     if (d.normalImage) {
         data.SetFloat(MATERIAL_NORMAL_STRENGTH, d.normalScale);
-        setShader(*material, MATERIAL_NORMAL_SHADER, *d.normalImage, 0, kLinearProfile, white);
+        setShader(*material, MATERIAL_NORMAL_SHADER, d.normalImage, 0, kLinearProfile, white);
     }
-    data.SetBool(MATERIAL_USE_BUMP, d.bumpImage.has_value());
+    data.SetBool(MATERIAL_USE_BUMP, static_cast<bool>(d.bumpImage));
     if (d.bumpImage) {
         data.SetFloat(MATERIAL_BUMP_STRENGTH, 1.0);
-        setShader(*material, MATERIAL_BUMP_SHADER, *d.bumpImage, 1, kLinearProfile, white);
+        setShader(*material, MATERIAL_BUMP_SHADER, d.bumpImage, 1, kLinearProfile, white);
     }
     data.SetBool(MATERIAL_TWO_SIDED, d.twoSided);
     return material;

@@ -1,44 +1,45 @@
 // Materials, lights and cameras as foreign files describe them, and what the host has for them.
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include "host/io/import/context.h"
 
 namespace host::importer {
 
-/// A use of an image. Texture coordinates are offset + R(rotation) * (scale * uv), v downwards, where R turns u towards
-/// -v.
+/// A use of an image; none without a file. Texture coordinates are offset + R(rotation) * (scale * uv), v downwards,
+/// where R turns u towards -v.
 struct ImageUse {
     Filename file;
     Int32 uvSet = 0;
     Float offset[2] = {0, 0}, scale[2] = {1, 1}, rotation = 0;
     Int32 wrap[2] = {0, 0};  ///< as BITMAPSHADER_WRAPX
     bool interpolate = true;
+
+    explicit operator bool() const { return file.Content(); }
 };
 
 /// Colours are linear; factors multiply their image when there is one and stand alone otherwise.
 struct MaterialDescription {
     std::string name;
     Vector base{1, 1, 1};
-    std::optional<ImageUse> baseImage;
+    ImageUse baseImage;
     Vector emission;
     Float emissionStrength = 1;
-    std::optional<ImageUse> emissionImage;
+    ImageUse emissionImage;
     bool alpha = false;  ///< opacity counts
     Float opacity = 1, cutoff = 0;
-    std::optional<ImageUse> opacityImage;
+    ImageUse opacityImage;
     Int32 opacityChannel = 4;
     bool reflection = false;  ///< roughness and metalness count
     Float roughness = 1, metalness = 0;
-    std::optional<ImageUse> roughnessImage, metalnessImage;
+    ImageUse roughnessImage, metalnessImage;
     Int32 roughnessChannel = 2, metalnessChannel = 3;
     Float normalScale = 1;
-    std::optional<ImageUse> normalImage, bumpImage;
+    ImageUse normalImage, bumpImage;
     Float transmission = 0, refraction = 1;
     Vector transmissionColour{1, 1, 1};
-    std::optional<ImageUse> transmissionImage;
+    ImageUse transmissionImage;
     bool unlit = false, twoSided = false;
 
     /// UV set that the material's texture tag should stand before.
@@ -51,8 +52,8 @@ BaseMaterial* makeMaterial(const MaterialDescription& description, Context& cont
 struct LightDescription {
     enum class Kind { Point, Spot, Directional, Area } kind = Kind::Point;
     Vector colour{1, 1, 1};
-    Float intensity = 1;             ///< candela; lux for directional ones
-    Float outerAngle = kPi / 2;      ///< of a spot, from its axis to its edge
+    Float intensity = 1;         ///< candela; lux for directional ones
+    Float outerAngle = kPi / 2;  ///< of a spot, from its axis to its edge
     Float innerAngle = 0;
 };
 /// Points and spots become small area lights (a sphere, a disc) of the same radiant intensity. The light shines along

@@ -11,7 +11,8 @@ constexpr Float32 kLargestCoordinate = 1e30f;
 
 bool usable(const Vector32& p) {
     // False for what is no number as well.
-    return std::abs(p.x) < kLargestCoordinate && std::abs(p.y) < kLargestCoordinate && std::abs(p.z) < kLargestCoordinate;
+    return std::abs(p.x) < kLargestCoordinate && std::abs(p.y) < kLargestCoordinate &&
+           std::abs(p.z) < kLargestCoordinate;
 }
 
 bool hasRepeatedCorner(const CPolygon& p) {
@@ -31,7 +32,8 @@ std::vector<Int32> firstAtSamePlace(const std::vector<Vector32>& points) {
         hash = (hash ^ (hash >> 32) ^ bits(p.y)) * 0x9E3779B97F4A7C15ull;
         hash = (hash ^ (hash >> 32) ^ bits(p.z)) * 0x9E3779B97F4A7C15ull;
         std::size_t slot = (hash >> 20) & (size - 1);
-        while (table[slot] >= 0 && !(points[static_cast<std::size_t>(table[slot])] == p)) slot = (slot + 1) & (size - 1);
+        while (table[slot] >= 0 && !(points[static_cast<std::size_t>(table[slot])] == p))
+            slot = (slot + 1) & (size - 1);
         if (table[slot] < 0) table[slot] = static_cast<Int32>(i);
         first[i] = table[slot];
     }
@@ -152,8 +154,8 @@ PolygonObject* makePolygonObject(const Mesh& mesh, Context& context) {
     for (std::size_t i = 0; i < number.size(); ++i)
         if (number[i] >= 0) points[number[i]] = toHost(Vector(mesh.points[i]));
 
-    // The mirror keeps what is seen; clockwise instead of counter-clockwise is the reverse order. The first corner stays
-    // the first, so that the tags can be filled from the same corners.
+    // The mirror keeps what is seen; clockwise instead of counter-clockwise is the reverse order. The first corner
+    // stays the first, so that the tags can be filled from the same corners.
     for (CPolygon& p : polygons) p = p.IsTriangle() ? CPolygon(p.a, p.c, p.b, p.b) : CPolygon(p.a, p.d, p.c, p.b);
     CPolygon* out = object->GetPolygonW();
     for (std::size_t i = 0; i < polygons.size(); ++i) {
