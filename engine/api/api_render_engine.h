@@ -160,7 +160,7 @@ public:
                                                        unsigned long long& nodes, unsigned long long& textures,
                                                        unsigned long long& compositor);
     /// Geometry and textures that lie outside the device's memory, bytes. A processor has its memory in the process,
-    /// so there is nothing to move out: all zero.
+    /// so nothing is ever moved out; limit and head room are those that were set.
     LUMORA_API static void getOutOfCoreMemoryUsage(unsigned long long& used, unsigned long long& limit,
                                                    unsigned long long& textures, unsigned long long& geometry,
                                                    unsigned long long& headRoom);

@@ -59,6 +59,7 @@ struct NodeRecord {
     std::string name;
     std::vector<PinRecord> pins;  ///< static pins in schema order, then the dynamic ones
     std::uint32_t staticPinCount = 0;
+    std::uint32_t reloads = 0;                ///< grows when the node's file is to be read again
     std::vector<AttributeRecord> attributes;  ///< every attribute of the type, in schema order
 
     /// The pin of that id or null. Static pins only.
