@@ -145,6 +145,7 @@ void setSceneTarget(Scene& scene, Node* target) {
 }
 
 bool takeDelta(Scene& scene, SceneDelta& delta) {
+    delta = {};
     while (!scene.unevaluated.empty()) {
         Node* node = scene.unevaluated.back();
         scene.unevaluated.pop_back();
