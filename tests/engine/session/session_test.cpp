@@ -47,11 +47,10 @@ protected:
                                                     nullptr);
             ApiRenderEngine::setOnNewImageCallback(
                 [](const ApiArray<ApiRenderImage>& images, void*) {
-                    // A picture may be grabbed from within.
-                    ApiArray<ApiRenderImage> grabbed;
-                    if (ApiRenderEngine::grabRenderResult(grabbed)) {
-                        ApiRenderEngine::releaseRenderResult();
-                    }
+                    // The engine may be asked from within.
+                    RenderResultStatistics statistics;
+                    ApiRenderEngine::getRenderResultStatistics(statistics);
+                    ApiRenderEngine::getRenderTargetNode();
                     imageLevel = images[0].changeLevel;
                     ++newImages;
                 },
