@@ -231,7 +231,7 @@ void GeometryCompiler::place(Walk& walk, const std::vector<Leaf>& leaves) {
             Plane plane;
             plane.origin = column(m, 3);
             plane.tangent = normalize(column(m, 0));
-            plane.normal = normalize(transformNormal(m, {0, 1, 0}));
+            plane.normal = normalize(NormalTransform(m)({0, 1, 0}));
             plane.bitangent = normalize(cross(plane.tangent, plane.normal));
             plane.slot = leaf.slot;
             if (leaf.layerCount > 0) plane.layer = leaf.firstLayer;
@@ -246,7 +246,7 @@ void GeometryCompiler::place(Walk& walk, const std::vector<Leaf>& leaves) {
             ++walk.unusable;
             continue;
         }
-        g.instances.push_back({m, leaf.mesh, leaf.firstLayer, leaf.layerCount});
+        g.instances.push_back({m, NormalTransform(m), leaf.mesh, leaf.firstLayer, leaf.layerCount});
         const CompiledMesh& mesh = *g.meshes[leaf.mesh];
         for (int corner = 0; corner < 8; ++corner) {
             const Float3 p = transformPoint(

@@ -24,7 +24,15 @@ public:
             if (log_) log_("Material \"" + node->name + "\" is among its own parts; a grey one stands in.");
             return 0;
         }
-        const Material material = describe(*node);
+        Material material = describe(*node);
+        for (const TextureId t :
+             {material.albedo, material.opacity, material.emission, material.normal, material.amount}) {
+            material.textured = material.textured || !out_.textures.isConstant(t);
+        }
+        if (material.kind == MaterialKind::Mix) {
+            material.textured = material.textured || out_.materials[material.first].textured ||
+                                out_.materials[material.second].textured;
+        }
         open_.erase(uid);
         const auto id = static_cast<MaterialId>(out_.materials.size());
         out_.materials.push_back(material);

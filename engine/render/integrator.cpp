@@ -149,14 +149,14 @@ PixelSample Integrator::trace(Ray ray, Sampler& sampler) const {
 
         const auto u = sampler.next4();
         const Float3 local = sampleCosineHemisphere({u[0], u[1]});
-        const Float3 direction = normalize(Frame(surface.shadingNormal).toWorld(local));
+        const Float3 direction = Frame(surface.shadingNormal).toWorld(local);
         bsdfPdf = local.z * kInvPi;
         if (!(dot(direction, surface.normal) > 0.0f) || !(bsdfPdf > 0.0f)) break;
         throughput *= albedo;
         ++depth;
         if (depth > 2 && kernel.terminationPower > 0.0f) {
-            const float survival =
-                std::clamp(std::pow(maxComponent(throughput), kernel.terminationPower / 0.3f), 0.05f, 1.0f);
+            const float exponent = kernel.terminationPower / 0.3f, strength = maxComponent(throughput);
+            const float survival = std::clamp(exponent == 1.0f ? strength : std::pow(strength, exponent), 0.05f, 1.0f);
             if (u[2] >= survival) break;
             throughput *= 1.0f / survival;
         }

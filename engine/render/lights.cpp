@@ -22,7 +22,7 @@ WorldTriangle worldTriangle(const Instance& instance, const CompiledMesh& mesh, 
     r.b = transformPoint(instance.toWorld, p[1]);
     r.c = transformPoint(instance.toWorld, p[2]);
     r.area = 0.5f * length(cross(r.b - r.a, r.c - r.a));
-    r.normal = normalize(transformNormal(instance.toWorld, normalize(n)));
+    r.normal = normalize(instance.normalToWorld(n));
     return r;
 }
 
@@ -52,6 +52,16 @@ LightSample sampleEmitter(const RenderScene& scene, float chance, Float3 from, c
     if (!(cosine > 0.0f)) return s;
     const float chosen = chance * lights.distribution.probability(index) * set.distribution.probability(entry);
     s.pdf = chosen * distance2 / (cosine * t.area);
+    const MaterialId id =
+        scene.shading->slotMaterials[scene.geometry->meshSlot[instance.mesh] + mesh.material(polygon)];
+    const Material& material = scene.shading->materials[id];
+    const bool fixed = material.kind == MaterialKind::Diffuse && material.opaque && !scene.geometry->restricted;
+    if (fixed && scene.shading->textures.isConstant(material.emission)) {
+        if (material.emitsFromBack || dot(t.normal, s.direction) < 0.0f) {
+            s.radiance = scene.shading->textures.color(material.emission, {});
+        }
+        return s;
+    }
     // Both halves carry barycentrics as Embree would report them.
     Hit hit;
     hit.t = s.distance;
@@ -60,7 +70,6 @@ LightSample sampleEmitter(const RenderScene& scene, float chance, Float3 from, c
     hit.u = half ? 1.0f - b.x : b.x;
     hit.v = half ? 1.0f - b.y : b.y;
     const Surface surface = surfaceAt(scene, hit, {from, s.direction, 0.0f, kInfinity});
-    const Material& material = scene.shading->materials[surface.material];
     s.radiance = emittedRadiance(scene, surface.material, surface);
     if (!material.opaque || scene.geometry->restricted) s.radiance *= opacityOf(scene, surface.material, surface);
     return s;

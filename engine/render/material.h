@@ -20,6 +20,7 @@ struct Material {
     bool smooth = true;  ///< shade with the mesh's normals
     bool emitsFromBack = false;
     bool castsLight = true;           ///< take part in light sampling
+    bool textured = false;            ///< some texture of it varies over the surface
     bool opaque = true;               ///< opacity is one everywhere
     TextureId albedo = kNoTexture;    ///< Diffuse; kNoTexture is black
     TextureId opacity = kNoTexture;   ///< kNoTexture is one

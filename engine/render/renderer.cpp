@@ -25,6 +25,10 @@ using Clock = std::chrono::steady_clock;
 constexpr auto kCoarseGrace = std::chrono::milliseconds(100);
 constexpr double kShortestInterval = 1.0 / 30.0;
 
+double secondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
 /// Denormal numbers cost a hundred times their worth.
 void flushDenormals() {
 #if defined(__SSE3__)
@@ -79,7 +83,7 @@ private:
     void fail(const std::string& text);
     void replaceJob(std::unique_lock<std::mutex>& lock);
     void growPool();
-    bool publish(std::unique_lock<std::mutex>& lock, const std::shared_ptr<Job>& job, bool final);
+    bool publish(std::unique_lock<std::mutex>& lock, const std::shared_ptr<Job>& job);
     bool mayWork(unsigned index) const {
         return job_ && !idle_ && !paused_ && !stopped_ && !failed_ && !building_ && index < threads_;
     }
@@ -109,7 +113,9 @@ private:
     std::uint64_t imageLevel_ = 0, sceneLevel_ = 0;
     ItemUid target_ = 0;
 
-    double sampledSeconds_ = 0.0;  ///< of this job, pauses taken out
+    // The sampling clock of this job: stands while nothing is sampled.
+    bool sampling_ = false;
+    double sampledSeconds_ = 0.0;
     Clock::time_point samplingSince_{};
 
     unsigned threads_ = 1;
@@ -253,8 +259,8 @@ void Renderer::Impl::replaceJob(std::unique_lock<std::mutex>& lock) {
     if (!film || film.use_count() > 2) film = std::make_shared<FilmBuffer>();
     job_ = std::make_shared<Job>(scene_, region, std::move(film), sceneLevel_);
     idle_ = false;
+    sampling_ = false;
     sampledSeconds_ = 0.0;
-    samplingSince_ = Clock::now();
     workSignal_.notify_all();
     displaySignal_.notify_all();
 }
@@ -273,6 +279,10 @@ void Renderer::Impl::workLoop(unsigned index) {
             continue;
         }
         ++working_;
+        if (!sampling_) {
+            sampling_ = true;
+            samplingSince_ = Clock::now();
+        }
         lock.unlock();
         bool failedNow = false;
         try {
@@ -283,6 +293,10 @@ void Renderer::Impl::workLoop(unsigned index) {
         if (failedNow) fail("There is not enough memory for sampling.");
         lock.lock();
         --working_;
+        if (working_ == 0 && sampling_ && (idle_ || !mayWork(0))) {
+            sampling_ = false;
+            sampledSeconds_ += secondsSince(samplingSince_);
+        }
         stateSignal_.notify_all();
         if (unit->coarse && job->coarseDone()) displaySignal_.notify_all();
         if (idle_ && working_ == 0) displaySignal_.notify_all();
@@ -299,7 +313,7 @@ Image Renderer::Impl::develop(const Job& job, const RenderScene& scene, TonemapT
     return image;
 }
 
-bool Renderer::Impl::publish(std::unique_lock<std::mutex>& lock, const std::shared_ptr<Job>& job, bool final) {
+bool Renderer::Impl::publish(std::unique_lock<std::mutex>& lock, const std::shared_ptr<Job>& job) {
     const RenderScenePtr scene = scene_;
     const TonemapType type = outputType_;
     const bool wanted = std::find(outputPasses_.begin(), outputPasses_.end(), RP_BEAUTY) != outputPasses_.end();
@@ -318,7 +332,6 @@ bool Renderer::Impl::publish(std::unique_lock<std::mutex>& lock, const std::shar
     if (!made || job != job_) return false;
     images_ = std::move(images);
     imageLevel_ = images_.empty() ? job->changeLevel.load() : images_[0].changeLevel;
-    (void) final;
     lock.unlock();
     stateSignal_.notify_all();
     if (callbacks_.onImage) callbacks_.onImage();
@@ -359,7 +372,7 @@ void Renderer::Impl::displayLoop() {
         }
         refresh_ = false;
         const std::uint64_t samples = job->samplesTaken();
-        if (publish(lock, job, final)) {
+        if (publish(lock, job)) {
             shown = job;
             shownFinal = final;
             shownSamples = samples;
@@ -379,11 +392,6 @@ void Renderer::Impl::setPaused(bool paused) {
         return;
     }
     paused_ = paused;
-    if (paused) {
-        sampledSeconds_ += std::chrono::duration<double>(Clock::now() - samplingSince_).count();
-    } else {
-        samplingSince_ = Clock::now();
-    }
     workSignal_.notify_all();
     stateSignal_.notify_all();
 }
@@ -490,9 +498,7 @@ Statistics Renderer::Impl::statistics() const {
     s.maxSamplesPerPixel = static_cast<float>(job_->maxSamples());
     s.finished = job_->finished();
     s.progress = s.finished ? 1.0f : std::min(s.samplesPerPixel / s.maxSamplesPerPixel, 1.0f);
-    const bool running = !paused_ && !s.finished;
-    const double seconds =
-        sampledSeconds_ + (running ? std::chrono::duration<double>(Clock::now() - samplingSince_).count() : 0.0);
+    const double seconds = sampledSeconds_ + (sampling_ ? secondsSince(samplingSince_) : 0.0);
     if (seconds > 0.0) s.samplesPerSecond = static_cast<double>(job_->samplesTaken()) / seconds;
     return s;
 }

@@ -35,6 +35,25 @@ private:
 };
 inline constexpr Table kTable{};
 
+/// The same matrices by bytes of the index: the points of four dimensions take four lookups instead of 32 steps.
+struct ByteTable {
+    alignas(16) std::uint32_t v[4][256][4];
+    ByteTable() {
+        for (int byte = 0; byte < 4; ++byte) {
+            for (std::uint32_t value = 0; value < 256; ++value) {
+                for (int d = 0; d < 4; ++d) {
+                    std::uint32_t x = 0;
+                    for (int bit = 0; bit < 8; ++bit) {
+                        if (value >> bit & 1u) x ^= kTable.v[d][8 * byte + bit];
+                    }
+                    v[byte][value][d] = x;
+                }
+            }
+        }
+    }
+};
+inline const ByteTable kByteTable;
+
 inline std::uint32_t reverseBits(std::uint32_t x) {
     x = __builtin_bswap32(x);
     x = ((x >> 4) & 0x0f0f0f0fu) | ((x & 0x0f0f0f0fu) << 4);
@@ -81,15 +100,16 @@ public:
     /// Four stratified numbers in [0, 1).
     std::array<float, 4> next4() {
         const std::uint32_t seed = sobol::hash(pixel_, set_++);
-        std::uint32_t index = sobol::owenScramble(sample_, seed);
-        std::array<std::uint32_t, 4> p{};
-        for (int bit = 0; index != 0; ++bit, index >>= 1) {
-            const std::uint32_t mask = 0u - (index & 1u);
-            for (int d = 0; d < 4; ++d) p[d] ^= sobol::kTable.v[d][bit] & mask;
-        }
+        const std::uint32_t index = sobol::owenScramble(sample_, seed);
+        const std::uint32_t* a = sobol::kByteTable.v[0][index & 255u];
+        const std::uint32_t* b = sobol::kByteTable.v[1][index >> 8 & 255u];
+        const std::uint32_t* c = sobol::kByteTable.v[2][index >> 16 & 255u];
+        const std::uint32_t* e = sobol::kByteTable.v[3][index >> 24];
         std::array<float, 4> r;
         for (int d = 0; d < 4; ++d) {
-            r[d] = sobol::toUnit(sobol::owenScramble(p[d], sobol::hash(seed + 0x51ed270bu * (d + 1))));
+            const std::uint32_t point = a[d] ^ b[d] ^ c[d] ^ e[d];
+            r[d] = sobol::toUnit(
+                sobol::owenScramble(point, sobol::hash(seed + 0x51ed270bu * static_cast<std::uint32_t>(d + 1))));
         }
         return r;
     }

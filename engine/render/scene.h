@@ -56,6 +56,7 @@ struct ObjectLayer {
 
 struct Instance {
     Matrix<float> toWorld;
+    NormalTransform normalToWorld;
     std::uint32_t mesh = 0;            ///< index into Geometry::meshes
     std::uint32_t firstLayer = kNone;  ///< index into Geometry::layers; kNone: every polygon takes the default layer
     std::uint32_t layerCount = 0;

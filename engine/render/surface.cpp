@@ -88,7 +88,7 @@ Surface surfaceAt(const RenderScene& scene, const Hit& hit, const Ray& ray) {
     s.at.objectPosition = a * in.weight[0] + b * in.weight[1] + c * in.weight[2];
     s.position = s.at.worldPosition = transformPoint(instance.toWorld, s.at.objectPosition);
     const Float3 objectNormal = normalize(cross(b - a, c - a));
-    Float3 ng = normalize(transformNormal(instance.toWorld, objectNormal));
+    Float3 ng = normalize(instance.normalToWorld(objectNormal));
     if (ng == Float3{}) ng = -ray.direction;
     s.at.objectNormal = objectNormal;
     Float3 ns = ng;
@@ -96,21 +96,23 @@ Surface surfaceAt(const RenderScene& scene, const Hit& hit, const Ray& ray) {
         lookUp(*mesh.normalIndices, in.corner, index);
         const Float3 n = normalize(blend(*mesh.normals, index, in.weight));
         if (n != Float3{}) {
-            const Float3 world = normalize(transformNormal(instance.toWorld, n));
+            const Float3 world = normalize(instance.normalToWorld(n));
             if (world != Float3{}) ns = world;
         }
     }
-    for (int set = 0; set < 3; ++set) {
-        const int from = mesh.uvs[set] ? set : 0;
-        if (!mesh.uvs[from]) continue;
-        if (from != set) {
-            s.at.uv[set] = s.at.uv[0];
-            continue;
-        }
-        lookUp(*mesh.uvIndices[set], in.corner, index);
-        s.at.uv[set] = blend(*mesh.uvs[set], index, in.weight);
-    }
     s.material = scene.shading->slotMaterials[g.meshSlot[instance.mesh] + mesh.material(hit.polygon)];
+    if (scene.shading->materials[s.material].textured) {
+        for (int set = 0; set < 3; ++set) {
+            const int from = mesh.uvs[set] ? set : 0;
+            if (!mesh.uvs[from]) continue;
+            if (from != set) {
+                s.at.uv[set] = s.at.uv[0];
+                continue;
+            }
+            lookUp(*mesh.uvIndices[set], in.corner, index);
+            s.at.uv[set] = blend(*mesh.uvs[set], index, in.weight);
+        }
+    }
     if (instance.firstLayer != kNone) {
         const auto object = mesh.objectIndices ? static_cast<std::uint32_t>((*mesh.objectIndices)[hit.polygon]) : 0u;
         if (object < instance.layerCount) s.layer = g.layers[instance.firstLayer + object];

@@ -125,12 +125,19 @@ inline float determinant(const Matrix<float>& m) {
 }
 
 /// Normals go with the inverse transpose. The cofactor matrix is that times the determinant, so it needs no inverse and
-/// lives with flattened transforms; the sign keeps a mirrored normal on the outside. Not normalised.
-inline Float3 transformNormal(const Matrix<float>& m, Float3 n) {
-    const Float3 a = column(m, 0), b = column(m, 1), c = column(m, 2);
-    const Float3 r = cross(b, c) * n.x + cross(c, a) * n.y + cross(a, b) * n.z;
-    return determinant(m) < 0.0f ? -r : r;
-}
+/// lives with flattened transforms; the sign keeps a mirrored normal on the outside. Results are not normalised.
+struct NormalTransform {
+    Float3 x{1, 0, 0}, y{0, 1, 0}, z{0, 0, 1};  ///< images of the axes
+    NormalTransform() = default;
+    explicit NormalTransform(const Matrix<float>& m) {
+        const Float3 a = column(m, 0), b = column(m, 1), c = column(m, 2);
+        const float sign = determinant(m) < 0.0f ? -1.0f : 1.0f;
+        x = cross(b, c) * sign;
+        y = cross(c, a) * sign;
+        z = cross(a, b) * sign;
+    }
+    Float3 operator()(Float3 n) const { return x * n.x + y * n.y + z * n.z; }
+};
 
 /// a * b: first b, then a.
 inline Matrix<float> multiply(const Matrix<float>& a, const Matrix<float>& b) {

@@ -1,0 +1,150 @@
+// How fast the engine builds and samples. One line a figure; run on an idle machine.
+#include <chrono>
+#include <cstdio>
+#include <thread>
+
+#include "engine/compile/scene_compiler.h"
+#include "engine/render/integrator.h"
+#include "tests/engine/render/scene_builder.h"
+
+namespace Lumora::engine::test {
+namespace {
+
+double seconds(std::chrono::steady_clock::time_point since) {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
+}
+
+NodeRecordPtr cornellBox(Scene& scene) {
+    MeshData m;
+    m.quad({-1, -1, 1}, {1, -1, 1}, {1, -1, -1}, {-1, -1, -1}, 0)
+        .quad({-1, 1, -1}, {1, 1, -1}, {1, 1, 1}, {-1, 1, 1}, 0);
+    m.quad({-1, -1, -1}, {1, -1, -1}, {1, 1, -1}, {-1, 1, -1}, 0);
+    m.quad({-1, -1, 1}, {-1, -1, -1}, {-1, 1, -1}, {-1, 1, 1}, 1)
+        .quad({1, -1, -1}, {1, -1, 1}, {1, 1, 1}, {1, 1, -1}, 2);
+    m.quad({-0.3f, 0.99f, -0.3f}, {0.3f, 0.99f, -0.3f}, {0.3f, 0.99f, 0.3f}, {-0.3f, 0.99f, 0.3f}, 3);
+    m.box({-0.6f, -1, -0.6f}, {0, 0.3f, 0}, 0).box({0.1f, -1, 0}, {0.6f, -0.4f, 0.5f}, 0);
+    scene.camera.set(P_POSITION, Float3{0, 0, 4}).set(P_FOV, 38.0f);
+    return scene.keep(m.node({scene.diffuse(splat(0.75f)), scene.diffuse({0.63f, 0.06f, 0.05f}),
+                              scene.diffuse({0.14f, 0.45f, 0.09f}), scene.emitter({17, 12, 6})}));
+}
+
+/// A rolling sheet of n by n quads.
+NodeRecordPtr sheet(Scene& scene, int n) {
+    MeshData m;
+    m.vertices.reserve(static_cast<std::size_t>(n + 1) * (n + 1) + 1);
+    for (int j = 0; j <= n; ++j) {
+        for (int i = 0; i <= n; ++i) {
+            const float x = 2.0f * static_cast<float>(i) / static_cast<float>(n) - 1.0f;
+            const float z = 2.0f * static_cast<float>(j) / static_cast<float>(n) - 1.0f;
+            m.vertices.push_back({x, 0.1f * std::sin(9 * x) * std::cos(7 * z), z});
+        }
+    }
+    for (int j = 0; j < n; ++j) {
+        for (int i = 0; i < n; ++i) {
+            const int v = j * (n + 1) + i;
+            m.indices.insert(m.indices.end(), {v, v + n + 1, v + n + 2, v + 1});
+        }
+    }
+    m.perPolygon.assign(static_cast<std::size_t>(n) * n, 4);
+    scene.camera.set(P_POSITION, Float3{1.2f, 1, 1.2f}).set(P_TARGET, Float3{});
+    return scene.keep(m.node({scene.diffuse(splat(0.8f))}));
+}
+
+/// Rays a second on one thread: camera rays, and rays of random directions from where those hit.
+void tracing(const char* name, const RenderScene& scene) {
+    const CameraRays camera(scene.camera, scene.film, 1.0f);
+    std::vector<Ray> second;
+    std::size_t count = 0;
+    auto start = std::chrono::steady_clock::now();
+    for (std::uint32_t y = 0; y < scene.film.height; ++y) {
+        for (std::uint32_t x = 0; x < scene.film.width; ++x, ++count) {
+            const Ray ray = camera.generate(static_cast<float>(x), static_cast<float>(y), {});
+            const Hit hit = intersect(*scene.geometry, ray);
+            if (!hit.valid()) continue;
+            Sampler sampler(x, y, 0, 1);
+            const auto u = sampler.next4();
+            const float z = 2 * u[0] - 1, r = std::sqrt(1 - z * z);
+            second.push_back({ray.at(hit.t * 0.999f), {r * std::cos(6.28f * u[1]), r * std::sin(6.28f * u[1]), z}});
+        }
+    }
+    std::printf("%s, camera rays on one thread: %.2f million a second\n", name,
+                static_cast<double>(count) / seconds(start) * 1e-6);
+    start = std::chrono::steady_clock::now();
+    std::size_t hits = 0;
+    for (const Ray& ray : second) hits += intersect(*scene.geometry, ray).valid();
+    std::printf("%s, scattered rays on one thread: %.2f million a second (%zu hit)\n", name,
+                static_cast<double>(second.size()) / seconds(start) * 1e-6, hits);
+    start = std::chrono::steady_clock::now();
+    hits = 0;
+    for (const Ray& ray : second) hits += occluded(*scene.geometry, ray);
+    std::printf("%s, shadow rays on one thread: %.2f million a second\n", name,
+                static_cast<double>(second.size()) / seconds(start) * 1e-6);
+}
+
+void sampling(const char* name, const SceneDelta& delta, unsigned threads) {
+    Render render(threads);
+    const auto start = std::chrono::steady_clock::now();
+    render.picture(delta);
+    const Statistics s = render.renderer().statistics(RP_BEAUTY);
+    std::printf("%s, %u threads: %.3f million samples a second, %.2f s in all\n", name, threads,
+                s.samplesPerSecond * 1e-6, seconds(start));
+}
+
+void building(const char* name, Scene& scene, const NodeRecordPtr& geometry, std::size_t polygons) {
+    SceneCompiler compiler(nullptr);
+    const BuildResult built = compiler.apply(scene.delta(geometry));
+    const auto c = compiler.counters();
+    std::printf("%s: built in %.3f s, %.2f million polygons a second, %.1f bytes a polygon beyond the graph's arrays\n",
+                name, built.seconds, static_cast<double>(polygons) / built.seconds * 1e-6,
+                static_cast<double>(c.geometryBytes) / static_cast<double>(polygons));
+    tracing(name, *built.scene);
+}
+
+/// Moving one of many instances.
+void moving(int count) {
+    Scene scene(64, 64, 1);
+    const NodeRecordPtr box = scene.keep(MeshData().box(splat(-0.4f), splat(0.4f)).node());
+    std::vector<Matrix<float>> matrices;
+    for (int i = 0; i < count; ++i) {
+        matrices.push_back(translation(
+            {static_cast<float>(i % 100), static_cast<float>(i / 10000), static_cast<float>(i / 100 % 100)}));
+    }
+    const NodeRecordPtr scatter = scene.scatter(box, matrices);
+    SceneCompiler compiler(nullptr);
+    const double first = compiler.apply(scene.delta(scatter)).seconds;
+    matrices[7] = translation({7, 3, 3});
+    SceneDelta move = scene.delta(scatter, 2);
+    move.changed = {Node(scatter).set(A_TRANSFORM, shared(matrices))};
+    const double again = compiler.apply(move).seconds;
+    std::printf("%d instances: first build %.3f s, moving one %.3f s, %.0f bytes an instance\n", count, first, again,
+                static_cast<double>(compiler.counters().geometryBytes) / count);
+}
+
+void run() {
+    std::printf("processors: %u\n", std::thread::hardware_concurrency());
+    {
+        Scene scene(512, 512, 32);
+        const NodeRecordPtr box = cornellBox(scene);
+        SceneCompiler compiler(nullptr);
+        tracing("Cornell box", *compiler.apply(scene.delta(box)).scene);
+        for (unsigned threads = 1; threads <= std::thread::hardware_concurrency(); threads *= 2) {
+            sampling("Cornell box, path tracing", scene.delta(box), threads);
+        }
+    }
+    {
+        Scene scene(1024, 1024, 4);
+        scene.environment(splat(1.0f));
+        const NodeRecordPtr mesh = sheet(scene, 1000);
+        building("Sheet of a million quads", scene, mesh, 1000000);
+        sampling("Sheet of a million quads, path tracing", scene.delta(mesh), std::thread::hardware_concurrency());
+    }
+    moving(100000);
+}
+
+}  // namespace
+}  // namespace Lumora::engine::test
+
+int main() {
+    Lumora::engine::test::run();
+    return 0;
+}
