@@ -18,8 +18,6 @@
 
 namespace lumora {
 
-class ObjectLinkTable;
-
 /// A polygon object below a base, with its placements relative to the base. More than one placement where an instance
 /// below the base shows the same object again.
 struct InstanceChild {
@@ -30,7 +28,6 @@ struct InstanceChild {
 /// One base with everything made for it.
 struct InstanceGroup {
     BaseObject* baseObject = nullptr;
-    Int32 slot = 0;
     std::vector<InstanceChild> children;
     ApiNode* baseScatter = nullptr;
     ApiNode* childGroup = nullptr;
@@ -44,8 +41,8 @@ public:
 
     /// The project was, or will be, emptied: forgets all nodes.
     void resetForSend();
-    /// Makes the bases' geometry and the instances' matrices and connects them under `mainGroup`. Returns pin + 1.
-    /// `scale`: metres per scene unit.
+    /// Makes the bases' geometry and the instances' matrices and connects them under `mainGroup`, in place of what hung
+    /// there. Returns pin + 1. `scale`: metres per scene unit.
     unsigned buildInstances(BaseDocument* doc, ApiNode* mainGroup, unsigned pin,
                             std::span<const SceneObjectInfo> instances, float scale);
 
@@ -54,15 +51,16 @@ public:
     Int64 instanceCount() const;
 
 private:
-    void findBases(BaseDocument* doc, std::span<const SceneObjectInfo> instances);
-    void collectChildren(BaseDocument* doc, InstanceGroup& group);
-    void generateBaseMeshes(float scale);
-    void generateMatrices(BaseDocument* doc, std::span<const SceneObjectInfo> instances, float scale);
-    void connectInstances(ApiNode* mainGroup, unsigned pin);
+    void findBases(const BaseDocument* doc, std::span<const SceneObjectInfo> instances, float scale);
+    void generateBaseMeshes(ApiNodeGraph& graph, float scale);
+    void connectInstances(ApiNodeGraph& graph, ApiNode* mainGroup, unsigned pin);
 
     MatManager& materials_;
     std::vector<InstanceGroup> groups_;
     Int64 triangles_ = 0;
 };
+
+/// Destroys geometry with everything below it: groups, scatters and layers down to the meshes. Null is fine.
+void deleteGeometry(ApiNode* node);
 
 }  // namespace lumora

@@ -44,7 +44,6 @@ void readObjectTags(const BaseDocument* doc, BaseObject* object, SceneObjectInfo
                     const ObjectTagContext& context = {});
 
 /// The texture tags that the object sees: its own; else those of its cache parent, else of its parent, upward.
-/// `cacheParent`: the generator when the object stands in a cache.
 std::vector<TextureTag*> visibleTextureTags(const BaseObject* object);
 
 }  // namespace lumora

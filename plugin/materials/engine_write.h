@@ -15,12 +15,14 @@
 
 namespace lumora {
 
-using Lumora::ApiItem;
-using Lumora::ApiNode;
-using Lumora::ApiNodeGraph;
+using Lumora::ApiProjectManager;
 using Lumora::AttributeId;
 using Lumora::NodeType;
 using Lumora::PinId;
+// The engine's ids have prefixes of their own (NT_, P_, A_) and may stand without its namespace.
+using enum Lumora::NodeType;
+using enum Lumora::PinId;
+using enum Lumora::AttributeId;
 using Float2 = Lumora::Vec2<float>;
 using Float3 = Lumora::Vec3<float>;
 using Int2 = Lumora::Vec2<int>;

@@ -50,7 +50,7 @@ struct MatLink {
     UInt32 bit = 0;  ///< dirty sum of the material when it was generated
     UInt32 linkedSum = 0;
     UInt32 stamp = 0;
-    UInt64 uid = 0;  ///< also in the material's private block, so that a copy in another document is found
+    UInt64 uid = 0;  ///< the material's GUID: its copy in another document has the same
     NodeType nodeType = Lumora::NT_UNKNOWN;
     BaseMaterial* material = nullptr;
     BaseMaterial* renderMaterial = nullptr;  ///< the same material in the render's copy of the document
@@ -100,7 +100,7 @@ public:
     MatLink* createMatLink(BaseMaterial* material);
     /// An engine node of the material's type, named after it.
     ApiNode* createMaterialNode(ApiNodeGraph* graph, const BaseMaterial& material, NodeType* type);
-    /// By the weak link, then by the private block's uid. Null and -1 when there is none.
+    /// By the material itself or its copy in another document. Null and -1 when there is none.
     MatLink* findLinkByMaterial(const BaseMaterial* material);
     Int32 findLinkIndex(const BaseMaterial* material) const;
     MatLink* findLinkByPointer(const BaseMaterial* material);

@@ -7,14 +7,12 @@ namespace lumora {
 
 /// What a channel does with a shader beyond showing it.
 struct TextureUse {
-    bool alpha = false;   ///< the image's alpha channel is wanted, when it has one
     bool isData = false;  ///< numbers, not colours: a normal map, roughness
 };
 
 /// The engine texture that stands for the shader, with everything linked below it. Null for what cannot be represented:
-/// a missing shader, an unknown type (named in the log once per generation), an image that is not there (the log names
-/// the file). `parent` and `pin`: what the result will feed, so that plain values are made inside the pin; may be null.
-/// One shader used twice gives one node.
+/// a missing shader, an unknown type or an image that is not there (the log names both). `parent` and `pin`: what the
+/// result will feed, so that plain values are made inside the pin; may be null. One shader used twice gives one node.
 ApiNode* generateTexture(MatManager& manager, ApiNode* parent, PinId pin, BaseShader* shader, MatLink& link,
                          TextureUse use = {});
 

@@ -84,6 +84,7 @@ private:
     bool change(Int32 row, const Value& value, bool apply);
     bool applyGroup(SettingGroup group);
     ApiNode* target();
+    Float imagerExposure() const;
 
     std::vector<Value> values_;  ///< one for each row of the table
     BaseDocument* doc_ = nullptr;

@@ -31,17 +31,23 @@ public:
     bool softSky() const { return softSky_; }
 
 private:
-    bool ensureOutputLinker();
-    bool removeEnvironment();
+    bool ensureNodes();
+    void removeEnvironment();
+    bool buildTexture(const BaseObject* sky);
+    UInt32 stateSum(const BaseObject* sky) const;
 
     MatManager& shaders_;
     const RenderSettings* settings_ = nullptr;
     BaseDocument* doc_ = nullptr;
     ApiNode* renderTarget_ = nullptr;
     ApiNode* envNode_ = nullptr;
-    ApiNodeGraph* graph_ = nullptr;
     ApiNode* outputLinker_ = nullptr;
+    ApiNodeGraph* graph_ = nullptr;         ///< holds the linker and the environment
+    ApiNodeGraph* textureGraph_ = nullptr;  ///< holds what feeds the environment's texture
     BaseLink skyLink_, sunLink_;
+    Vector colour_;        ///< of the soft sky at the last build
+    UInt32 stateSum_ = 0;  ///< of the sky at the last build
+    bool built_ = false;
     bool visible_ = false, busy_ = false, softSky_ = false;
     Int32 updated_ = 0, updateCount_ = 0;
 };
