@@ -4,6 +4,8 @@
 #include <array>
 #include <map>
 #include <memory>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "host/sdk/desc.h"
@@ -20,7 +22,7 @@ struct PluginInfo;
 
 /// What a change counter counts. Pass any sum of these to GetDirty.
 enum DirtyFlags : UInt32 {
-    DIRTYFLAGS_DATA = 2,          ///< own parameters, points, polygons, tags' content
+    DIRTYFLAGS_DATA = 2,          ///< own parameters, points, polygons; of a tag its values
     DIRTYFLAGS_MATRIX = 4,        ///< own matrix, relative to the parent
     DIRTYFLAGS_CACHE = 16,        ///< a cache was built again, children came, went or were reordered
     DIRTYFLAGS_DESCENDANTS = 32,  ///< tags of this element or anything below it
@@ -36,6 +38,7 @@ enum HDirtyFlags : UInt32 {
     HDIRTYFLAGS_TAG = 16,
     HDIRTYFLAGS_SHADER = 32,
     HDIRTYFLAGS_MATERIAL = 64,
+    HDIRTYFLAGS_SETTINGS = 128,  ///< render data, video posts, layers, tracks, the document's settings
     HDIRTYFLAGS_ALL = 0xFFFFFFFF,
 };
 
@@ -74,7 +77,16 @@ public:
     void Connect();
 
 private:
-    std::map<const BaseList2D*, BaseList2D*> clones_;
+    friend class BaseContainer;
+    friend class BaseLink;
+    friend class DocumentIO;
+    friend class ListAccess;
+    void translate(BaseContainer& container) const;
+    std::unordered_map<const BaseList2D*, BaseList2D*> clones_;
+    std::vector<std::pair<const BaseList2D*, BaseList2D*>> order_;
+    std::size_t connected_ = 0;                ///< of order_
+    const BaseDocument* resolveIn_ = nullptr;  ///< links known by GUID only are looked up here
+    UInt32 flags_ = 0;
 };
 
 /// A weak link. Empties itself when the element is freed. Copyable; cheap.
@@ -94,7 +106,11 @@ public:
     /// A link read from a file: found by GUID once the document is complete.
     void SetUnresolved(UInt64 guid);
 
-    friend bool operator==(const BaseLink& a, const BaseLink& b) { return a.ForceGetLink() == b.ForceGetLink(); }
+    /// The same element, or both without one and once the same.
+    friend bool operator==(const BaseLink& a, const BaseLink& b) {
+        const BaseList2D* target = a.ForceGetLink();
+        return target == b.ForceGetLink() && (target || a.guid_ == b.guid_);
+    }
 
 private:
     struct Anchor;
@@ -108,7 +124,7 @@ enum CopyFlags : UInt32 {
     COPYFLAGS_NO_HIERARCHY = 1,
     COPYFLAGS_NO_ANIMATION = 2,
     COPYFLAGS_NO_BITS = 4,
-    COPYFLAGS_NO_BRANCHES = 8,  ///< without tags and shaders
+    COPYFLAGS_NO_BRANCHES = 8,  ///< without tags, shaders and video posts
     COPYFLAGS_KEEP_GUID = 16,   ///< the clone is the same thing in another document
 };
 
@@ -151,9 +167,10 @@ public:
     const Description* GetDescription() const;
 
     /// Sum of the counters that the mask names. Only grows; equal sums mean nothing changed.
-    virtual UInt32 GetDirty(UInt32 mask) const;
-    /// The same for the whole branch.
-    virtual UInt32 GetHDirty(UInt32 mask) const;
+    UInt32 GetDirty(UInt32 mask) const;
+    /// The same for the whole branch (HDirtyFlags). Constant time while nothing changes; after a change one walk of the
+    /// branch serves every element in it.
+    UInt32 GetHDirty(UInt32 mask) const;
     void SetDirty(UInt32 mask);
 
     /// Sends a message to the node's data class. True when it was handled.
@@ -173,7 +190,7 @@ public:
 
     // Shaders that the node owns.
     BaseShader* GetFirstShader() const { return firstShader_; }
-    void InsertShader(BaseShader* shader, BaseShader* pred = nullptr);
+    void InsertShader(BaseShader* shader, BaseShader* pred = nullptr);  ///< at the end when pred is null
 
     // Animation tracks that the node owns.
     BaseTrack* GetFirstTrack() const { return firstTrack_; }
@@ -186,8 +203,9 @@ public:
     /// A deep copy, loose. With a translation the caller connects the links when all copies are made; without one it
     /// is done here.
     BaseList2D* GetClone(UInt32 flags, AliasTrans* translation = nullptr) const;
-    /// Makes this node a copy of `source` of the same type: parameters, tags, shaders (undo).
-    virtual Bool CopyFrom(const BaseList2D& source, UInt32 flags, AliasTrans* translation);
+    /// Makes this node a copy of `source` of the same type: parameters and content, and as the flags say its branches,
+    /// which are made anew. Counters rise where something differs. False for another type.
+    Bool CopyFrom(const BaseList2D& source, UInt32 flags, AliasTrans* translation);
 
 protected:
     BaseList2D(NodeFamily family, Int32 type);
@@ -197,7 +215,10 @@ protected:
     friend class DocumentIO;
     friend class ListAccess;
 
-    virtual void OnTreeChanged() {}  ///< children came, went or moved
+    /// What the node itself holds beside the members below; raises the counters of what differs.
+    virtual void CopyContent(const BaseList2D& source, UInt32 flags);
+    /// Points links outside the container at the clones; nothing is counted.
+    virtual void TranslateLinks(const AliasTrans& translation);
 
     NodeFamily family_;
     Int32 type_;
@@ -215,6 +236,18 @@ protected:
     std::map<Int32, std::vector<UChar>> uniqueIds_;
     UInt32 dirtyData_ = 0, dirtyMatrix_ = 0, dirtyCache_ = 0, dirtyDescendants_ = 0, dirtySelect_ = 0;
     mutable std::shared_ptr<BaseLink::Anchor> anchor_;
+    std::vector<UChar> privateData_;  ///< of a node whose plug-in is absent: kept as it was read
+    Int32 privateLevel_ = 0;
+
+    static constexpr Int32 kSums = 7;  ///< one for each HDirtyFlags
+    struct Sums {
+        std::array<UInt32, kSums> value{};
+        UInt64 epoch = 0;  ///< of the last change anywhere when the sums were made
+    };
+    mutable Sums sums_;                 ///< of the branch
+    std::array<UInt32, kSums> gone_{};  ///< sums of what left the branch, so that sums only grow
+    Bool undoOwned_ = false;            ///< an undo step keeps the element when it is removed
+    Bool retired_ = false;              ///< being freed
 };
 
 /// Keyframe animation of one parameter.
@@ -236,12 +269,13 @@ public:
     /// The value at that time: held outside the keys, rotations given as matrices interpolate as rotations.
     GeData GetValue(const BaseTime& time) const;
 
-    Bool CopyFrom(const BaseList2D& source, UInt32 flags, AliasTrans* translation) override;
-
 private:
     friend class NodeFactory;
     friend class DocumentIO;
+    friend class ListAccess;
     explicit BaseTrack(const DescID& id);
+    void CopyContent(const BaseList2D& source, UInt32 flags) override;
+    void TranslateLinks(const AliasTrans& translation) override;
     DescID parameter_;
     std::vector<Key> keys_;
 };

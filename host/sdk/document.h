@@ -18,9 +18,7 @@ public:
     static RenderData* Alloc();
     RenderData* GetNext() const { return static_cast<RenderData*>(next_); }
     BaseVideoPost* GetFirstVideoPost() const { return firstVideoPost_; }
-    void InsertVideoPost(BaseVideoPost* post, BaseVideoPost* pred = nullptr);
-    UInt32 GetHDirty(UInt32 mask) const override;
-    Bool CopyFrom(const BaseList2D& source, UInt32 flags, AliasTrans* translation) override;
+    void InsertVideoPost(BaseVideoPost* post, BaseVideoPost* pred = nullptr);  ///< at the end when pred is null
     ~RenderData() override;
 
 private:
@@ -46,6 +44,7 @@ private:
 class HOST_API LayerObject : public BaseList2D {
 public:
     static LayerObject* Alloc();
+    void InsertUnder(LayerObject* parent);  ///< as last child
     LayerObject* GetNext() const { return static_cast<LayerObject*>(next_); }
     LayerObject* GetDown() const { return static_cast<LayerObject*>(down_); }
 
@@ -68,6 +67,9 @@ public:
 
 private:
     friend class BaseDocument;
+    friend class ListAccess;
+    void CopyContent(const BaseList2D& source, UInt32 flags) override;
+    void TranslateLinks(const AliasTrans& translation) override;
     friend class NodeFactory;
     friend class DocumentIO;
     BaseDraw();
@@ -93,7 +95,7 @@ public:
     static BaseDocument* Alloc();
     static void Free(BaseDocument*& document);
 
-    // Objects, in tree order.
+    // Objects, in tree order. Without a predecessor an object becomes the first of its level.
     BaseObject* GetFirstObject() const;
     void InsertObject(BaseObject* object, BaseObject* parent = nullptr, BaseObject* pred = nullptr);
     /// As the last object of the top level or of the parent.
@@ -154,12 +156,12 @@ public:
     Bool DoUndo();
     Bool DoRedo();
     Int32 GetUndoCount() const;
+    Int32 GetRedoCount() const;
     void FlushUndoBuffer();
 
     /// A copy of everything; GUIDs stay, links lead to the copies.
     BaseDocument* CloneDocument() const;
 
-    UInt32 GetHDirty(UInt32 mask) const override;
     ~BaseDocument() override;
 
 private:
@@ -168,6 +170,8 @@ private:
     friend class ListAccess;
     friend class BaseList2D;
     BaseDocument();
+    void CopyContent(const BaseList2D& source, UInt32 flags) override;
+    void TranslateLinks(const AliasTrans& translation) override;
     struct Lists;
     std::unique_ptr<Lists> lists_;
     std::unique_ptr<UndoStack> undo_;
@@ -175,7 +179,7 @@ private:
     BaseTime time_;
     Filename path_;
     Bool changed_ = false;
-    BaseLink activeRenderData_;
+    BaseLink activeRenderData_, activeObject_, activeMaterial_;
 };
 
 // The documents that are open.

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <memory>
+#include <type_traits>
+#include <vector>
 
 #include "host/sdk/ge_data.h"
 
@@ -31,15 +33,22 @@ public:
     HyperFile& operator=(const HyperFile&) = delete;
 
     /// `ident` names the kind of file; reading a file of another kind fails with WrongIdent.
+    /// `version` is what a writer writes, and the newest that a reader knows.
     Bool Open(Int32 ident, const Filename& file, FileMode mode, Int32 version = 1);
     /// In memory instead of in a file.
-    Bool OpenMemory(Int32 ident, std::vector<UChar> bytes);  ///< for reading
-    Bool OpenMemory(Int32 ident, Int32 version = 1);         ///< for writing; Bytes() after Close
-    Bool Close();                                            ///< false when anything failed since Open
+    Bool OpenMemory(Int32 ident, std::vector<UChar> bytes, Int32 version = 1);  ///< for reading
+    Bool OpenMemory(Int32 ident, Int32 version = 1);                            ///< for writing; Bytes() after Close
+    /// An open descriptor, which stays open: reading takes all that comes until its end, at most `limit` bytes; writing
+    /// starts where it stands and happens at Close.
+    Bool OpenDescriptor(Int32 ident, int descriptor, FileMode mode, Int32 version = 1, Int64 limit = Int64(1) << 40);
+    Bool Close();  ///< false when anything failed since Open
     const std::vector<UChar>& Bytes() const;
     FileError GetError() const;
     String GetErrorText() const;
-    Int32 GetFileVersion() const;
+    Int32 GetFileVersion() const;  ///< that the file was written with
+    /// Gives up with this error and a sentence that replaces the usual one.
+    Bool Fail(FileError error, const String& sentence);
+    Int64 GetRemaining() const;  ///< bytes that the innermost open chunk has left for reading
 
     /// Chunks: readers that do not know an id skip it. Every start needs its end.
     Bool WriteChunkStart(Int32 id, Int32 level);
@@ -74,7 +83,15 @@ public:
     Bool ReadContainer(BaseContainer* v, Bool flush = true);
     /// Length first; at most `limit` bytes are accepted.
     Bool ReadBytes(std::vector<UChar>* v, Int64 limit = Int64(1) << 40);
-    /// An array of trivially copyable elements written by WriteBytes; false when the length does not divide.
+    /// What is left of the innermost chunk, as it stands; WriteRest puts it into another chunk.
+    Bool ReadRest(std::vector<UChar>* v);
+    Bool WriteRest(const std::vector<UChar>& v);
+    template <typename T>
+    Bool WriteArray(const std::vector<T>& v) {
+        static_assert(std::is_trivially_copyable_v<T>);
+        return WriteBytes(v.data(), static_cast<Int64>(v.size() * sizeof(T)));
+    }
+    /// An array of trivially copyable elements; false when the length does not divide.
     template <typename T>
     Bool ReadArray(std::vector<T>* v) {
         static_assert(std::is_trivially_copyable_v<T>);

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <type_traits>
+#include <unordered_map>
 #include <variant>
 #include <vector>
 
@@ -89,6 +90,9 @@ public:
     /// The linked element or null. With a document: its counterpart in that document (see BaseLink).
     BaseList2D* GetLink(const BaseDocument* document = nullptr) const;
     const CustomDataType* GetCustom(Int32 typeId) const;
+    const CustomDataType* GetCustomOfAnyType() const;
+    /// Translates the links inside a compound value.
+    void TranslateCustom(const AliasTrans& translation);
 
     Bool operator==(const GeData& other) const;
 
@@ -101,19 +105,28 @@ private:
 
 /// Values by id, in the order in which the ids were first set. Ids need not be unique when InsData is used (menus).
 /// Look-up is a scan up to 16 entries and a hash above. Carries a counter that every change raises.
+/// Reading from several threads at once is allowed.
 class HOST_API BaseContainer {
 public:
     BaseContainer() = default;
     explicit BaseContainer(Int32 id) : id_(id) {}
+    BaseContainer(const BaseContainer& other);  ///< the counter too
+    BaseContainer(BaseContainer&& other) noexcept;
+    /// Takes over the values. The counter of this container goes on counting: it rises when the values differ.
+    BaseContainer& operator=(const BaseContainer& other);
+    BaseContainer& operator=(BaseContainer&& other);
+    ~BaseContainer() = default;
 
     Int32 GetId() const { return id_; }
     void SetId(Int32 id) { id_ = id; }
     Int32 GetCount() const { return static_cast<Int32>(entries_.size()); }
-    UInt32 GetDirty() const { return dirty_; }
+    /// Own changes and those of all containers inside. Only grows.
+    UInt32 GetDirty() const;
     void FlushAll();
 
     /// The first value of that id, or null.
     const GeData* FindData(Int32 id) const;
+    /// A value written through this pointer is not counted: SetData counts.
     GeData* FindData(Int32 id);
     GeData GetData(Int32 id) const;
     Bool Has(Int32 id) const { return FindData(id) != nullptr; }
@@ -166,17 +179,24 @@ public:
     Bool operator==(const BaseContainer& other) const;
 
 private:
+    friend class AliasTrans;
     struct Entry {
         Int32 id;
         GeData data;
     };
-    struct Index;
+    using Index = std::unordered_map<Int32, Int32>;  ///< id to position of the first entry
     Int32 find(Int32 id) const;
+    void changed();
+    void append(Int32 id, GeData value);
+    void replace(Entry& entry, GeData value);
+    void remember(const GeData& leaving);
+    void reindex();
 
     Int32 id_ = 0;
     UInt32 dirty_ = 0;
     std::vector<Entry> entries_;
-    mutable std::shared_ptr<Index> index_;  ///< built by the first look-up in a large container, dropped by inserts
+    std::shared_ptr<Index> index_;  ///< of large containers; shared by copies until one changes
+    Int32 containers_ = 0;          ///< how many entries are containers
 };
 
 }  // namespace host

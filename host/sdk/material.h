@@ -28,8 +28,14 @@ public:
     static void Free(BaseMaterial*& material);
     BaseMaterial* GetNext() const { return static_cast<BaseMaterial*>(next_); }
     BaseMaterial* GetPred() const { return static_cast<BaseMaterial*>(pred_); }
-    /// The host's own material: whether a channel (MATERIAL_USE_*) is on.
-    Bool GetChannelState(Int32 channelSwitch) const { return GetDataInstance()->GetBool(channelSwitch); }
+    /// The host's own material: whether a channel is on, by its MaterialChannel or its switch MATERIAL_USE_*.
+    Bool GetChannelState(Int32 channel) const {
+        return GetDataInstance()->GetBool(channel < MATERIAL_USE_COLOR ? MATERIAL_USE_COLOR + channel : channel);
+    }
+    /// First parameter id of a layer of the reflection channel; kNotOk when there is no such layer.
+    Int32 GetReflectionLayerIndex(Int32 layer) const {
+        return layer == 0 && GetType() == Mmaterial ? REFLECTION_LAYER_ID : kNotOk;
+    }
     /// The shader that a link parameter names, when it is one.
     BaseShader* GetShader(Int32 parameter) const;
 

@@ -63,6 +63,7 @@ public:
     // Tags, in order.
     BaseTag* GetFirstTag() const { return firstTag_; }
     BaseTag* GetTag(Int32 type, Int32 nth = 0) const;
+    /// Behind `pred`, or at the end. Null for an unknown type.
     BaseTag* MakeTag(Int32 type, BaseTag* pred = nullptr);
     void InsertTag(BaseTag* tag, BaseTag* pred = nullptr);
     void KillTag(Int32 type, Int32 nth = 0);
@@ -70,9 +71,6 @@ public:
     /// Makes sure of a phong tag with these settings. Angle in radians.
     void SetPhong(Bool on, Bool angleLimit, Float angle);
 
-    UInt32 GetDirty(UInt32 mask) const override;
-    UInt32 GetHDirty(UInt32 mask) const override;
-    Bool CopyFrom(const BaseList2D& source, UInt32 flags, AliasTrans* translation) override;
     ~BaseObject() override;
 
 protected:
@@ -82,7 +80,7 @@ protected:
     friend class DocumentIO;
     friend class ListAccess;
     friend class Evaluator;
-    void OnTreeChanged() override;
+    void CopyContent(const BaseList2D& source, UInt32 flags) override;
 
     Matrix local_;
     BaseTag* firstTag_ = nullptr;
@@ -103,6 +101,7 @@ public:
 
 protected:
     using BaseObject::BaseObject;
+    void CopyContent(const BaseList2D& source, UInt32 flags) override;
     friend class NodeFactory;
     friend class DocumentIO;
     friend class Evaluator;
@@ -139,13 +138,12 @@ public:
     /// range. Runs on several threads.
     std::vector<Vector32> CreatePhongNormals() const;
 
-    Bool CopyFrom(const BaseList2D& source, UInt32 flags, AliasTrans* translation) override;
-
 private:
     friend class NodeFactory;
     friend class DocumentIO;
     friend class Evaluator;
     PolygonObject();
+    void CopyContent(const BaseList2D& source, UInt32 flags) override;
     std::vector<CPolygon> polygons_;
 };
 
@@ -158,12 +156,12 @@ public:
     const std::vector<Int32>& Segments() const { return segments_; }
     Bool IsClosed() const { return closed_; }
     void SetClosed(Bool closed) { closed_ = closed; }
-    Bool CopyFrom(const BaseList2D& source, UInt32 flags, AliasTrans* translation) override;
 
 private:
     friend class NodeFactory;
     friend class DocumentIO;
     LineObject();
+    void CopyContent(const BaseList2D& source, UInt32 flags) override;
     std::vector<Int32> segments_;
     Bool closed_ = false;
 };

@@ -60,9 +60,9 @@ public:
     /// Twelve floats a polygon.
     const std::vector<std::array<TVector<Float32>, 4>>& Data() const { return uvs_; }
     std::vector<std::array<TVector<Float32>, 4>>& Data() { return uvs_; }
-    Bool CopyFrom(const BaseList2D& source, UInt32 flags, AliasTrans* translation) override;
 
 private:
+    void CopyContent(const BaseList2D& source, UInt32 flags) override;
     friend class NodeFactory;
     friend class DocumentIO;
     UVWTag();
@@ -75,9 +75,9 @@ public:
     static NormalTag* Alloc(Int32 polygons);
     const std::vector<std::array<Vector32, 4>>& Data() const { return normals_; }
     std::vector<std::array<Vector32, 4>>& Data() { return normals_; }
-    Bool CopyFrom(const BaseList2D& source, UInt32 flags, AliasTrans* translation) override;
 
 private:
+    void CopyContent(const BaseList2D& source, UInt32 flags) override;
     friend class NodeFactory;
     friend class DocumentIO;
     NormalTag();
@@ -97,6 +97,7 @@ public:
     Bool IsSelected(Int32 index) const;
     Int64 GetCount() const;
     const std::vector<Range>& Ranges() const { return ranges_; }
+    friend bool operator==(const BaseSelect&, const BaseSelect&) = default;
 
 private:
     std::vector<Range> ranges_;
@@ -108,9 +109,9 @@ public:
     static SelectionTag* Alloc(Int32 type);
     BaseSelect* GetBaseSelect() { return &select_; }
     const BaseSelect* GetBaseSelect() const { return &select_; }
-    Bool CopyFrom(const BaseList2D& source, UInt32 flags, AliasTrans* translation) override;
 
 private:
+    void CopyContent(const BaseList2D& source, UInt32 flags) override;
     friend class NodeFactory;
     friend class DocumentIO;
     explicit SelectionTag(Int32 type);
@@ -124,9 +125,9 @@ public:
     Int32 GetComponents() const { return GetType() == Tvertexcolor ? 4 : 1; }
     const std::vector<Float32>& Data() const { return values_; }
     std::vector<Float32>& Data() { return values_; }
-    Bool CopyFrom(const BaseList2D& source, UInt32 flags, AliasTrans* translation) override;
 
 private:
+    void CopyContent(const BaseList2D& source, UInt32 flags) override;
     friend class NodeFactory;
     friend class DocumentIO;
     explicit VertexTag(Int32 type);
