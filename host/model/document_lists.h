@@ -11,7 +11,7 @@ namespace host {
 
 /// Families that stand in a list of the document, in the order in which they are copied and written.
 inline constexpr NodeFamily kDocumentFamilies[] = {NodeFamily::Layer, NodeFamily::Material, NodeFamily::RenderData,
-                                                   NodeFamily::Object, NodeFamily::SceneHook};
+                                                   NodeFamily::Object};
 
 struct BaseDocument::Lists {
     struct List {
@@ -19,8 +19,6 @@ struct BaseDocument::Lists {
     };
     std::array<List, 16> byFamily;  ///< by NodeFamily
     std::unordered_map<UInt64, BaseList2D*> byGuid;
-    UInt32 hooksVersion = 0;  ///< of the plug-in table that the scene hooks were made from
-    Bool hooksMade = false;
 };
 
 }  // namespace host

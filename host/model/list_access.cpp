@@ -5,8 +5,7 @@
 
 #include "host/model/change_epoch.h"
 #include "host/model/document_lists.h"
-#include "host/model/node_factory.h"
-#include "host/runtime/plugin_registry.h"
+#include "host/sdk/node_data.h"
 
 namespace host {
 namespace {
@@ -358,36 +357,6 @@ void ListAccess::destroy(BaseList2D* node) {
     }
     retire(*node);
     delete node;
-}
-
-std::vector<BaseList2D*> ListAccess::sceneHooks(BaseDocument& document) {
-    BaseDocument::Lists& lists = *document.lists_;
-    if (!lists.hooksMade || lists.hooksVersion != registryVersion()) {
-        lists.hooksMade = true;
-        lists.hooksVersion = registryVersion();
-        for (const Registration* hook : registrationsOf(PluginKind::SceneHook)) {
-            BaseList2D* found = firstInDocument(document, NodeFamily::SceneHook);
-            while (found && found->type_ != hook->info.id) found = found->next_;
-            if (found && !found->nodeData_) {
-                NodeFactory::giveData(*found, true);
-            } else if (!found) {
-                if (BaseList2D* node = NodeFactory::make(NodeFamily::SceneHook, hook->info.id)) {
-                    append(*node, document, Branch::Children);
-                }
-            }
-        }
-    }
-    std::vector<BaseList2D*> hooks;
-    for (BaseList2D* node = firstInDocument(document, NodeFamily::SceneHook); node; node = node->next_) {
-        if (node->nodeData_) hooks.push_back(node);
-    }
-    const auto priority = [](const BaseList2D* node) {
-        const PluginInfo* info = FindPlugin(node->GetType());
-        return info ? info->priority : 0;
-    };
-    std::stable_sort(hooks.begin(), hooks.end(),
-                     [&](const BaseList2D* a, const BaseList2D* b) { return priority(a) > priority(b); });
-    return hooks;
 }
 
 }  // namespace host

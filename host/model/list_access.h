@@ -83,9 +83,6 @@ public:
     /// All nodes of a document's lists, without the document.
     static void gatherDocument(const BaseDocument& document, Bool caches, std::vector<BaseList2D*>& nodes);
 
-    /// One node for each registered scene hook, by priority. Made by the first call for a document.
-    static std::vector<BaseList2D*> sceneHooks(BaseDocument& document);
-
 private:
     /// Marks the objects of a cache and puts them into their generator's document, or undoes that (null).
     static void markCache(BaseObject& cache, BaseObject* generator);

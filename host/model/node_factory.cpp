@@ -3,14 +3,12 @@
 #include <algorithm>
 #include <unordered_map>
 
+#include "host/evaluate/primitives.h"
 #include "host/model/descriptions.h"
 #include "host/model/list_access.h"
 #include "host/runtime/plugin_registry.h"
 
 namespace host {
-
-/// Minds of the built-in generators; null for types without one.
-__attribute__((weak)) std::unique_ptr<ObjectData> makePrimitive(Int32 type);
 
 namespace {
 
@@ -30,8 +28,6 @@ PluginKind kindOf(NodeFamily family) {
             return PluginKind::Shader;
         case NodeFamily::VideoPost:
             return PluginKind::VideoPost;
-        case NodeFamily::SceneHook:
-            return PluginKind::SceneHook;
         case NodeFamily::Other:
             return PluginKind::Preference;
         default:
@@ -128,7 +124,6 @@ BaseList2D* NodeFactory::shell(NodeFamily family, Int32 type) {
             return new BaseShader(type);
         case NodeFamily::VideoPost:
             return new BaseVideoPost(type);
-        case NodeFamily::SceneHook:
         case NodeFamily::Other:
             return new BaseList2D(family, type);
         default:
@@ -155,7 +150,7 @@ void NodeFactory::giveData(BaseList2D& node, Bool loading) {
     if (const Description* rows = descriptionOf(node.family_, node.type_)) rows->ApplyDefaults(node.data_);
     if (registered(node.family_, node.type_)) {
         node.nodeData_ = makeNodeData(node.type_);
-    } else if (node.family_ == NodeFamily::Object && makePrimitive) {
+    } else if (node.family_ == NodeFamily::Object) {
         node.nodeData_ = makePrimitive(node.type_);
     }
     if (node.nodeData_) node.nodeData_->Init(&node, loading);

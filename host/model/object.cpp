@@ -2,75 +2,13 @@
 #include "host/sdk/object.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "host/model/list_access.h"
 #include "host/model/node_factory.h"
 #include "host/model/same_value.h"
-#include "host/sdk/node_data.h"
 #include "host/sdk/tag.h"
 
 namespace host {
-namespace {
-
-struct Bounds {
-    Vector low{std::numeric_limits<Float>::infinity()}, high{-std::numeric_limits<Float>::infinity()};
-    void add(const Vector& p) {
-        // Written so that a coordinate that is no number changes nothing.
-        low = {p.x < low.x ? p.x : low.x, p.y < low.y ? p.y : low.y, p.z < low.z ? p.z : low.z};
-        high = {p.x > high.x ? p.x : high.x, p.y > high.y ? p.y : high.y, p.z > high.z ? p.z : high.z};
-    }
-    Bool empty() const { return !(low.x <= high.x && low.y <= high.y && low.z <= high.z); }
-};
-
-/// Box of one object without what is below it; false when it has none.
-Bool ownBounds(const BaseObject& object, Bounds* bounds) {
-    if (auto* data = dynamic_cast<ObjectData*>(object.GetNodeData())) {
-        Vector centre, radius;
-        if (data->GetDimension(&object, centre, radius)) {
-            bounds->add(centre - radius);
-            bounds->add(centre + radius);
-            return true;
-        }
-    }
-    if (!object.IsInstanceOf(Opoint)) return false;
-    for (const Vector& p : static_cast<const PointObject&>(object).Points()) bounds->add(p);
-    return true;
-}
-
-/// Box of the object's form: its caches with what hangs below them, else its points.
-Bounds formBounds(const BaseObject& object) {
-    Bounds bounds;
-    const BaseObject* cache = object.GetDeformCache() ? object.GetDeformCache() : object.GetCache();
-    if (!cache) {
-        ownBounds(object, &bounds);
-        return bounds;
-    }
-    std::vector<std::pair<const BaseObject*, Matrix>> open{{cache, cache->GetMl()}};
-    while (!open.empty()) {
-        const auto [part, place] = open.back();
-        open.pop_back();
-        const BaseObject* inner = part->GetDeformCache() ? part->GetDeformCache() : part->GetCache();
-        if (inner) {
-            open.emplace_back(inner, place * inner->GetMl());
-        } else {
-            Bounds own;
-            if (ownBounds(*part, &own) && !own.empty()) {
-                for (int corner = 0; corner < 8; ++corner) {
-                    bounds.add(place * Vector(corner & 1 ? own.high.x : own.low.x, corner & 2 ? own.high.y : own.low.y,
-                                              corner & 4 ? own.high.z : own.low.z));
-                }
-            }
-        }
-        for (const BaseObject* child = part->GetDown(); child; child = child->GetNext()) {
-            open.emplace_back(child, place * child->GetMl());
-        }
-    }
-    return bounds;
-}
-
-}  // namespace
-
 BaseObject::BaseObject(Int32 type) : BaseList2D(NodeFamily::Object, type) {}
 
 BaseObject::~BaseObject() {
@@ -180,16 +118,6 @@ Bool BaseObject::GetDeformMode() const {
 }
 void BaseObject::SetDeformMode(Bool on) {
     SetParameter(ID_BASEOBJECT_GENERATOR_FLAG, GeData(on));
-}
-
-Vector BaseObject::GetRad() const {
-    const Bounds bounds = formBounds(*this);
-    return bounds.empty() ? Vector() : (bounds.high - bounds.low) * 0.5;
-}
-
-Vector BaseObject::GetMp() const {
-    const Bounds bounds = formBounds(*this);
-    return bounds.empty() ? Vector() : (bounds.high + bounds.low) * 0.5;
 }
 
 BaseTag* BaseObject::GetTag(Int32 type, Int32 nth) const {
