@@ -222,14 +222,17 @@ void destroyItems(const std::vector<Item*>& tops) {
         }
     }
     std::erase_if(all.front()->scene->unevaluated, [](Node* node) { return node->doomed; });
+    // A scene ends with its root.
+    Scene* scene = all.front()->scene;
+    const bool ends = scene->root->doomed;
     for (Item* item : all) {
         if (Node* node = item->node()) {
             delete node;
-            continue;
+        } else {
+            delete item->graph();
         }
-        Graph* graph = item->graph();
-        Scene* scene = graph == graph->scene->root ? graph->scene : nullptr;
-        delete graph;
+    }
+    if (ends) {
         delete scene;
     }
 }
