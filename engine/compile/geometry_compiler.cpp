@@ -61,6 +61,11 @@ Placement makeInvertible(Matrix<float>& m) {
     return Placement::Flattened;
 }
 
+ObjectLayer readLayer(const NodeTable& nodes, const NodeRecord& node) {
+    return {clamp01(nodes.number(node, P_LAYER_OPACITY, 1.0f)), nodes.flag(node, P_CAMERA_VISIBILITY, true),
+            nodes.flag(node, P_SHADOW_VISIBILITY, true)};
+}
+
 void checkEmbree(RTCDeviceTy* device) {
     switch (rtcGetDeviceError(device)) {
         case RTC_ERROR_NONE:
@@ -126,12 +131,8 @@ void GeometryCompiler::applyLayers(Walk& walk, const NodeRecord& node, std::vect
     const auto first = static_cast<std::uint32_t>(g.layers.size());
     bool restricted = false;
     for (std::size_t i = node.staticPinCount; i < node.pins.size(); ++i) {
-        ObjectLayer layer;
-        if (const NodeRecord* source = walk.nodes.find(node.pins[i].input)) {
-            layer.opacity = clamp01(walk.nodes.number(*source, P_LAYER_OPACITY, 1.0f));
-            layer.cameraVisible = walk.nodes.flag(*source, P_CAMERA_VISIBILITY, true);
-            layer.shadowVisible = walk.nodes.flag(*source, P_SHADOW_VISIBILITY, true);
-        }
+        const NodeRecord* source = node.pins[i].input ? walk.nodes.find(node.pins[i].input) : nullptr;
+        const ObjectLayer layer = source ? readLayer(walk.nodes, *source) : ObjectLayer{};
         restricted = restricted || layer != ObjectLayer{};
         g.layers.push_back(layer);
     }
@@ -153,14 +154,15 @@ std::vector<GeometryCompiler::Leaf> GeometryCompiler::scatter(Walk& walk, const 
     std::vector<Leaf> prototype = flatten(walk, node.input(P_GEOMETRY));
     if (!matrices || prototype.empty()) return {};
     std::vector<Leaf> out;
-    if (matrices->size() * prototype.size() > kMaxInstances) {
+    const std::size_t samples = timeSamples(node, A_TRANSFORM);
+    if (matrices->size() / samples * prototype.size() > kMaxInstances) {
         walk.say("Scatter \"" + node.name + "\" is left out: it makes too many instances.");
         return out;
     }
-    out.reserve(matrices->size() * prototype.size());
-    for (const Matrix<float>& m : *matrices) {
+    out.reserve(matrices->size() / samples * prototype.size());
+    for (std::size_t i = 0; i < matrices->size(); i += samples) {
         for (Leaf leaf : prototype) {
-            leaf.transform = multiply(m, leaf.transform);
+            leaf.transform = multiply((*matrices)[i], leaf.transform);
             out.push_back(leaf);
         }
     }
@@ -196,15 +198,16 @@ std::vector<GeometryCompiler::Leaf> GeometryCompiler::flatten(Walk& walk, ItemUi
             break;
         case NT_GEO_PLANE: {
             Leaf leaf;
+            leaf.transform = readTransform(walk.nodes, walk.nodes.input(*node, P_TRANSFORM));
             leaf.slot = static_cast<std::uint32_t>(walk.out->slots.size());
-            // The material hangs on the first dynamic pin, or on the only one that the node has.
-            ItemUid material = 0;
-            for (const PinRecord& pin : node->pins) {
-                if (const NodeRecord* m = pin.input ? walk.nodes.find(pin.input) : nullptr) {
-                    if (m->type != NT_OBJECT_LAYER) material = pin.input;
-                }
+            walk.out->slots.push_back(node->input(P_MATERIAL1));
+            if (const NodeRecord* source = walk.nodes.input(*node, P_OBJECT_LAYER)) {
+                const ObjectLayer layer = readLayer(walk.nodes, *source);
+                walk.out->restricted = walk.out->restricted || layer != ObjectLayer{};
+                leaf.firstLayer = static_cast<std::uint32_t>(walk.out->layers.size());
+                leaf.layerCount = 1;
+                walk.out->layers.push_back(layer);
             }
-            walk.out->slots.push_back(material);
             out.push_back(leaf);
             break;
         }

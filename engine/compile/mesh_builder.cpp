@@ -208,6 +208,7 @@ std::uint64_t CompiledMesh::extraBytes() const {
 MeshSource meshSource(const NodeRecord& node) {
     MeshSource s;
     s.vertices = array<Float3>(node, A_VERTICES);
+    s.vertexSamples = timeSamples(node, A_VERTICES);
     s.normals = array<Float3>(node, A_NORMALS);
     s.uvs[0] = array<Float3>(node, A_UVWS);
     s.uvs[1] = array<Float3>(node, A_UVWS_2);
@@ -224,6 +225,17 @@ MeshSource meshSource(const NodeRecord& node) {
 }
 
 std::shared_ptr<const CompiledMesh> buildMesh(RTCDeviceTy* device, const MeshSource& source, std::string& why) {
+    if (source.vertexSamples > 1 && source.vertices) {
+        auto first = std::make_shared<std::vector<Float3>>();
+        first->reserve(source.vertices->size() / source.vertexSamples + 1);
+        for (std::size_t i = 0; i + source.vertexSamples <= source.vertices->size(); i += source.vertexSamples) {
+            first->push_back((*source.vertices)[i]);
+        }
+        MeshSource still = source;
+        still.vertices = std::move(first);
+        still.vertexSamples = 1;
+        return buildMesh(device, still, why);
+    }
     why.clear();
     if (empty(source.verticesPerPolygon) && empty(source.vertexIndices)) return nullptr;
     if (empty(source.vertices) || empty(source.verticesPerPolygon) || empty(source.vertexIndices)) {

@@ -11,6 +11,7 @@ namespace Lumora::engine {
 /// The arrays of a mesh node that its compiled form depends on; equal when all of them are the same arrays.
 struct MeshSource {
     SharedArray<Float3> vertices, normals, uvs[3];
+    std::size_t vertexSamples = 1;  ///< time samples of each vertex, side by side; the first is built
     SharedArray<int> verticesPerPolygon, vertexIndices, normalIndices, uvIndices[3], materialIndices, objectIndices;
     friend bool operator==(const MeshSource&, const MeshSource&) = default;
 };

@@ -23,6 +23,13 @@ bool toVector(const Value& value, Float3& out) {
     return true;
 }
 
+std::size_t timeSamples(const NodeRecord& node, AttributeId id) {
+    for (const AttributeRecord& a : node.attributes) {
+        if (a.id == id) return a.sampling ? std::max<std::size_t>(a.sampling->times.size(), 1) : 1;
+    }
+    return 1;
+}
+
 Float3 NodeTable::vector(const NodeRecord& node, PinId id, Float3 fallback) const {
     const PinRecord* pin = node.pin(id);
     if (!pin) return fallback;

@@ -47,6 +47,9 @@ private:
     mutable std::unordered_set<ItemUid>* reads_ = nullptr;
 };
 
+/// Samples over time that each element of an attribute's array has; 1 when it is not animated. The first is shown.
+std::size_t timeSamples(const NodeRecord& node, AttributeId id);
+
 /// A value as three numbers; false when it is no number.
 bool toVector(const Value& value, Float3& out);
 

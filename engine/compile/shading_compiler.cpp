@@ -83,8 +83,8 @@ TextureId MaterialCompiler::emission(const NodeRecord& node, Material& material)
     }
     TextureId color = textures_.onPin(*source, P_EMIS_TEXTURE, splat(1.0f));
     // A constant distribution dims the light; one that varies over directions is not looked at.
-    const TextureId distribution = textures_.connected(*source, P_DISTRIBUTION);
-    if (distribution != kNoTexture && out_.textures.isConstant(distribution)) {
+    const TextureId distribution = textures_.onPin(*source, P_DISTRIBUTION, splat(1.0f));
+    if (out_.textures.isConstant(distribution)) {
         scale *= average(out_.textures.nodes[distribution].value);
     }
     color = textures_.multiply(color, textures_.constant(scale));

@@ -46,10 +46,9 @@ void merge(SceneDelta& first, SceneDelta&& later) {
     std::erase_if(first.changed, [&](const NodeRecordPtr& r) { return gone.count(r->uid) != 0; });
     first.changed.insert(first.changed.end(), later.changed.begin(), later.changed.end());
     first.removed.insert(first.removed.end(), later.removed.begin(), later.removed.end());
-    first.changeLevel = later.changeLevel;
-    first.renderTarget = later.renderTarget;
-    first.clayMode = later.clayMode;
-    first.subSampleMode = later.subSampleMode;
+    later.changed = std::move(first.changed);
+    later.removed = std::move(first.removed);
+    first = std::move(later);
 }
 
 }  // namespace
