@@ -113,7 +113,7 @@ TEST(GltfScene, AnimationsBecomeMatrixTracks) {
     const int mesh = b.triangle();
     const int times = b.accessor<float>({0, 1, 2}, "SCALAR");
     const int moves = b.accessor<float>({0, 0, 0, 1, 0, 0, 1, 0, 3}, "VEC3");
-    const int turns = b.accessor<float>({0, 0, 0, 1, 0, 1, 0, 0, 0, 1, 0, 0}, "VEC4");
+    const int turns = b.accessor<float>({0, 0, 0, 1, 0, 0.70710678f, 0, 0.70710678f, 0, 1, 0, 0}, "VEC4");
     const int jumps = b.accessor<float>({1, 1, 1, 2, 2, 2, 3, 3, 3}, "VEC3");
     const int curve =
         b.accessor<float>({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0}, "VEC3");
@@ -143,7 +143,7 @@ TEST(GltfScene, AnimationsBecomeMatrixTracks) {
     EXPECT_TRUE(near(at[0][1].off, Vector(50, 0, 0)));
     EXPECT_TRUE(near(at[0][3].off, Vector(100, 0, -150)));
     EXPECT_TRUE(near(at[0][4].off, Vector(100, 0, -300)));
-    EXPECT_TRUE(near(at[0][1].v1, Vector(0, 0, 1), 1e-6));  // a quarter turn, half way to a half turn
+    EXPECT_TRUE(near(at[0][1].v1, Vector(kHalfRoot, 0, kHalfRoot), 1e-6));  // half way to a quarter turn
     EXPECT_NEAR(at[1][1].v1.x, 1, 1e-9);
     EXPECT_NEAR(at[1][3].v1.x, 2, 1e-9);
     EXPECT_NEAR(at[2][1].off.x, 50, 0.01);   // a smooth curve is half way in the middle
