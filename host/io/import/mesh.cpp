@@ -103,8 +103,6 @@ void addNormals(const Mesh& mesh, const std::vector<CPolygon>& polygons, Polygon
 }
 
 void addUvs(const Mesh& mesh, const std::vector<CPolygon>& polygons, PolygonObject& object) {
-    BaseTag* last = nullptr;
-    for (BaseTag* tag = object.GetFirstTag(); tag; tag = tag->GetNext()) last = tag;
     for (const auto& set : mesh.uvs) {
         UVWTag* tag = UVWTag::Alloc(static_cast<Int32>(polygons.size()));
         for (std::size_t i = 0; i < polygons.size() && !set.empty(); ++i) {
@@ -116,8 +114,7 @@ void addUvs(const Mesh& mesh, const std::vector<CPolygon>& polygons, PolygonObje
                 tag->Data()[i][k] = good ? TVector<Float32>(uv[0], uv[1], 0) : TVector<Float32>();
             }
         }
-        object.InsertTag(tag, last);
-        last = tag;
+        object.InsertTag(tag);
     }
 }
 
@@ -163,7 +160,9 @@ PolygonObject* makePolygonObject(const Mesh& mesh, Context& context) {
         const CPolygon& p = polygons[i];
         out[i] = CPolygon(n(p.a), n(p.b), n(p.c), n(p.d));
     }
-    if (!mesh.normals.empty()) addNormals(mesh, polygons, *object);
+    const bool smooth = !mesh.normals.empty();
+    object->SetPhong(true, !smooth, smooth ? kPi : mesh.phongAngle);  // the first tag
+    if (smooth) addNormals(mesh, polygons, *object);
     addUvs(mesh, polygons, *object);
     if (!mesh.colours.empty()) {
         VertexTag* tag = VertexTag::Alloc(Tvertexcolor, count);
@@ -172,12 +171,8 @@ PolygonObject* makePolygonObject(const Mesh& mesh, Context& context) {
                 const Float32 value = mesh.colours[i][k];
                 tag->Data()[static_cast<std::size_t>(number[i]) * 4 + k] = std::isfinite(value) ? value : 1.0f;
             }
-        BaseTag* last = nullptr;
-        for (BaseTag* t = object->GetFirstTag(); t; t = t->GetNext()) last = t;
-        object->InsertTag(tag, last);
+        object->InsertTag(tag);
     }
-    const bool smooth = !mesh.normals.empty();
-    object->SetPhong(true, !smooth, smooth ? kPi : mesh.phongAngle);
     object->SetDirty(DIRTYFLAGS_DATA);
     return object;
 }
@@ -189,14 +184,9 @@ void applyMaterial(BaseObject& object, BaseMaterial* material, Int32 uvSet) {
     tag->GetDataInstance()->SetInt32(TEXTURETAG_PROJECTION, P_UVW);
     BaseTag *before = nullptr, *last = nullptr;
     Int32 set = 0;
-    bool found = false;
-    for (BaseTag* t = object.GetFirstTag(); t && !found; last = t, t = t->GetNext())
-        if (t->GetType() == Tuvw && set++ == uvSet) {
-            before = last;
-            found = true;
-        }
-    if (!found)
-        for (before = object.GetFirstTag(); before && before->GetNext();) before = before->GetNext();
+    for (BaseTag* t = object.GetFirstTag(); t; last = t, t = t->GetNext())
+        if (t->GetType() == Tuvw && set++ == uvSet) before = last;
+    if (!before) before = last;
     object.InsertTag(tag, before);
 }
 
