@@ -399,10 +399,6 @@ String HyperFile::GetErrorText() const {
     return name + " could not be read or written.";
 }
 
-Bool HyperFile::Fail(FileError error) {
-    return impl_->fail(error);
-}
-
 Bool HyperFile::Fail(FileError error, const String& sentence) {
     return impl_->fail(error, sentence.str());
 }

@@ -9,10 +9,6 @@
 
 namespace host {
 
-/// Families that stand in a list of the document, in the order in which they are copied and written.
-inline constexpr NodeFamily kDocumentFamilies[] = {NodeFamily::Layer, NodeFamily::Material, NodeFamily::RenderData,
-                                                   NodeFamily::Object};
-
 struct BaseDocument::Lists {
     struct List {
         BaseList2D *first = nullptr, *last = nullptr;

@@ -232,7 +232,10 @@ void ListAccess::raisePlace(const Place& place, NodeFamily family) {
 }
 
 Bool ListAccess::insert(BaseList2D& node, const Place& place) {
-    if (!place.owner || isWithin(*place.owner, node)) return false;
+    if (!place.owner || place.owner == &node) return false;
+    // Only what has something below it can be put below itself; the walk up would make deep trees slow to build.
+    const Bool leaf = !node.down_ && !node.firstShader_ && !first(node, Branch::Cache);
+    if (!leaf && isWithin(*place.owner, node)) return false;
     if (place.owner->family_ == NodeFamily::Document && place.branch == Branch::Children &&
         !standsInDocumentList(node.family_))
         return false;

@@ -15,6 +15,10 @@ enum class Branch : UChar { Children, Tags, Shaders, Tracks, VideoPosts, Cache, 
 inline constexpr Branch kKeptBranches[] = {Branch::Children, Branch::Tags, Branch::Shaders, Branch::Tracks,
                                            Branch::VideoPosts};
 
+/// Families that stand in a list of the document, in the order in which they are copied and written.
+inline constexpr NodeFamily kDocumentFamilies[] = {NodeFamily::Layer, NodeFamily::Material, NodeFamily::RenderData,
+                                                   NodeFamily::Object};
+
 /// Where a node hangs: in a branch of another node, or (owner is the document) in the document's list of its family.
 struct Place {
     BaseList2D* owner = nullptr;  ///< null: the node is loose

@@ -190,6 +190,7 @@ HOST_API void SetActiveDocument(BaseDocument* document);
 HOST_API void KillDocument(BaseDocument*& document);
 
 /// Document files of the host. On failure null or false, and `error` is one sentence.
+/// Loading knows the foreign scene formats by their suffix; what an import left out goes to the console.
 HOST_API BaseDocument* LoadDocument(const Filename& file, String* error);
 HOST_API Bool SaveDocument(BaseDocument* document, const Filename& file, String* error);
 

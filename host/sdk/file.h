@@ -47,7 +47,7 @@ public:
     String GetErrorText() const;
     Int32 GetFileVersion() const;  ///< that the file was written with
     /// Gives up with this error and a sentence that replaces the usual one.
-    Bool Fail(FileError error, const String& sentence);
+    Bool Fail(FileError error, const String& sentence = {});
     Int64 GetRemaining() const;  ///< bytes that the innermost open chunk has left for reading
 
     /// Chunks: readers that do not know an id skip it. Every start needs its end.
@@ -104,7 +104,6 @@ public:
 private:
     Bool ReadByteCount(Int64* bytes);  ///< checked against what is left in the chunk
     Bool ReadRaw(void* data, Int64 bytes);
-    Bool Fail(FileError error);
     struct Impl;
     std::unique_ptr<Impl> impl_;
 };
