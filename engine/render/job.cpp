@@ -7,6 +7,7 @@ namespace Lumora::engine {
 namespace {
 
 constexpr std::uint32_t kLongestBatch = 16;
+std::atomic<std::uint64_t> nextId{1};
 
 /// Where a batch that starts at this sample ends: 1, 2, 4, 8, 16, 32, 48, ...
 std::uint32_t batchEnd(std::uint32_t first) {
@@ -27,7 +28,8 @@ Float2 filterOffset(float size, Float2 u) {
 }  // namespace
 
 Job::Job(RenderScenePtr scene, const Film& region, std::shared_ptr<FilmBuffer> film, std::uint64_t level)
-    : changeLevel(level),
+    : id(nextId++),
+      changeLevel(level),
       scene_(std::move(scene)),
       integrator_(*scene_),
       camera_(scene_->camera, scene_->film, findFocalDepth(*scene_)),

@@ -46,6 +46,7 @@ public:
     const FilmBuffer& film() const { return *film_; }
     std::shared_ptr<FilmBuffer> filmHandle() const { return film_; }
 
+    const std::uint64_t id;  ///< never used twice
     const std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
     std::atomic<std::uint64_t> changeLevel;
 

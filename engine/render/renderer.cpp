@@ -255,7 +255,7 @@ void Renderer::Impl::replaceJob(std::unique_lock<std::mutex>& lock) {
         region.regionHeight = std::max(regionSize_.y, 1u);
     }
     std::shared_ptr<FilmBuffer> film = old ? old->filmHandle() : nullptr;
-    if (!film || film.use_count() > 2) film = std::make_shared<FilmBuffer>();
+    if (!film || old.use_count() > 1 || film.use_count() > 2) film = std::make_shared<FilmBuffer>();
     job_ = std::make_shared<Job>(scene_, region, std::move(film), sceneLevel_);
     idle_ = false;
     sampling_ = false;
@@ -340,29 +340,25 @@ bool Renderer::Impl::publish(std::unique_lock<std::mutex>& lock, const std::shar
 
 void Renderer::Impl::displayLoop() {
     std::unique_lock lock(lock_);
-    std::shared_ptr<Job> shown;  // the job of the last picture
+    std::uint64_t shown = 0, shownSamples = 0;  // the job and the samples of the last picture
     bool shownFinal = false;
-    std::uint64_t shownSamples = 0;
     Clock::time_point next = Clock::now();
     while (!quit_) {
-        const std::shared_ptr<Job> job = job_;
+        std::shared_ptr<Job> job = job_;
         if (!job) {
-            shown.reset();
             displaySignal_.wait(lock);
             continue;
         }
-        const auto now = Clock::now();
         const bool final = job->finished();
-        const bool fresh = shown != job;
+        const bool fresh = shown != job->id;
         const bool ready =
             job->coarseDone() && (final || scene_->imager.minDisplaySamples <= 1 ||
                                   job->samplesPerPixel() >= static_cast<float>(scene_->imager.minDisplaySamples));
         const bool news = fresh || (final && !shownFinal) || job->samplesTaken() != shownSamples;
-        const bool due = fresh || refresh_ || (final && !shownFinal) || (news && now >= next);
+        const bool due = fresh || refresh_ || (final && !shownFinal) || (news && Clock::now() >= next);
         if (!ready || !due) {
-            if (final && !ready) {
-                displaySignal_.wait(lock);
-            } else if (ready && news) {
+            job.reset();  // not held while waiting, so that its film can be used again
+            if (ready && news) {
                 displaySignal_.wait_until(lock, next);
             } else {
                 displaySignal_.wait_for(lock, std::chrono::milliseconds(50));
@@ -372,13 +368,12 @@ void Renderer::Impl::displayLoop() {
         refresh_ = false;
         const std::uint64_t samples = job->samplesTaken();
         if (publish(lock, job)) {
-            shown = job;
+            shown = job->id;
             shownFinal = final;
             shownSamples = samples;
         }
-        const double age = std::chrono::duration<double>(Clock::now() - job->start).count();
         const double longest = scene_ ? scene_->imager.maxTonemapInterval : 10;
-        const double interval = std::clamp(0.1 * age, kShortestInterval, std::max(longest, kShortestInterval));
+        const double interval = std::clamp(0.1 * secondsSince(job->start), kShortestInterval, longest);
         next = Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(interval));
     }
 }
