@@ -210,7 +210,9 @@ void destroyItems(const std::vector<Item*>& tops) {
         }
     }
     for (Item* item : all) {
-        journal(JOURNAL_DESTROY, item->api(), item->nodeType());
+        if (!item->node() || !item->node()->implied) {
+            journal(JOURNAL_DESTROY, item->api(), item->nodeType());
+        }
         if (item->owner) {
             item->owner->release(item);
         }

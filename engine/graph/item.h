@@ -149,6 +149,7 @@ public:
     bool changed = true;  ///< differs from the record that the render side has
     bool sent = false;
     bool unevaluated = false;
+    bool implied = false;               ///< holds a pin's value because somebody asked for it; nobody made it
     std::uint32_t reloads = 0;
     ApiNode handle;
 

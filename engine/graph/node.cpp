@@ -195,6 +195,7 @@ Node* Node::connected(unsigned index) {
     }
     // The node says what the pin said before, so nothing has changed for anybody.
     auto* node = new Node(*what, scene);
+    node->implied = true;
     node->attributes.front().value =
         convertTo(what->attributes.front().type, pin.value).value_or(node->attributes.front().value);
     attach(index, node, true);

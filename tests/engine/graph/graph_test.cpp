@@ -38,6 +38,12 @@ TEST_F(NodeGraphTest, NodesInsidePinsGoWithWhatReplacesThem) {
     image->destroy();
     EXPECT_EQ(material->connectedNode(P_OPACITY), nullptr);
 
+    // Comparing before connecting makes no node that would have to be counted.
+    ApiWriteJournal::reset();
+    EXPECT_NE(material->connectedNode(P_ROUGHNESS), nullptr);
+    EXPECT_TRUE(material->connectTo(P_ROUGHNESS, nullptr));
+    EXPECT_EQ(ApiWriteJournal::total(), 1u);
+
     // A node cannot take the place of the node that holds it.
     ApiNode* invert = material->createInternal(P_DIFFUSE, NT_TEX_INVERT, true, true);
     ApiNode* deep = invert->createInternal(P_TEXTURE, NT_TEX_CHECKS, true, true);
