@@ -22,7 +22,12 @@ std::string format(const char* pattern, auto... values) {
 
 std::string bar(double fraction) {
     const int full = static_cast<int>(std::clamp(fraction, 0.0, 1.0) * kBarWidth);
-    return "[" + std::string(full, '#') + std::string(kBarWidth - full, '.') + "] ";
+    std::string text(kBarWidth + 3, '.');
+    std::fill_n(text.begin() + 1, full, '#');
+    text.front() = '[';
+    text[kBarWidth + 1] = ']';
+    text.back() = ' ';
+    return text;
 }
 
 }  // namespace

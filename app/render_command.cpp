@@ -116,6 +116,7 @@ int renderCommand(const Options& options) {
     host::BaseContainer renderData = document.GetActiveRenderData()->GetData();
     const PictureSize size = chooseSize(renderData, options.size);
     chooseFrame(document, renderData, options.frame);
+    session.frameFor(static_cast<double>(size.width) / size.height);
     checkMemory(size);
     const int samples = std::atoi(renderer.value("samples").c_str());
 

@@ -3,6 +3,9 @@
 #include "app/failure.h"
 #include "app/interrupt.h"
 #include "app/terminal.h"
+#include "host/io/import/embedded_images.h"
+#include "host/io/import/frame_view.h"
+#include "host/io/import/import.h"
 
 namespace app {
 namespace {
@@ -15,7 +18,7 @@ bool isWarning(const host::String& line) {
 
 }  // namespace
 
-Session::Session(const Options& options) {
+Session::Session(const Options& options) : quiet_(options.quiet) {
     host::ApplicationOptions start;
     start.preferences = host::Filename(options.preferences);
     start.threads = options.threads;
@@ -43,13 +46,30 @@ std::string Session::pluginFailures() const {
 }
 
 host::BaseDocument& Session::open(const std::string& file) {
+    const host::Filename name(file);
     host::String error;
-    document_.reset(host::LoadDocument(host::Filename(file), &error));
+    imported_ = host::isImportFile(name);
+    if (imported_) {
+        std::vector<host::String> warnings;
+        document_.reset(host::importScene(name, &error, &warnings));
+        if (!quiet_)
+            for (const host::String& warning : warnings)
+                terminal::print("lumora: warning: " + file + ": " + warning.str());
+    } else {
+        document_.reset(host::LoadDocument(name, &error));
+        if (document_ && !host::materialiseEmbeddedImages(*document_, &error))
+            terminal::print("lumora: warning: " + error.str());
+    }
     // The reader may have been ended by the same Ctrl-C: then that is the reason, whatever it says.
     if (interrupted()) throw Failure(kExitInterrupted, "Interrupted while reading " + file + ".");
     if (!document_) throw Failure(kExitFailure, error.Content() ? error.str() : file + " could not be read.");
     document_->ExecutePasses(true, true, true);
     return *document_;
+}
+
+void Session::frameFor(double aspect) {
+    if (imported_ && !document_->GetActiveBaseDraw()->GetSceneCamera(document_.get()))
+        host::frameView(*document_, aspect);
 }
 
 }  // namespace app

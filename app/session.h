@@ -24,11 +24,16 @@ public:
     /// Reads the file and evaluates the document at its time. The session owns it, and it is none of the host's open
     /// documents: the host would evaluate those on the main thread while a render works on them. Throws Failure.
     host::BaseDocument& open(const std::string& file);
+    /// Frames the whole scene for a picture of that shape (width over height), when the document came from a foreign
+    /// file without a camera. What a document of the host's own shows stays.
+    void frameFor(double aspect);
 
 private:
     struct FreeDocument {
         void operator()(host::BaseDocument* document) const { host::BaseDocument::Free(document); }
     };
+    const bool quiet_;
+    bool imported_ = false;
     std::unique_ptr<host::Application> application_;
     std::unique_ptr<host::BaseDocument, FreeDocument> document_;  // goes before the host
 };
