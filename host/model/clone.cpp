@@ -6,6 +6,7 @@
 #include "host/model/list_access.h"
 #include "host/model/node_factory.h"
 #include "host/model/same_value.h"
+#include "host/sdk/node_data.h"
 
 namespace host {
 namespace {
@@ -132,6 +133,15 @@ BaseList2D* ListAccess::cloneNode(const BaseList2D& source, UInt32 flags, AliasT
     clone->gone_ = source.gone_;
     clones.flags_ = flags;
     clones.Add(&source, clone);
+    return clone;
+}
+
+BaseList2D* ListAccess::cloneContent(const BaseList2D& source, UInt32 flags) {
+    AliasTrans unused, unchanged;
+    BaseList2D* clone = cloneNode(source, flags, unused);
+    if (clone && source.nodeData_ && clone->nodeData_) {
+        source.nodeData_->CopyTo(clone->nodeData_.get(), &source, clone, flags, &unchanged);
+    }
     return clone;
 }
 

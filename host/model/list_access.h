@@ -64,6 +64,8 @@ public:
     /// Copies of one node, and of a whole branch. Loose. `clones` gets every pair.
     static BaseList2D* cloneNode(const BaseList2D& source, UInt32 flags, AliasTrans& clones);
     static BaseList2D* cloneBranch(const BaseList2D& source, UInt32 flags, AliasTrans& clones);
+    /// A loose copy of one node with its private data, links leading where they led (undo).
+    static BaseList2D* cloneContent(const BaseList2D& source, UInt32 flags);
     static void cloneLists(const BaseDocument& source, BaseDocument& copy, UInt32 flags, AliasTrans& clones);
     static void translateNode(BaseList2D& node, const AliasTrans& clones);
     static void connect(AliasTrans& clones);
