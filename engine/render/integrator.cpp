@@ -20,16 +20,7 @@ Integrator::Integrator(const RenderScene& scene) : scene_(scene), choice_(scene)
     const Kernel& k = scene.kernel;
     maxDepth_ = std::max(k.diffuseDepth, 1);
     if (!k.path && k.directMode != DirectMode::Diffuse) maxDepth_ = 1;
-    if (!k.path && k.directMode == DirectMode::AmbientOcclusion) {
-        // The short rays bring the environment's light; sampling it as a light as well would count it twice.
-        occlusionOnly_ = true;
-        const float rest = choice_.emitters + choice_.sun;
-        choice_.environment = 0.0f;
-        if (rest > 0.0f) {
-            choice_.emitters /= rest;
-            choice_.sun /= rest;
-        }
-    }
+    occlusionOnly_ = !k.path && k.directMode == DirectMode::AmbientOcclusion;
     passing_ = scene.shading->transparent || scene.geometry->restricted;
 }
 
@@ -63,10 +54,13 @@ Float3 Integrator::directLight(const Surface& surface, Float3 albedo, Sampler& s
     if (!(light.pdf > 0.0f) || isBlack(light.radiance)) return {};
     const float cosine = dot(surface.shadingNormal, light.direction);
     if (!(cosine > 0.0f) || !(dot(surface.normal, light.direction) > 0.0f)) return {};
-    // Short rays do not reach every light, so with ambient occlusion light sampling stands alone.
-    const float weight = occlusionOnly_ ? 1.0f : powerHeuristic(light.pdf, cosine * kInvPi);
+    // With ambient occlusion the environment shines through what is further away. The short rays do not reach every
+    // other light, so there light sampling stands alone.
+    const bool alone = occlusionOnly_ && !light.environment;
+    const float weight = alone ? 1.0f : powerHeuristic(light.pdf, cosine * kInvPi);
     const Float3 value = albedo * light.radiance * (cosine * kInvPi * weight / light.pdf);
-    const float reach = light.distance * (1.0f - 0x1p-13f);
+    float reach = light.distance * (1.0f - 0x1p-13f);
+    if (occlusionOnly_ && light.environment) reach = scene_.kernel.aoDistance;
     return value * transmittance({from, light.direction, 0.0f, reach});
 }
 

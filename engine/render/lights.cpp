@@ -140,6 +140,7 @@ LightSample sampleLight(const RenderScene& scene, const LightChoice& choice, Flo
         LightSample s;
         s.radiance = scene.environment->sample({u[2], u[3]}, s.direction, s.pdf);
         s.pdf *= choice.environment;
+        s.environment = true;
         return s;
     }
     return choice.sun > 0.0f ? sampleSun(*scene.environment, choice.sun, u) : LightSample{};

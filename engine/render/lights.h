@@ -8,9 +8,9 @@ namespace Lumora::engine {
 struct LightSample {
     Float3 direction;
     float distance = kInfinity;
-    Float3 radiance;   ///< towards the point; black: nothing to be had
-    float pdf = 0.0f;  ///< by solid angle, choice of the light included
-    bool delta = false;
+    Float3 radiance;           ///< towards the point; black: nothing to be had
+    float pdf = 0.0f;          ///< by solid angle, choice of the light included
+    bool environment = false;  ///< light from all around, not from the sun or an emitter
 };
 
 /// Chances of the three kinds of light.

@@ -196,6 +196,26 @@ TEST(Truth, ObjectLayersHideFromCameraAndFromShadowsSeparately) {
     }
 }
 
+/// Far blockers dim the sky in a path-traced picture but not under ambient occlusion of a shorter reach.
+TEST(Truth, AmbientOcclusionLooksNoFurtherThanItsDistance) {
+    for (const float distance : {0.5f, 5.0f}) {
+        Scene scene(16, 16, 64);
+        scene.kernel = Node(NT_KERNEL_DIRECT);
+        scene.kernel.set(P_MAX_SAMPLES, 64).set(P_FILTER_SIZE, 1.0f).set(P_GI_MODE, 3).set(P_AO_DISTANCE, distance);
+        const NodeRecordPtr sky = halfWhiteSky(scene);
+        scene.camera.set(P_POSITION, Float3{0, 0.9f, 2}).set(P_TARGET, Float3{}).set(P_FOV, 1.0f);
+        MeshData m;
+        m.quad({-5, 0, 5}, {5, 0, 5}, {5, 0, -5}, {-5, 0, -5})
+            .quad({-50, 1, -50}, {50, 1, -50}, {50, 1, 50}, {-50, 1, 50});
+        const NodeRecordPtr mesh = scene.keep(m.node({scene.diffuse(splat(0.6f))}));
+        SceneDelta delta = scene.delta(mesh);
+        delta.changed.push_back(Node(NodeRecordPtr(scene.target)).connect(P_ENVIRONMENT, sky));
+        const float seen = mean(Render().picture(delta), 0, 0, 16, 16).x;
+        // The blocker hides the sky up to the angle at which it is `distance` away: all but (1 / 5)^2 of the cosine.
+        EXPECT_NEAR(seen, distance < 1 ? 0.6f : 0.6f * 0.04f, 0.006f) << distance;
+    }
+}
+
 TEST(Truth, SamplesGoOnWithoutRestartWhenMoreAreAsked) {
     Scene scene(32, 32, 8);
     scene.environment(splat(1.0f));
