@@ -64,6 +64,22 @@ Matrix lookFrame(const Vector& position, const Vector& direction, const Vector& 
     return m;
 }
 
+/// From the axes that an FBX file says it has to x right, y up.
+Matrix axesOf(const aiMetadata& data) {
+    const auto axis = [&](const char* name, const char* sign, int fallback) {
+        int which = fallback, direction = 1;
+        data.Get(name, which);
+        data.Get(sign, direction);
+        Vector v;
+        (which == 0 ? v.x : which == 1 ? v.y : v.z) = direction < 0 ? -1 : 1;
+        return v;
+    };
+    const Vector right = axis("CoordAxis", "CoordAxisSign", 0), up = axis("UpAxis", "UpAxisSign", 1);
+    const Vector back = Cross(right, up);
+    if (back.IsZero()) return {};
+    return {{}, {right.x, up.x, back.x}, {right.y, up.y, back.y}, {right.z, up.z, back.z}};
+}
+
 class AssimpScene {
 public:
     explicit AssimpScene(Context& context);
@@ -120,6 +136,7 @@ void AssimpScene::findUnit() {
     }
     rootMatrix_ = matrixOf(scene_->mRootNode->mTransformation);
     rootMatrix_.off = rootMatrix_.off * unit_;
+    if (suffix_ == "fbx" && scene_->mMetaData) rootMatrix_ = axesOf(*scene_->mMetaData) * rootMatrix_;
     const Vector scale = rootMatrix_.GetScale();
     const Float s = scale.x;
     if (s > 1e-9 && s < 1e9 && std::abs(scale.y - s) < 1e-4 * s && std::abs(scale.z - s) < 1e-4 * s) {

@@ -16,10 +16,7 @@ bool usable(const Vector& p) {
 }
 
 void addBox(Bounds& to, const Bounds& box, const Matrix& m) {
-    if (box.IsEmpty()) return;
-    for (int corner = 0; corner < 8; ++corner)
-        to.Add(m * Vector(corner & 1 ? box.high.x : box.low.x, corner & 2 ? box.high.y : box.low.y,
-                          corner & 4 ? box.high.z : box.low.z));
+    if (!box.isEmpty()) to.add(box.transformed(m));
 }
 
 class Collector {
@@ -42,11 +39,12 @@ private:
         if (object.GetType() == Opolygon) {
             const auto& points = static_cast<const PolygonObject&>(object);
             if (points.GetPolygonCount() > 0)
-                for (const Vector& p : points.Points()) box.Add(p);
+                for (const Vector& p : points.Points())
+                    if (usable(p)) box.add(p);
         }
         for (const BaseObject* cache : {object.GetDeformCache() ? object.GetDeformCache() : object.GetCache()})
             for (; cache; cache = cache->GetNext()) addBox(box, contentOf(*cache, depth), cache->GetMl());
-        if (object.GetType() == Oinstance && box.IsEmpty() && depth < kMaxDepth) {
+        if (object.GetType() == Oinstance && box.isEmpty() && depth < kMaxDepth) {
             const BaseList2D* link = object.GetDataInstance()->GetLink(INSTANCEOBJECT_LINK, &document_);
             if (link && link->IsInstanceOf(Obase)) {
                 const auto* original = static_cast<const BaseObject*>(link);
@@ -69,12 +67,6 @@ private:
 
 }  // namespace
 
-void Bounds::Add(const Vector& p) {
-    if (!usable(p)) return;
-    low = {std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z)};
-    high = {std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z)};
-}
-
 Bounds sceneBounds(const BaseDocument& document) {
     Collector collector(document);
     Bounds all;
@@ -85,7 +77,7 @@ Bounds sceneBounds(const BaseDocument& document) {
 
 Bool frameView(BaseDocument& document, Float aspect) {
     const Bounds bounds = sceneBounds(document);
-    if (bounds.IsEmpty()) return false;
+    if (bounds.isEmpty()) return false;
     if (!(aspect > 0)) {
         const BaseContainer* data = document.GetActiveRenderData()->GetDataInstance();
         const Float width = data->GetInt32(RDATA_XRES, 1280), height = data->GetInt32(RDATA_YRES, 720);
@@ -99,7 +91,7 @@ Bool frameView(BaseDocument& document, Float aspect) {
     axes.v1 = Cross(Vector(0, 1, 0), axes.v3).GetNormalized();
     axes.v2 = Cross(axes.v3, axes.v1);
 
-    const Vector centre = bounds.GetCentre(), half = (bounds.high - bounds.low) * 0.5;
+    const Vector centre = bounds.centre(), half = bounds.radius();
     const Float across = std::tan(kWidth / 2) * kMargin, upwards = across / aspect;
     Float distance = 0;
     for (int corner = 0; corner < 8; ++corner) {

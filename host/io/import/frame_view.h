@@ -1,17 +1,10 @@
 // Bounds of a document's content, and a view that shows all of it.
 #pragma once
 
+#include "host/evaluate/bounds.h"
 #include "host/sdk/document.h"
 
 namespace host {
-
-/// An axis-aligned box; empty when low is above high.
-struct Bounds {
-    Vector low{1e300, 1e300, 1e300}, high{-1e300, -1e300, -1e300};
-    Bool IsEmpty() const { return low.x > high.x; }
-    Vector GetCentre() const { return (low + high) * 0.5; }
-    void Add(const Vector& point);
-};
 
 /// Box around all polygons in global space, what instances show and what generators have in their caches included.
 /// Coordinates that are no finite numbers, and absurdly large ones, do not count; nor do objects that are not rendered.

@@ -59,10 +59,11 @@ Bool importInProcess(const Filename& file, BaseDocument& document, String* error
     const Format* format = formatOf(file);
     if (!format) return fail("\"" + file.GetSuffix().str() + "\" is no format that can be imported");
 
-    importer::Context context(file, document);
+    const fs::path absolute = fs::absolute(path, status).lexically_normal();
+    importer::Context context(Filename(absolute.string()), document);
     try {
         document.SetUnitScale(1 / importer::kUnitsPerMetre);
-        document.SetDocumentPath(Filename(fs::absolute(path, status).parent_path().string()));
+        document.SetDocumentPath(Filename(absolute.parent_path().string()));
         document.SetDocumentName(file.GetFileString());
         format->read(context);
         if (!hasPolygons(document.GetFirstObject())) context.warn("the file holds nothing that can be rendered");

@@ -101,10 +101,9 @@ TEST(OtherFormats, ColladaUnitAndUpAxisAreHonoured) {
     EXPECT_NEAR(m.v1.GetLength(), 1, 1e-6);
 }
 
-TEST(OtherFormats, FbxUnitIsHonoured) {
-    const auto heightOf = [](const char* unit) {
-        const Folder folder;
-        const Imported scene(folder.write("a.fbx", std::string(R"(; FBX 7.4.0 project file
+/// One triangle (0,0,0), (1,0,0), (0,5,0) in an FBX file.
+std::string fbx(const char* unit, bool zUp) {
+    std::string text = R"(; FBX 7.4.0 project file
 FBXHeaderExtension:  {
 	FBXHeaderVersion: 1003
 	FBXVersion: 7400
@@ -112,14 +111,13 @@ FBXHeaderExtension:  {
 GlobalSettings:  {
 	Version: 1000
 	Properties70:  {
-		P: "UpAxis", "int", "Integer", "",1
+		P: "UpAxis", "int", "Integer", "",UP
 		P: "UpAxisSign", "int", "Integer", "",1
-		P: "FrontAxis", "int", "Integer", "",2
-		P: "FrontAxisSign", "int", "Integer", "",1
+		P: "FrontAxis", "int", "Integer", "",FRONT
+		P: "FrontAxisSign", "int", "Integer", "",SIGN
 		P: "CoordAxis", "int", "Integer", "",0
 		P: "CoordAxisSign", "int", "Integer", "",1
-		P: "UnitScaleFactor", "double", "Number", "",)") +
-                                                       unit + R"(
+		P: "UnitScaleFactor", "double", "Number", "",UNIT
 	}
 }
 Objects:  {
@@ -140,15 +138,31 @@ Connections:  {
 	C: "OO",200,0
 	C: "OO",100,200
 }
-)"));
-        EXPECT_TRUE(scene.good && scene.mesh()) << scene.error.c_str();
-        double top = 0;
-        if (scene.mesh())
-            for (const Vector& p : scene.mesh()->Points()) top = std::max(top, (scene.mesh()->GetMg() * p).y);
-        return top;
+)";
+    const auto set = [&](const std::string& word, const char* value) {
+        text.replace(text.find(word), word.size(), value);
     };
-    EXPECT_NEAR(heightOf("1"), 5, 1e-4);
-    EXPECT_NEAR(heightOf("100"), 500, 1e-2);
+    set("UNIT", unit);
+    set("UP", zUp ? "2" : "1");
+    set("FRONT", zUp ? "1" : "2");
+    set("SIGN", zUp ? "-1" : "1");
+    return text;
+}
+
+TEST(OtherFormats, FbxUnitAndUpAxisAreHonoured) {
+    const Folder folder;
+    const auto tipOf = [&](const char* unit, bool zUp) {
+        const Imported scene(folder.write("a.fbx", fbx(unit, zUp)));
+        EXPECT_TRUE(scene.good && scene.mesh()) << scene.error.c_str();
+        Vector tip;
+        if (!scene.mesh()) return tip;
+        for (const Vector& p : scene.mesh()->Points())
+            if (const Vector q = scene.mesh()->GetMg() * p; q.GetLength() > tip.GetLength()) tip = q;
+        return tip;
+    };
+    EXPECT_TRUE(near(tipOf("1", false), Vector(0, 5, 0)));
+    EXPECT_TRUE(near(tipOf("100", false), Vector(0, 500, 0), 0.01));
+    EXPECT_TRUE(near(tipOf("1", true), Vector(0, 0, 5)));  // away from the viewer
 }
 
 }  // namespace
