@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "host/io/document_file.h"
+#include "host/io/import/embedded_images.h"
 #include "host/io/import/import.h"
 #include "host/sdk/log.h"
 
@@ -21,6 +22,8 @@ BaseDocument* loadOwn(const Filename& file, String* error) {
     }
     document->SetDocumentPath(file.GetDirectory());
     document->SetDocumentName(file.GetFileString());
+    String unwritten;
+    if (!materialiseEmbeddedImages(*document, &unwritten)) GeConsoleOut("Warning: " + unwritten);
     document->SetChanged(false);
     return document;
 }
@@ -28,7 +31,7 @@ BaseDocument* loadOwn(const Filename& file, String* error) {
 BaseDocument* loadForeign(const Filename& file, String* error) {
     std::vector<String> warnings;
     BaseDocument* document = importScene(file, error, &warnings);
-    for (const String& warning : warnings) GeConsoleOut(file.GetFileString() + ": " + warning);
+    for (const String& warning : warnings) GeConsoleOut("Warning: " + file.GetFileString() + ": " + warning);
     return document;
 }
 

@@ -12,7 +12,6 @@
 
 #include "host/io/import/check_geometry.h"
 #include "host/io/import/context.h"
-#include "host/io/import/embedded_images.h"
 #include "host/runtime/child_process.h"
 #include "host/sdk/file.h"
 #include "host/sdk/log.h"
@@ -150,7 +149,6 @@ BaseDocument* importFile(const Filename& file, String* error, std::vector<String
         BaseDocument::Free(document);
         return fail("the reader's result is broken (" + wrong.str() + ")");
     }
-    if (!materialiseEmbeddedImages(*document, &reported)) told.push_back(reported);
     document->SetDocumentPath(Filename(fs::path(absolute).parent_path().string()));
     document->SetDocumentName(file.GetFileString());
     document->SetChanged(false);

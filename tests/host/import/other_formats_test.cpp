@@ -139,8 +139,9 @@ Connections:  {
 	C: "OO",100,200
 }
 )";
-    const auto set = [&](const std::string& word, const char* value) {
-        text.replace(text.find(word), word.size(), value);
+    const auto set = [&](const std::string& word, const std::string& value) {
+        const std::size_t at = text.find(word);
+        text = text.substr(0, at) + value + text.substr(at + word.size());
     };
     set("UNIT", unit);
     set("UP", zUp ? "2" : "1");
