@@ -96,10 +96,12 @@ ImageStatus checkSize(const OIIO::ImageSpec& spec, PixelFormat format, const Fil
 OIIO::ImageSpec specOf(const ImageData& image, Int32 channels, OIIO::TypeDesc type, const std::string& suffix) {
     OIIO::ImageSpec spec(image.width, image.height, channels, type);
     spec.attribute("oiio:UnassociatedAlpha", suffix == "exr" ? 0 : 1);
-    spec.attribute("oiio:ColorSpace", type == OIIO::TypeDesc::FLOAT ? "Linear" : "sRGB");
+    const bool tiff = suffix == "tif" || suffix == "tiff";
+    // The library's TIFF writer puts sRGB into a second directory and then loses the first when it writes to memory.
+    if (!tiff) spec.attribute("oiio:ColorSpace", type == OIIO::TypeDesc::FLOAT ? "Linear" : "sRGB");
     spec.attribute("Software", "lumora");
     if (suffix == "jpg" || suffix == "jpeg") spec.attribute("Compression", "jpeg:95");
-    if (suffix == "exr" || suffix == "tif" || suffix == "tiff") spec.attribute("compression", "zip");
+    if (suffix == "exr" || tiff) spec.attribute("compression", "zip");
     return spec;
 }
 

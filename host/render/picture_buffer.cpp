@@ -15,8 +15,8 @@ struct VPBuffer::Impl {
 
     // Cuts the run of pixels to the picture. The first pixel kept, or null when nothing is left; `skipped` counts those
     // that were cut off on the left.
-    Float32* clip(Int32 x, Int32 y, Int32* count, Int32* skipped) {
-        *skipped = std::max(0, -x);
+    Float32* clip(Int32 x, Int32 y, Int32* count, Int64* skipped) {
+        *skipped = std::max<Int64>(0, -Int64(x));
         const Int64 last = std::min<Int64>(Int64(x) + *count, width);
         const Int64 first = Int64(x) + *skipped;
         if (y < 0 || y >= height || first >= last) return nullptr;
@@ -53,27 +53,27 @@ Int32 VPBuffer::GetBh() const {
 }
 
 void VPBuffer::SetLine8(Int32 x, Int32 y, Int32 count, const UChar* rgba) {
-    Int32 skipped = 0;
+    Int64 skipped = 0;
     Float32* to = impl_->clip(x, y, &count, &skipped);
     if (!to) return;
-    const UChar* from = rgba + std::size_t(skipped) * 4;
+    const UChar* from = rgba + static_cast<std::size_t>(skipped) * 4;
     for (Int32 i = 0; i < count * 4; ++i) to[i] = static_cast<Float32>(from[i]) / 255.0F;
     impl_->displayReferred = true;
 }
 
 void VPBuffer::SetLine(Int32 x, Int32 y, Int32 count, const Float32* rgba) {
-    Int32 skipped = 0;
+    Int64 skipped = 0;
     Float32* to = impl_->clip(x, y, &count, &skipped);
     if (!to) return;
-    std::copy_n(rgba + std::size_t(skipped) * 4, std::size_t(count) * 4, to);
+    std::copy_n(rgba + static_cast<std::size_t>(skipped) * 4, std::size_t(count) * 4, to);
     impl_->displayReferred = false;
 }
 
 void VPBuffer::GetLine(Int32 x, Int32 y, Int32 count, Float32* rgba) const {
     std::fill_n(rgba, std::size_t(std::max(0, count)) * 4, 0.0F);
-    Int32 skipped = 0;
+    Int64 skipped = 0;
     const Float32* from = impl_->clip(x, y, &count, &skipped);
-    if (from) std::copy_n(from, std::size_t(count) * 4, rgba + std::size_t(skipped) * 4);
+    if (from) std::copy_n(from, std::size_t(count) * 4, rgba + static_cast<std::size_t>(skipped) * 4);
 }
 
 Bool VPBuffer::IsDisplayReferred() const {
