@@ -74,6 +74,32 @@ void stopAndReset(lumoraLive& live, BaseDocument*) {
     live.stopAndReset();
 }
 
+/// What a creation command puts into the document: an object with one tag of this plug-in.
+struct ObjectRecipe {
+    const char* name;
+    Int32 objectType, tagType;
+    Int32 lightType = -1;  ///< of light objects
+};
+constexpr ObjectRecipe kDaylight{"Lumora DayLight", Olight, ID_LUMORA_DAYLIGHT_TAG, LIGHT_TYPE_DISTANT};
+constexpr ObjectRecipe kAreaLight{"Lumora AreaLight", Olight, ID_LUMORA_LIGHT_TAG, LIGHT_TYPE_AREA};
+constexpr ObjectRecipe kCamera{"Lumora Camera", Ocamera, ID_LUMORA_CAMERA_TAG};
+constexpr ObjectRecipe kSky{"Lumora Sky", Osky, ID_LUMORA_ENVIRONMENT_TAG};
+
+template <const ObjectRecipe& kRecipe>
+void create(lumoraLive&, BaseDocument* document) {
+    BaseObject* object = document ? BaseObject::Alloc(kRecipe.objectType) : nullptr;
+    if (!object) return;
+    object->SetName(kRecipe.name);
+    if (kRecipe.lightType >= 0) object->SetParameter(LIGHT_TYPE, GeData(kRecipe.lightType));
+    object->MakeTag(kRecipe.tagType);
+    document->StartUndo();
+    document->InsertObject(object);
+    document->AddUndo(UndoType::New, object);
+    document->EndUndo();
+    document->SetActiveObject(object);
+    EventAdd();
+}
+
 void apiUpdate(lumoraLive& live, BaseDocument*) {
     callUpdate(live, true, "command");
 }
@@ -83,6 +109,11 @@ constexpr CommandRow kDialogCommands[] = {
 };
 
 constexpr CommandRow kCommands[] = {
+    {1033863, "Lumora Daylight", 0, "Create Lumora Daylight", "dayLghtCmd.png", create<kDaylight>},
+    {1033864, "Lumora Arealight", 0, "Create Lumora Arealight", "ALghtCmd.png", create<kAreaLight>},
+    {1033865, "Lumora Camera", 0, "Create Lumora Camera", "camCmd.png", create<kCamera>},
+    {1033866, "Texture Environment", 0, "Create Texture Environment", "envGryCmd.png", create<kSky>},
+    {1033867, "Hdri Environment", 0, "Create Hdri Environment", "envHdrCmd.png", create<kSky>},
     {1033873, "Start Lumora Render", 0, "Start Lumora Render", "sendCmd.png", post<MSG_START_RENDER>},
     {1033954, "Pause Lumora Render", 0, "Pause Lumora Render", "pauseCmd.png", pause},
     {1033955, "Stop Lumora Render", 0, "Stop Lumora Render", "stopCmd.png", stop},

@@ -207,6 +207,8 @@ bool sendAndStart(lumoraLive& session, BaseDocument* doc, BaseDocument* sendDoc,
         session.setState(LiveState::Finished);
         return false;
     }
+    // A render that was paused before the last stop would stay so.
+    continueLocked(session);
     session.checkCount = 0;
     GeFKill(GeGetStartupWritePath() + "tex");
     if (Engine::clayMode() != flags.clayMode) Engine::setClayMode(static_cast<Lumora::ClayMode>(flags.clayMode));

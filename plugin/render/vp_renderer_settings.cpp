@@ -1,5 +1,6 @@
 // The video post's parameters, and its settings as a person types them.
 #include <algorithm>
+#include <iterator>
 
 #include "plugin/core/ids.h"
 #include "plugin/core/session.h"
@@ -52,6 +53,8 @@ const Parameter kRows[] = {
     {.id = VP_KERNEL, .kind = Kind::Choice, .label = "Kernel", .value = KERNEL_DIRECT, .choices = kKernels},
 };
 
+constexpr const char *kKernelKey = "kernel", *kSamplesKey = "samples";
+
 /// Parameters of the video post that have a key of their own.
 struct KeyRow {
     const char* key;
@@ -61,7 +64,7 @@ constexpr KeyRow kKeys[] = {{"depth", VP_DEPTH}, {"timelimit", VP_TIME_LIMIT}, {
 
 const KeyRow* findKey(const String& key) {
     for (const KeyRow& row : kKeys)
-        if (key.ToLower() == row.key) return &row;
+        if (key == row.key) return &row;
     return nullptr;
 }
 
@@ -85,10 +88,68 @@ RendererSetting describe(const KeyRow& key, const BaseContainer* stored) {
     return {key.key, String::FloatToString(now), String::FloatToString(row.value), rangeText(row), row.label};
 }
 
+const char* kernelName(Int32 kernel) {
+    constexpr const char* kNames[] = {"info", "direct", "path", "pmc"};
+    return kernel >= 0 && kernel < static_cast<Int32>(std::size(kNames)) ? kNames[kernel] : "";
+}
+
+/// The short keys of the kernel in force, from the rows that they stand for.
+void addShortRows(const RenderSettings& settings, std::vector<RendererSetting>& rows) {
+    constexpr const char* kSampleKeys[] = {"Ic.maxsamples", "DL.maxsamples", "Pt.maxsamples", "Pmc.maxsamples"};
+    const Int32 kernel = std::clamp(settings.kernel(), Int32(KERNEL_INFO), Int32(KERNEL_PMC));
+    RendererSetting samples;
+    for (const RendererSetting& row : rows)
+        if (row.key == kSampleKeys[kernel]) samples = row;
+    samples.key = kSamplesKey;
+    samples.value = String::IntToString(settings.maxSamples());
+    samples.label = "Samples per pixel of the kernel in force";
+    rows.insert(
+        rows.begin(),
+        {{kKernelKey, kernelName(kernel), kernelName(KERNEL_DIRECT), "path, direct, pmc, info", "Kernel"}, samples});
+}
+
+/// Levenshtein's distance between two texts, in edits of one letter.
+std::size_t editDistance(const std::string& a, const std::string& b) {
+    std::vector<std::size_t> row(b.size() + 1);
+    for (std::size_t j = 0; j <= b.size(); ++j) row[j] = j;
+    for (std::size_t i = 1; i <= a.size(); ++i) {
+        std::size_t corner = row[0];
+        row[0] = i;
+        for (std::size_t j = 1; j <= b.size(); ++j) {
+            const std::size_t above = row[j];
+            row[j] = std::min({above + 1, row[j - 1] + 1, corner + (a[i - 1] == b[j - 1] ? 0u : 1u)});
+            corner = above;
+        }
+    }
+    return row.back();
+}
+
+/// The sentence for a key that no row has.
+String unknownKey(const String& key, const std::vector<RendererSetting>& rows) {
+    const RendererSetting* nearest = nullptr;
+    std::size_t best = std::string::npos;
+    for (const RendererSetting& row : rows) {
+        const std::size_t distance = editDistance(key.ToLower().str(), row.key.ToLower().str());
+        if (distance >= best) continue;
+        best = distance;
+        nearest = &row;
+    }
+    return "There is no setting \"" + key + "\"" + (nearest ? "; did you mean \"" + nearest->key + "\"?" : ".");
+}
+
 BaseVideoPost* findPost(BaseDocument* document) {
     for (BaseVideoPost* post = document->GetActiveRenderData()->GetFirstVideoPost(); post; post = post->GetNext())
         if (post->GetType() == ID_LUMORA_VP_RENDERER) return post;
     return nullptr;
+}
+
+/// Everything that this renderer keeps in the document, the short keys first.
+std::vector<RendererSetting> listSettings(const RenderSettings& settings, BaseDocument* document) {
+    std::vector<RendererSetting> rows = settings.list();
+    addShortRows(settings, rows);
+    const BaseVideoPost* post = findPost(document);
+    for (const KeyRow& key : kKeys) rows.push_back(describe(key, post ? post->GetDataInstance() : nullptr));
+    return rows;
 }
 
 BaseVideoPost* ensurePost(BaseDocument* document) {
@@ -127,7 +188,12 @@ bool answerRendererSettings(RendererSettingsCall& call) {
     settings.setDocument(call.document, false);
     settings.readFromDocument(true);
     if (call.key.Content()) {
-        if (const KeyRow* key = findKey(call.key)) {
+        const std::vector<RendererSetting> known = listSettings(settings, call.document);
+        const bool isKnown =
+            std::any_of(known.begin(), known.end(), [&](const RendererSetting& row) { return row.key == call.key; });
+        if (!isKnown) {
+            call.error = unknownKey(call.key, known);
+        } else if (const KeyRow* key = findKey(call.key)) {
             setPostValue(call, *key);
         } else if (settings.setFromText(call.key, call.value, &call.error)) {
             settings.writeToDocument();
@@ -135,9 +201,7 @@ bool answerRendererSettings(RendererSettingsCall& call) {
             if (BaseVideoPost* post = findPost(call.document)) settings.writeToContainer(*post->GetDataInstance());
         }
     }
-    call.rows = settings.list();
-    const BaseVideoPost* post = findPost(call.document);
-    for (const KeyRow& key : kKeys) call.rows.push_back(describe(key, post ? post->GetDataInstance() : nullptr));
+    call.rows = listSettings(settings, call.document);
     return true;
 }
 

@@ -1,0 +1,121 @@
+// The send: what a document becomes in the engine, and what a broken or repeated send leaves.
+#include "plugin/core/send.h"
+
+#include "plugin/core/globals.h"
+#include "plugin/core/ids.h"
+#include "plugin/core/object_link.h"
+#include "plugin/core/singletons.h"
+#include "tests/plugin/support/plugin_test.h"
+
+namespace lumora::test {
+namespace {
+
+using Engine = Lumora::ApiRenderEngine;
+
+class SendTest : public PluginTest {};
+
+std::size_t projectItems() {
+    Lumora::ApiItemArray items;
+    Lumora::ApiProjectManager::rootNodeGraph().getOwnedItems(items);
+    return items.size();
+}
+
+TEST_F(SendTest, EmptyDocumentHasFourEmptyGroupsAndRenders) {
+    startLive(BaseDocument::Alloc());
+    ApiNode* group = mainGroup();
+    ASSERT_NE(group, nullptr);
+    EXPECT_STREQ(group->name(), "Main Group");
+    ASSERT_EQ(group->pinCount(), 8u);
+    EXPECT_EQ(group->inputNodeIx(0), nullptr);
+    for (unsigned slot = 0; slot < 4; ++slot) {
+        const ApiNode* node = group->inputNodeIx(slot + 1);
+        ASSERT_NE(node, nullptr) << slot;
+        EXPECT_EQ(node->type(), Lumora::NT_GEO_GROUP);
+        EXPECT_EQ(std::string(node->name()), "Group_" + std::to_string(slot));
+    }
+    EXPECT_TRUE(waitFor([] { return Engine::getRenderImageChangeLevel() >= Engine::getCurrentChangeLevel(); }));
+    EXPECT_FALSE(Engine::isRenderFailed());
+}
+
+TEST_F(SendTest, LitCubeBecomesOneMeshThatIsSampledToItsTarget) {
+    BaseDocument* document = makeLitCube();
+    ASSERT_EQ(setRendererSetting(*app, document, "samples", "4").str(), "");
+    startLive(document);
+    const ApiNode* mesh = mainGroup()->inputNodeIx(1);
+    ASSERT_NE(mesh, nullptr);
+    EXPECT_EQ(mesh->type(), Lumora::NT_GEO_MESH);
+    EXPECT_EQ(mesh->getArraySize(Lumora::A_VERTICES_PER_POLY), 6u + 1u) << "a cube and a plane of one polygon";
+    ASSERT_GE(singletons().objectLinks->count(), 1);
+    EXPECT_EQ(singletons().objectLinks->links().front().meshNode, mesh);
+    ASSERT_TRUE(waitForState(LiveState::Finished));
+
+    Lumora::RenderResultStatistics statistics;
+    Engine::getRenderResultStatistics(statistics);
+    EXPECT_EQ(statistics.samplesPerPixel(Lumora::RP_BEAUTY), 4.0f);
+    EXPECT_EQ(statistics.filmSize.x, 64u);
+    EXPECT_EQ(statistics.filmSize.y, 48u);
+}
+
+TEST_F(SendTest, SecondSendMakesTheSameGraphAndLeaksNoItems) {
+    BaseDocument* document = makeLitCube();
+    startLive(document);
+    const std::string first = describeGraph(Engine::getRenderTargetNode());
+    const std::size_t items = projectItems();
+    ASSERT_FALSE(first.empty());
+    for (int i = 0; i < 5; ++i) {
+        live().stopRender();
+        EXPECT_EQ(live().state(), LiveState::Idle);
+        startLive(document);
+        EXPECT_EQ(describeGraph(Engine::getRenderTargetNode()), first);
+        EXPECT_EQ(projectItems(), items);
+    }
+}
+
+TEST_F(SendTest, BreakBeforeMaterialsEndsFinishedAndTheNextSendIsWhole) {
+    BaseDocument* document = makeLitCube();
+    startLive(document);
+    const std::string whole = describeGraph(Engine::getRenderTargetNode());
+    bool breakNow = true;
+    onStatus = [&](const String& text) {
+        if (breakNow && text.Find("Creating materials") >= 0) globals().breakSend = true;
+    };
+    live().stopRender();
+    SpecialEventAdd(MSG_START_RENDER);
+    ASSERT_TRUE(waitForState(LiveState::Finished));
+    EXPECT_EQ(mainGroup(), nullptr);
+    EXPECT_FALSE(live().sendBusy);
+    EXPECT_EQ(consoleCount("Render Breaked...."), 1);
+
+    breakNow = false;
+    startLive(document);
+    EXPECT_EQ(describeGraph(Engine::getRenderTargetNode()), whole);
+}
+
+TEST_F(SendTest, StopAndResetEmptiesTheProjectButNotInTheMiddleOfASend) {
+    startLive(makeLitCube());
+    live().setState(LiveState::Exporting);
+    live().setProgress(STAGE_GEOMETRY, 0, false);
+    live().stopAndReset();
+    EXPECT_EQ(live().state(), LiveState::Exporting);
+    EXPECT_GT(projectItems(), 0u);
+
+    live().setProgress(STAGE_UPDATING, 0, false);
+    live().stopAndReset();
+    EXPECT_EQ(live().state(), LiveState::Idle);
+    EXPECT_EQ(projectItems(), 0u);
+    EXPECT_EQ(Engine::getRenderTargetNode(), nullptr);
+    EXPECT_EQ(singletons().objectLinks->count(), 0);
+    EXPECT_FALSE(live().renderEnabled);
+}
+
+TEST_F(SendTest, ClosedDocumentLeavesTheSessionWithoutOne) {
+    BaseDocument* document = makeLitCube();
+    startLive(document);
+    KillDocument(document);
+    live().refreshDocuments();
+    EXPECT_EQ(live().liveDoc, nullptr);
+    EXPECT_EQ(live().sendDoc, nullptr);
+}
+
+}  // namespace
+}  // namespace lumora::test
