@@ -13,7 +13,7 @@ namespace lumora {
 namespace {
 
 // Instances of instances multiply. Past these a base is cut off, with a line in the log.
-constexpr std::size_t kMaxDepth = 64, kMaxPlacements = 4'000'000;
+constexpr std::size_t kMaxDepth = 64, kMaxPlacements = 1'000'000;
 
 BaseObject* baseOf(const BaseObject& instance, const BaseDocument* doc) {
     BaseList2D* target = instance.GetDataInstance()->GetLink(INSTANCEOBJECT_LINK, doc);

@@ -3,9 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <memory>
+#include <string>
 #include <vector>
 
+#include "engine/api/delayload.h"
 #include "engine/api/lumora_api.h"
 #include "plugin/geometry/object_tags.h"
 #include "plugin/materials/material_generation.h"
@@ -17,6 +21,11 @@ namespace lumora::test {
 class SceneTest : public testing::Test {
 protected:
     SceneTest() : doc(BaseDocument::Alloc()) {
+        std::string error;
+        if (!Lumora::loadEngineLibrary(LUMORA_TEST_PLUGIN_DIR "/Libs300", &error)) {
+            std::fprintf(stderr, "%s\n", error.c_str());
+            std::abort();
+        }
         ApiProjectManager::resetProject();
         Lumora::ApiWriteJournal::enable(true);
         Lumora::ApiWriteJournal::reset();

@@ -109,12 +109,12 @@ TEST_F(MeshTest, SelectionsAndTheirMaterials) {
     BaseMaterial *red = addMaterial("Red"), *blue = addMaterial("Blue"), *unused = addMaterial("Unused");
     for (BaseMaterial* m : {red, blue, unused}) generate(m);
     addSelection(object, "quads", 1, 9);  // reaches past the end
-    addTexture(object, blue, "quads");
-    addTexture(object, red);
+    addTexture(object, blue);
+    addTexture(object, red, "quads");
     addTexture(object, unused, "no such selection");
 
     ApiNode* mesh = exportAll({record(object)});
-    EXPECT_EQ(ints(mesh, A_POLY_MATERIAL_INDICES), (std::vector{1, 2}));
+    EXPECT_EQ(ints(mesh, A_POLY_MATERIAL_INDICES), (std::vector{2, 1}));
     // A static mesh has a pin for every material of the document, used or not.
     ASSERT_EQ(mesh->pinCount(), mesh->staticPinCount() + 4);
     for (unsigned i = 0; i < 3; ++i)
@@ -122,7 +122,7 @@ TEST_F(MeshTest, SelectionsAndTheirMaterials) {
                   materials.linkAt(static_cast<Int32>(i))->outNode);
 
     mesh = exportOne(object);
-    EXPECT_EQ(ints(mesh, A_POLY_MATERIAL_INDICES), (std::vector{2, 1})) << "slots of one object are its tags in order";
+    EXPECT_EQ(ints(mesh, A_POLY_MATERIAL_INDICES), (std::vector{1, 2})) << "slots of one object are its tags in order";
     EXPECT_EQ(mesh->connectedNodeIx(mesh->staticPinCount() + 1), materials.findLinkByMaterial(blue)->outNode);
 }
 
