@@ -25,7 +25,7 @@ std::atomic<bool> crashing{false};
 
 // Static: the heap may be what is broken.
 char report[16384];
-alignas(16) char handlerStack[64 * 1024];
+[[maybe_unused]] alignas(16) char handlerStack[64 * 1024];
 
 void writeAll(const char* text) {
     std::size_t left = std::strlen(text);
