@@ -12,6 +12,7 @@ void FilmBuffer::reset(const Film& film) {
     region_.width = std::min(film.regionWidth, width_ - region_.x);
     region_.height = std::min(film.regionHeight, height_ - region_.y);
     pixels_.assign(static_cast<std::size_t>(width_) * height_, FilmPixel{});
+    block_ = regionPixels() > 1000000 ? 8 : 4;
     tilesX_ = (region_.width + kTile - 1) / kTile;
     const std::uint32_t tilesY = (region_.height + kTile - 1) / kTile;
     const std::size_t count = static_cast<std::size_t>(tilesX_) * tilesY;
@@ -61,8 +62,8 @@ void FilmBuffer::addCoarse(std::uint32_t index, const std::vector<FilmPixel>& su
     const std::lock_guard guard(tiles_[index]->lock);
     TileState& state = tiles_[index]->state;
     if (state.samples > 0) return;
-    for (std::uint32_t y = 0; y < r.height; y += kBlock) {
-        for (std::uint32_t x = 0; x < r.width; x += kBlock) {
+    for (std::uint32_t y = 0; y < r.height; y += block_) {
+        for (std::uint32_t x = 0; x < r.width; x += block_) {
             pixels_[static_cast<std::size_t>(r.y + y) * width_ + r.x + x] =
                 sums[static_cast<std::size_t>(y) * r.width + x];
         }
@@ -70,22 +71,20 @@ void FilmBuffer::addCoarse(std::uint32_t index, const std::vector<FilmPixel>& su
     state.coarse = true;
 }
 
-bool FilmBuffer::resolve(std::uint32_t index, std::vector<FilmPixel>& out) const {
+std::uint32_t FilmBuffer::resolve(std::uint32_t index, std::vector<FilmPixel>& out) const {
     const TileRect r = tile(index);
     out.resize(static_cast<std::size_t>(r.width) * r.height);
     const std::lock_guard guard(tiles_[index]->lock);
     const TileState state = tiles_[index]->state;
-    if (state.samples == 0 && !state.coarse) return false;
+    if (state.samples == 0 && !state.coarse) return 0;
     const float scale = state.samples ? 1.0f / static_cast<float>(state.samples) : 1.0f;
-    const std::uint32_t mask = state.samples ? ~0u : ~(kBlock - 1);
-    for (std::uint32_t y = 0; y < r.height; ++y) {
-        const FilmPixel* row = &pixels_[static_cast<std::size_t>(r.y + (y & mask)) * width_ + r.x];
+    const std::uint32_t step = state.samples ? 1 : block_;
+    for (std::uint32_t y = 0; y < r.height; y += step) {
+        const FilmPixel* row = &pixels_[static_cast<std::size_t>(r.y + y) * width_ + r.x];
         FilmPixel* to = &out[static_cast<std::size_t>(y) * r.width];
-        for (std::uint32_t x = 0; x < r.width; ++x) {
-            to[x] = {row[x & mask].color * scale, row[x & mask].alpha * scale};
-        }
+        for (std::uint32_t x = 0; x < r.width; x += step) to[x] = {row[x].color * scale, row[x].alpha * scale};
     }
-    return true;
+    return step;
 }
 
 }  // namespace Lumora::engine

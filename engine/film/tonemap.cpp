@@ -7,6 +7,28 @@
 
 namespace Lumora::engine {
 
+namespace {
+constexpr int kTableSize = 2048;
+
+/// Fills the blocks of a tile with their first pixels.
+template <typename T>
+void spread(T* tile, const TileRect& r, std::uint32_t filmWidth, std::uint32_t block) {
+    const std::size_t pitch = 4 * static_cast<std::size_t>(filmWidth);
+    for (std::uint32_t y = 0; y < r.height; ++y) {
+        T* row = tile + y * pitch;
+        if (y % block != 0) {
+            std::copy_n(row - pitch, 4 * static_cast<std::size_t>(r.width), row);
+            continue;
+        }
+        for (std::uint32_t x = 0; x < r.width; ++x) {
+            if (x % block != 0)
+                std::copy_n(row + 4 * static_cast<std::size_t>(x - 1), 4, row + 4 * static_cast<std::size_t>(x));
+        }
+    }
+}
+
+}  // namespace
+
 bool knownResponse(int id) {
     return id >= 400 && id <= 403;
 }
@@ -21,6 +43,12 @@ Tonemapper::Tonemapper(const Imager& imager, const Film& film, bool alphaChannel
                       std::max(imager.whitePoint.z, 1e-3f)};
     const float l = luminance(w);
     gain_ = Float3{l / w.x, l / w.y, l / w.z} * std::max(imager.exposure, 0.0f);
+    table_.resize(kTableSize + 2);
+    for (int i = 0; i <= kTableSize; ++i) {
+        const float root = static_cast<float>(i) / kTableSize;
+        table_[static_cast<std::size_t>(i)] = encode(root * root);
+    }
+    table_[kTableSize + 1] = table_[kTableSize];
 }
 
 Float3 Tonemapper::develop(Float3 color, std::uint32_t x, std::uint32_t y) const {
@@ -63,12 +91,18 @@ float Tonemapper::encode(float linear) const {
     return clamp01(v);
 }
 
+float Tonemapper::encoded(float linear) const {
+    const float at = std::sqrt(clamp01(linear)) * kTableSize;
+    const auto cell = static_cast<std::size_t>(at);
+    return lerp(table_[cell], table_[cell + 1], at - static_cast<float>(cell));
+}
+
 void Tonemapper::writeBytes(unsigned char* to, const FilmPixel& p, std::uint32_t x, std::uint32_t y) const {
     const float alpha = clamp01(p.alpha);
     Float3 c = p.color;
     if (alphaChannel_ && !imager_.premultipliedAlpha && alpha > 0.0f) c *= 1.0f / alpha;
     c = develop(c, x, y);
-    const float in[3] = {encode(c.x), encode(c.y), encode(c.z)};
+    const float in[3] = {encoded(c.x), encoded(c.y), encoded(c.z)};
     for (int i = 0; i < 3; ++i) {
         float round = 0.5f;
         if (imager_.dither) {
@@ -117,17 +151,27 @@ Image Tonemapper::picture(const FilmBuffer& film, TonemapType type, const Image*
     }
     std::vector<FilmPixel> pixels;
     for (std::uint32_t t = 0; t < film.tileCount(); ++t) {
-        if (!film.resolve(t, pixels)) continue;
+        const std::uint32_t step = film.resolve(t, pixels);
+        if (step == 0) continue;
         const TileRect r = film.tile(t);
-        for (std::uint32_t y = 0; y < r.height; ++y) {
-            std::size_t to = 4 * (static_cast<std::size_t>(r.y + y) * film.width() + r.x);
-            const FilmPixel* from = &pixels[static_cast<std::size_t>(y) * r.width];
-            for (std::uint32_t x = 0; x < r.width; ++x, to += 4) {
+        const auto at = [&](std::uint32_t x, std::uint32_t y) {
+            return 4 * (static_cast<std::size_t>(r.y + y) * film.width() + r.x + x);
+        };
+        for (std::uint32_t y = 0; y < r.height; y += step) {
+            for (std::uint32_t x = 0; x < r.width; x += step) {
+                const FilmPixel& p = pixels[static_cast<std::size_t>(y) * r.width + x];
                 if (bytes) {
-                    writeBytes(&(*image.bytes)[to], from[x], r.x + x, r.y + y);
+                    writeBytes(&(*image.bytes)[at(x, y)], p, r.x + x, r.y + y);
                 } else {
-                    writeFloats(&(*image.floats)[to], from[x], r.x + x, r.y + y, type);
+                    writeFloats(&(*image.floats)[at(x, y)], p, r.x + x, r.y + y, type);
                 }
+            }
+        }
+        if (step > 1) {
+            if (bytes) {
+                spread(image.bytes->data() + at(0, 0), r, film.width(), step);
+            } else {
+                spread(image.floats->data() + at(0, 0), r, film.width(), step);
             }
         }
     }

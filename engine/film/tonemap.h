@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "engine/film/film.h"
 #include "engine/render/renderer.h"
@@ -26,6 +27,9 @@ private:
     void writeBytes(unsigned char* to, const FilmPixel& p, std::uint32_t x, std::uint32_t y) const;
     void writeFloats(float* to, const FilmPixel& p, std::uint32_t x, std::uint32_t y, TonemapType type) const;
 
+    float encoded(float linear) const;  ///< encode() by table, to well within a step of 8 bits
+
+    std::vector<float> table_;  ///< encode() over the square root of the value: smooth for every power curve
     Imager imager_;
     float width_, height_;
     Float3 gain_;

@@ -97,7 +97,7 @@ FilmPixel Job::samplePixel(std::uint32_t x, std::uint32_t y, std::uint32_t first
 void Job::work(const Unit& unit) {
     const TileRect r = film_->tile(unit.tile);
     std::vector<FilmPixel> sums(static_cast<std::size_t>(r.width) * r.height);
-    const std::uint32_t step = unit.coarse ? FilmBuffer::kBlock : 1;
+    const std::uint32_t step = unit.coarse ? film_->block() : 1;
     for (std::uint32_t y = 0; y < r.height; y += step) {
         if (cancelled_) return;
         for (std::uint32_t x = 0; x < r.width; x += step) {
