@@ -53,9 +53,9 @@ Bool indicesInRange(const Mesh& mesh) {
     return fine;
 }
 
-Vector32 share(const Vector& toNext, const Vector& toPrevious) {
-    const Float scale = toNext.GetSquaredLength() * toPrevious.GetSquaredLength();
-    const Vector32 result(Cross(toNext, toPrevious) / scale);
+// Of the corner between two edges in order: Cross(in, out) is Cross(to next, to previous).
+Vector32 share(const Vector32& in, const Vector32& out, Float32 squaredLengths) {
+    const Vector32 result = Cross(in, out) * (1 / squaredLengths);
     const Float32 size = result.GetSquaredLength();
     return size > 0 && std::isfinite(size) ? result : Vector32();
 }
@@ -63,28 +63,28 @@ Vector32 share(const Vector& toNext, const Vector& toPrevious) {
 // The face's unit normal; the corners' shares go to `corners`. With edges from 1e-9 to 1e9 units shares stay in the
 // range of floats; outside they are dropped, and corners fall back to the face's normal.
 Vector32 readFace(const Mesh& mesh, const CPolygon& polygon, Vector32* corners) {
-    const Vector &a = mesh.points[static_cast<std::size_t>(polygon.a)],
-                 &b = mesh.points[static_cast<std::size_t>(polygon.b)];
-    const Vector &c = mesh.points[static_cast<std::size_t>(polygon.c)],
-                 &d = mesh.points[static_cast<std::size_t>(polygon.d)];
-    const Vector normal = Cross(c - a, d == c ? c - b : d - b);
+    const auto at = [&](Int32 index) -> const Vector& { return mesh.points[static_cast<std::size_t>(index)]; };
+    const Vector &a = at(polygon.a), &b = at(polygon.b), &c = at(polygon.c), &d = at(polygon.d);
+    const bool triangle = polygon.IsTriangle();
+    const Vector normal = Cross(c - a, triangle ? c - b : d - b);
     const Float length = normal.GetLength();
-    corners[0] = corners[1] = corners[2] = corners[3] = {};
-    if (!(length > 0) || !std::isfinite(length)) return {};
-    const Vector ab = b - a, bc = c - b;
-    if (polygon.IsTriangle()) {
-        const Vector ca = a - c;
-        corners[0] = share(ab, -ca);
-        corners[1] = share(bc, -ab);
-        corners[2] = corners[3] = share(ca, -bc);
-    } else {
-        const Vector cd = d - c, da = a - d;
-        corners[0] = share(ab, -da);
-        corners[1] = share(bc, -ab);
-        corners[2] = share(cd, -bc);
-        corners[3] = share(da, -cd);
+    if (!(length > 0) || !std::isfinite(length)) {
+        corners[0] = corners[1] = corners[2] = corners[3] = {};
+        return {};
     }
-    return Vector32(normal / length);
+    const Vector32 ab(b - a), bc(c - b), last(a - d);
+    const Float32 ab2 = ab.GetSquaredLength(), bc2 = bc.GetSquaredLength(), last2 = last.GetSquaredLength();
+    corners[0] = share(last, ab, last2 * ab2);
+    corners[1] = share(ab, bc, ab2 * bc2);
+    if (triangle) {
+        corners[2] = corners[3] = share(bc, last, bc2 * last2);
+    } else {
+        const Vector32 cd(d - c);
+        const Float32 cd2 = cd.GetSquaredLength();
+        corners[2] = share(bc, cd, bc2 * cd2);
+        corners[3] = share(cd, last, cd2 * last2);
+    }
+    return Vector32(normal * (1 / length));
 }
 
 // Corners by point: `corners[offsets[p]]` to `corners[offsets[p + 1] - 1]`, a corner being polygon * 4 + number.
@@ -186,25 +186,27 @@ void smoothCrowded(const Mesh& mesh, std::span<const UInt32> corners, const std:
     }
 }
 
-void smoothPoint(const Mesh& mesh, std::span<const UInt32> corners, const std::vector<Vector32>& faces,
-                 Float32 cosLimit, Vector32* normals) {
-    if (corners.size() > kMaxExact) return smoothCrowded(mesh, corners, faces, cosLimit, normals);
-    std::array<Vector32, kMaxExact> face, part;
+// At most kCapacity corners: the room is cleared for each point, so that of the usual few is small.
+template <std::size_t kCapacity>
+void smoothFew(const Mesh& mesh, std::span<const UInt32> corners, const std::vector<Vector32>& faces, Float32 cosLimit,
+               Vector32* normals) {
+    std::array<Vector32, kCapacity> face, part;
     const std::size_t count = corners.size();
-    bool together = true;  // all faces pass the limit with the first by a margin: then every pair does
     Vector32 sum;
     for (std::size_t i = 0; i < count; ++i) {
         face[i] = faces[corners[i] / 4];
         part[i] = normals[corners[i]];
         sum += part[i];
     }
+    bool together = true;  // every pair passes the limit: all corners get the same normal
     for (std::size_t i = 0; i < count && together; ++i) {
         for (std::size_t j = 0; j < i && together; ++j) together = Dot(face[i], face[j]) >= cosLimit;
     }
     const Vector32 common = together ? unitOr(sum, {}) : Vector32();
     for (std::size_t i = 0; i < count; ++i) {
+        const CPolygon& polygon = mesh.polygons[corners[i] / 4];
         if (face[i].IsZero()) {
-            write(normals, mesh.polygons[corners[i] / 4], corners[i], {});
+            write(normals, polygon, corners[i], {});
             continue;
         }
         Vector32 own = common;
@@ -215,7 +217,19 @@ void smoothPoint(const Mesh& mesh, std::span<const UInt32> corners, const std::v
             }
             own = unitOr(own, {});
         }
-        write(normals, mesh.polygons[corners[i] / 4], corners[i], own.IsZero() ? face[i] : own);
+        write(normals, polygon, corners[i], own.IsZero() ? face[i] : own);
+    }
+}
+
+void smoothPoint(const Mesh& mesh, std::span<const UInt32> corners, const std::vector<Vector32>& faces,
+                 Float32 cosLimit, Vector32* normals) {
+    constexpr std::size_t kUsual = 8;
+    if (corners.size() <= kUsual) {
+        smoothFew<kUsual>(mesh, corners, faces, cosLimit, normals);
+    } else if (corners.size() <= kMaxExact) {
+        smoothFew<kMaxExact>(mesh, corners, faces, cosLimit, normals);
+    } else {
+        smoothCrowded(mesh, corners, faces, cosLimit, normals);
     }
 }
 
