@@ -86,7 +86,11 @@ Filename GeGetC4DPath(HostPath which) {
         case HostPath::Plugins:
             return paths().plugins;
         case HostPath::Write: {
-            const Filename folder = paths().preferences + Filename("scratch");
+            // Without a running application there are no preferences: tools and child processes.
+            const Filename base = paths().preferences.Content()
+                                      ? paths().preferences
+                                      : toFilename(fs::temp_directory_path() / ("lumora-" + std::to_string(getuid())));
+            const Filename folder = base + Filename("scratch");
             GeFCreateDir(folder);
             return folder;
         }

@@ -4,14 +4,15 @@
 
 #include <assimp/DefaultIOSystem.h>
 #include <assimp/config.h>
-#include <assimp/postprocess.h>
 #include <assimp/scene.h>
 
 #include <algorithm>
 #include <assimp/Importer.hpp>
 #include <cmath>
 #include <filesystem>
+#include <fstream>
 #include <optional>
+#include <sstream>
 #include <unordered_map>
 
 #include "host/io/import/animation.h"
@@ -112,10 +113,27 @@ private:
     BaseObject* firstCamera_ = nullptr;
 };
 
+/// A PLY file says in its header how many elements follow. A broken header that promises more than the file can hold
+/// keeps assimp busy for hours.
+void checkPlyHeader(const fs::path& path) {
+    std::error_code error;
+    const auto size = fs::file_size(path, error);
+    std::ifstream in(path, std::ios::binary);
+    std::string line;
+    for (int lines = 0; lines < 1000 && std::getline(in, line) && line.rfind("end_header", 0) != 0; ++lines) {
+        std::istringstream words(line.substr(0, 1000));
+        std::string word, name;
+        double count = 0;
+        if (words >> word && word == "element" && words >> name >> count && !(count <= static_cast<double>(size)))
+            throw ImportError("its header promises more of \"" + cleanName(name) + "\" than the file can hold");
+    }
+}
+
 AssimpScene::AssimpScene(Context& context) : context_(context), suffix_(context.file.GetSuffix().ToLower().str()) {
+    if (suffix_ == "ply") checkPlyHeader(context.file.str());
     importer_.SetIOHandler(new FolderOnly(fs::path(context.file.str()).parent_path()));  // owned by the importer
     importer_.SetPropertyBool(AI_CONFIG_IMPORT_FBX_PRESERVE_PIVOTS, false);
-    scene_ = importer_.ReadFile(context.file.str(), aiProcess_ValidateDataStructure);
+    scene_ = importer_.ReadFile(context.file.str(), 0);
     if (!scene_ || !scene_->mRootNode) {
         std::string reason = cleanName(importer_.GetErrorString());
         throw ImportError(reason.empty() ? "it cannot be read" : "it cannot be read (" + reason + ")");
@@ -228,6 +246,7 @@ Mesh AssimpScene::geometry(const aiMesh& source) {
         }
         addPolygon(mesh, corners);
     }
+    if (source.mNumFaces == 0) points = n;  // a cloud of points
     context_.leftOut("points were left out", points);
     context_.leftOut("lines were left out", lines);
     if (source.HasBones()) pose(source, mesh);

@@ -182,7 +182,7 @@ std::vector<T> GltfFile::decode(Int64 index, std::size_t components, const std::
     const std::size_t common = std::min(components, l.accessor.components);
     const int type = l.accessor.componentType;
     // An accessor without data is a short text that asks for any amount of zeros.
-    if (l.data.empty() && n > (std::size_t(1) << 28)) throw ImportError("an accessor without data is too long");
+    if (l.data.empty() && n > (std::size_t(1) << 26)) throw ImportError("an accessor without data is too long");
     std::vector<T> out(n * components);
     if constexpr (std::is_same_v<T, UInt32>)
         if (type == kFloat || type == kByte || type == kShort)

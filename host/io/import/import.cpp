@@ -140,6 +140,7 @@ BaseDocument* importFile(const Filename& file, String* error, std::vector<String
         if (error) *error = reported;
         return nullptr;
     }
+    if (result.end == ChildEnd::NotStarted) return fail(result.error);
     if (!result.ok()) return fail("the reader " + (result.error.empty() ? "failed" : result.error));
 
     BaseDocument* document = LoadDocument(Filename(scratch.path() + "/scene.lumdoc"), &reported);
