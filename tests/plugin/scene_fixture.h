@@ -11,6 +11,7 @@
 
 #include "engine/api/delayload.h"
 #include "engine/api/lumora_api.h"
+#include "plugin/core/globals.h"
 #include "plugin/geometry/object_tags.h"
 #include "plugin/materials/material_generation.h"
 #include "plugin/materials/material_manager.h"
@@ -26,6 +27,7 @@ protected:
             std::fprintf(stderr, "%s\n", error.c_str());
             std::abort();
         }
+        resetGlobals();
         ApiProjectManager::resetProject();
         Lumora::ApiWriteJournal::enable(true);
         Lumora::ApiWriteJournal::reset();
