@@ -43,7 +43,7 @@ void renderArguments(CLI::App& command, Options& options, Typed& typed) {
         ->check(CLI::Range(1, kMaxSamples));
     command
         .add_option("--kernel", options.kernel,
-                    "path: all light; direct: light that arrives directly. Default: the "
+                    "path: all light; direct: light that arrives directly. Default: path, or as a "
                     "scene's")
         ->type_name("path|direct")
         ->check(CLI::IsMember({"path", "direct"}));

@@ -24,6 +24,8 @@ public:
     /// Reads the file and evaluates the document at its time. The session owns it, and it is none of the host's open
     /// documents: the host would evaluate those on the main thread while a render works on them. Throws Failure.
     host::BaseDocument& open(const std::string& file);
+    /// Whether the document came from a foreign file.
+    bool imported() const { return imported_; }
     /// Frames the whole scene for a picture of that shape (width over height), when the document came from a foreign
     /// file without a camera. What a document of the host's own shows stays.
     void frameFor(double aspect);

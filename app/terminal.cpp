@@ -44,7 +44,13 @@ std::string printable(std::string_view text) {
 }
 
 void print(std::string_view line) {
-    const std::string text = printable(line) + "\n";
+    // Console lines may hold several lines; the empty ones between them tell nothing.
+    std::string text;
+    for (std::size_t start = 0; start < line.size();) {
+        const std::size_t end = std::min(line.find('\n', start), line.size());
+        if (end > start) text += printable(line.substr(start, end - start)) + "\n";
+        start = end + 1;
+    }
     const std::lock_guard lock(mutex);
     eraseOpenLine();
     std::fputs(text.c_str(), stderr);

@@ -2,6 +2,7 @@
 
 #include <omp.h>
 
+#include <algorithm>
 #include <mutex>
 
 #include "engine/api/lumora_api.h"
@@ -78,6 +79,10 @@ void engineStart(lumoraLive& session) {
     }
     session.engineStarted = true;
     session.engineError = {};
+    // As many threads as the host uses itself: its user may have chosen the number.
+    const Int32 threads = GeGetCurrentThreadCount();
+    Engine::setThreadCount(static_cast<unsigned>(std::max(1, threads)));
+    omp_set_num_threads(std::max(1, threads));
     setAttrIfChanged(&Lumora::ApiProjectManager::applicationPreferences(), Lumora::A_PREFERENCE_SHARED_CONTEXT,
                      prefs.getBool(PREF_SHOW_ERRORS));
     logLine("Plugin initialized.");

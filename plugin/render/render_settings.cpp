@@ -9,6 +9,10 @@ namespace lumora {
 
 namespace {
 
+/// Kernels as a person types them.
+constexpr std::pair<const char*, KernelType> kKernelNames[] = {
+    {"info", KERNEL_INFO}, {"direct", KERNEL_DIRECT}, {"path", KERNEL_PATH}, {"pmc", KERNEL_PMC}};
+
 /// Container ids written beside the table, for readers of older versions.
 constexpr Int32 kAlwaysWritten[] = {3219, 3222};
 constexpr const char* kOldSettingsObject = "myLumoraSettings";
@@ -175,9 +179,7 @@ bool RenderSettings::setFromText(const String& key, const String& value, String*
     String text = value;
     if (key == String("kernel")) {
         row = findSettingById(SETTING_KERNEL);
-        const std::pair<const char*, KernelType> names[] = {
-            {"info", KERNEL_INFO}, {"direct", KERNEL_DIRECT}, {"path", KERNEL_PATH}, {"pmc", KERNEL_PMC}};
-        for (const auto& [name, type] : names)
+        for (const auto& [name, type] : kKernelNames)
             if (text == String(name)) text = String::IntToString(type);
     } else if (key == String("samples")) {
         row = findSetting(kernelGroup(kernel()), "maxsamples");
@@ -228,6 +230,18 @@ std::vector<RendererSetting> RenderSettings::list() const {
         }
         result.push_back(std::move(s));
     }
+
+    // The short keys stand for rows of the table.
+    const auto addShort = [&](const char* key, Int32 row) {
+        if (row < 0) return;
+        RendererSetting s = result[static_cast<std::size_t>(row)];
+        s.key = key;
+        result.push_back(std::move(s));
+    };
+    addShort("kernel", findSettingById(SETTING_KERNEL));
+    for (const auto& [name, type] : kKernelNames)
+        if (result.back().value == String::IntToString(type)) result.back().value = name;
+    addShort("samples", findSetting(kernelGroup(kernel()), "maxsamples"));
     return result;
 }
 

@@ -1,0 +1,127 @@
+// Pictures that the program writes.
+#include <OpenImageIO/imageio.h>
+#include <gtest/gtest.h>
+#include <algorithm>
+#include <csignal>
+
+#include "tests/app/program.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using test::Outcome;
+using test::run;
+using test::RunOptions;
+using test::ScratchFolder;
+
+const std::string kCornell = std::string(LUMORA_EXAMPLES) + "/cornell/cornell.gltf";
+
+struct Picture {
+    int width = 0, height = 0, channels = 0;
+    bool isFloat = false;
+    std::vector<float> values;
+
+    float largest() const { return values.empty() ? 0 : *std::max_element(values.begin(), values.end()); }
+    /// Mean of one channel over the left or right half.
+    double half(int channel, bool right) const {
+        double sum = 0;
+        for (int y = 0; y < height; ++y)
+            for (int x = right ? width / 2 : 0; x < (right ? width : width / 2); ++x)
+                sum += values[static_cast<std::size_t>((y * width + x) * channels + channel)];
+        return sum / (width / 2 * height);
+    }
+};
+
+Picture readPicture(const std::string& file) {
+    Picture picture;
+    const auto input = OIIO::ImageInput::open(file);
+    if (!input) return picture;
+    const OIIO::ImageSpec& facts = input->spec();
+    picture = {facts.width, facts.height, facts.nchannels, facts.format == OIIO::TypeDesc::FLOAT, {}};
+    picture.values.resize(static_cast<std::size_t>(facts.width) * facts.height * facts.nchannels);
+    if (!input->read_image(0, 0, 0, facts.nchannels, OIIO::TypeDesc::FLOAT, picture.values.data())) return {};
+    return picture;
+}
+
+TEST(Render, WritesEveryFormatInTheSizeAskedFor) {
+    const ScratchFolder folder;
+    for (const std::string suffix : {"png", "jpg", "tif", "exr"}) {
+        const std::string file = folder / ("a." + suffix);
+        const Outcome outcome = run({"render", kCornell, "-o", file, "--size", "32x24", "--samples", "16"});
+        ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+        EXPECT_NE(outcome.out.find(file), std::string::npos) << "it says where the picture is: " << outcome.out;
+        const Picture picture = readPicture(file);
+        EXPECT_EQ(picture.width, 32) << suffix;
+        EXPECT_EQ(picture.height, 24) << suffix;
+        ASSERT_GE(picture.channels, 3) << suffix;
+        EXPECT_EQ(picture.isFloat, suffix == "exr");
+        // The red wall is on the left and the green one on the right.
+        EXPECT_GT(picture.half(0, false), picture.half(0, true)) << suffix;
+        EXPECT_GT(picture.half(1, true), picture.half(1, false)) << suffix;
+        // The lamp in the ceiling is in the picture: only linear floats can hold how bright it is.
+        if (suffix == "exr")
+            EXPECT_GT(picture.largest(), 2.0F);
+        else
+            EXPECT_GT(picture.largest(), 0.9F) << suffix;
+    }
+}
+
+TEST(Render, DefaultOutputLiesInTheCurrentFolder) {
+    const ScratchFolder folder;
+    RunOptions options;
+    options.directory = folder.path();
+    const Outcome outcome = run({"render", kCornell, "--size", "16x16", "--samples", "1", "--quiet"}, options);
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(readPicture(folder / "cornell.png").width, 16);
+}
+
+TEST(Render, TheNumberOfThreadsDoesNotChangeThePicture) {
+    const ScratchFolder folder;
+    for (const std::string suffix : {"png", "exr"}) {
+        std::vector<std::string> bytes;
+        for (const char* threads : {"1", "2"}) {
+            const std::string file = folder / (std::string("threads") + threads + "." + suffix);
+            ASSERT_EQ(run({"render", kCornell, "-o", file, "--size", "61x47", "--samples", "9", "--threads", threads})
+                          .exitCode,
+                      0);
+            bytes.push_back(test::readFile(file));
+        }
+        EXPECT_FALSE(bytes[0].empty());
+        EXPECT_TRUE(bytes[0] == bytes[1]) << suffix;
+    }
+}
+
+TEST(Render, DirectLightIsLessThanAllLight) {
+    const ScratchFolder folder;
+    double sums[2] = {};
+    for (const int direct : {0, 1}) {
+        const std::string file = folder / "a.exr";
+        ASSERT_EQ(run({"render", kCornell, "-o", file, "--size", "24x24", "--samples", "64", "--kernel",
+                       direct ? "direct" : "path"})
+                      .exitCode,
+                  0);
+        for (const float value : readPicture(file).values) sums[direct] += std::min(value, 1.0F);
+    }
+    EXPECT_GT(sums[1], 0);
+    EXPECT_LT(sums[1], 0.95 * sums[0]);
+}
+
+TEST(Render, AnInterruptWritesWhatThereIs) {
+    const ScratchFolder folder;
+    for (const int signal : {SIGINT, SIGTERM}) {
+        const std::string file = folder / ("a" + std::to_string(signal) + ".png");
+        RunOptions options;
+        options.signalOn = [signal](const std::string& err) {
+            return err.find(" of 1000000 samples") != std::string::npos ? signal : 0;
+        };
+        const Outcome outcome =
+            run({"render", kCornell, "-o", file, "--size", "32x32", "--samples", "1000000"}, options);
+        EXPECT_EQ(outcome.exitCode, 130) << outcome.err;
+        EXPECT_NE(outcome.err.find("nterrupted"), std::string::npos) << outcome.err;
+        EXPECT_NE(outcome.err.find(file), std::string::npos) << outcome.err;
+        EXPECT_GT(readPicture(file).largest(), 0.1F);
+    }
+}
+
+}  // namespace
