@@ -285,8 +285,8 @@ def build():
     leaf_green = scene.material('Leaf', (0.17, 0.30, 0.19), two_sided=True)
     white_paint = scene.material('White paint', (0.78, 0.77, 0.74))
     brass = scene.material('Brass', (0.50, 0.33, 0.11))
-    lamp_glass = scene.material('Lamp glass', (0.9, 0.9, 0.9), emission=(5.2, 2.9, 1.15))
-    panel = scene.material('Light panel', (0, 0, 0), emission=(13.0, 11.6, 9.6))
+    lamp_glass = scene.material('Lamp glass', (0.9, 0.9, 0.9), emission=(11.0, 5.6, 2.0))
+    panel = scene.material('Light panel', (0, 0, 0), emission=(27.0, 23.4, 18.6))
 
     # Room.
     room = scene.node('Room')
@@ -308,6 +308,11 @@ def build():
         scene.node(name, scene.mesh(name, rounded_box(size, 0.004, 2), white_paint), centre, parent=window)
     floor = rounded_box((6, 0.02, 6), 0, uv_scale=0.5)
     scene.node('Floor', scene.mesh('Floor', floor, oak), (0, -0.78, 1.2), parent=room)
+    # The room is open to the left, where the daylight comes from; the rest only keeps the sky out.
+    for name, centre, size in (('Ceiling', (0.2, 1.75, 0.9), (4.4, 0.1, 3.6)),
+                               ('Right wall', (2.0, 0.5, 0.9), (0.1, 2.6, 3.6)),
+                               ('Far wall', (0.4, 0.5, 2.7), (3.4, 2.6, 0.1))):
+        scene.node(name, scene.mesh(name, rounded_box(size, 0), white_paint), centre, parent=room)
 
     # What stands where: x, z and the room that it needs on the cloth.
     vase_at, bowl_at, books_at = (-0.315, -0.17), (0.015, -0.02), (0.345, -0.155)
