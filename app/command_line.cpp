@@ -138,6 +138,9 @@ int parseAndRun(int argc, char** argv) {
         std::fputs(cli.help().c_str(), stderr);
         return kExitUsage;
     }
+    const auto named = [&](const Command& row) { return arguments.front() == row.name; };
+    if (!arguments.front().starts_with('-') && std::none_of(std::begin(kCommands), std::end(kCommands), named))
+        throw Failure(kExitUsage, "There is no command \"" + arguments.front() + "\". See lumora --help.");
     try {
         std::reverse(arguments.begin(), arguments.end());  // the parser takes them from the back
         cli.parse(arguments);

@@ -6,6 +6,7 @@
 #include "app/interrupt.h"
 #include "app/options.h"
 #include "app/output_file.h"
+#include "app/renderer.h"
 #include "app/session.h"
 
 namespace app {
@@ -17,6 +18,8 @@ int convertCommand(const Options& options) {
 
     Session session(options);
     host::BaseDocument& document = session.open(options.scene);
+    // So that the document renders as the original does.
+    if (session.imported() && Renderer::available()) Renderer(session, document).setImportDefaults();
     host::String error;
     if (!host::SaveDocument(&document, host::Filename(options.output), &error))
         throw Failure(kExitFailure, error.Content() ? error.str() : options.output + " could not be written.");

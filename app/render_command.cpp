@@ -68,12 +68,8 @@ PictureSize chooseSize(host::BaseContainer& renderData, const std::optional<Pict
     return size;
 }
 
-void applySettings(Renderer& renderer, const Options& options, const PictureFormat& format, bool imported) {
-    // A foreign file says nothing of kernels: then it is all light.
-    if (!options.kernel.empty())
-        renderer.set("kernel", options.kernel);
-    else if (imported)
-        renderer.set("kernel", "path");
+void applySettings(Renderer& renderer, const Options& options, const PictureFormat& format) {
+    if (!options.kernel.empty()) renderer.set("kernel", options.kernel);
     if (options.samples) renderer.set("samples", std::to_string(*options.samples));
     renderer.set("depth", format.linear ? "2" : "0");
     for (const auto& [key, value] : options.settings) renderer.set(key, value);
@@ -114,7 +110,8 @@ int renderCommand(const Options& options) {
     Session session(options);
     BaseDocument& document = session.open(options.scene);
     Renderer renderer(session, document);
-    applySettings(renderer, options, format, session.imported());
+    if (session.imported()) renderer.setImportDefaults();
+    applySettings(renderer, options, format);
     if (!options.camera.empty()) chooseCamera(document, options.camera);
 
     host::BaseContainer renderData = document.GetActiveRenderData()->GetData();

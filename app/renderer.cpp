@@ -37,6 +37,10 @@ Renderer::Renderer(Session& session, host::BaseDocument& document)
     data->SetInt32(host::RDATA_RENDERENGINE, id_);
 }
 
+bool Renderer::available() {
+    return findRenderer(0) != 0;
+}
+
 bool Renderer::call(host::RendererSettingsCall& call) {
     call.renderer = id_;
     call.document = &document_;

@@ -22,6 +22,12 @@ public:
     /// document's renderer. Throws Failure when there is none.
     Renderer(Session& session, host::BaseDocument& document);
 
+    /// Whether a renderer is loaded, so that the constructor will not throw.
+    static bool available();
+
+    /// What a document that came from a foreign file gets, since such files say nothing of it: all light.
+    void setImportDefaults() { set("kernel", "path"); }
+
     /// Throws Failure with exit code 2 when the renderer refuses the key or the value.
     void set(const std::string& key, const std::string& value);
     /// All settings as they are now.
