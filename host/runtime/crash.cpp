@@ -19,13 +19,19 @@ namespace {
 
 constexpr std::array kSignals{SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
 
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+
 std::array<struct sigaction, kSignals.size()> before;
 bool installed = false;
 std::atomic<bool> crashing{false};
 
 // Static: the heap may be what is broken.
 char report[16384];
-[[maybe_unused]] alignas(16) char handlerStack[64 * 1024];
+alignas(16) char handlerStack[64 * 1024];
 
 void writeAll(const char* text) {
     std::size_t left = std::strlen(text);
@@ -80,7 +86,7 @@ void SetCrashHandler(CrashHandler handler) {
 }
 
 void installCrashSignals() {
-#if !defined(__SANITIZE_ADDRESS__)
+    if (kSanitized) return;
     if (installed) return;
     std::array<void*, 2> frames;
     backtrace(frames.data(), 2);  // its first call loads a library: not in a handler
@@ -93,7 +99,6 @@ void installCrashSignals() {
     action.sa_flags = SA_ONSTACK | SA_NODEFER;
     for (std::size_t i = 0; i < kSignals.size(); ++i) sigaction(kSignals[i], &action, &before[i]);
     installed = true;
-#endif
 }
 
 void removeCrashSignals() {
