@@ -61,7 +61,7 @@ void describeCrash(int signal) {
     }
 }
 
-void onCrash(int signal) {
+[[maybe_unused]] void onCrash(int signal) {  // the sanitizers report crashes themselves
     // A second crash, in a handler or on another thread, ends at once.
     if (!crashing.exchange(true)) {
         describeCrash(signal);
