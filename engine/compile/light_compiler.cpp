@@ -54,6 +54,38 @@ SetsByMesh setsOf(const std::shared_ptr<const Geometry>& geometry, const std::sh
     return out;
 }
 
+/// More emitting triangles than this are chosen by power alone: their tree would cost more memory than it is worth.
+constexpr std::size_t kMaxTreeItems = 200'000;
+
+void buildTree(const Geometry& geometry, Lights& lights) {
+    std::size_t count = 0;
+    for (const Emitter& e : lights.emitters) count += lights.sets[e.set]->triangles.size();
+    if (count < 2 || count > kMaxTreeItems) return;
+    std::vector<LightTree::Item> items;
+    items.reserve(count);
+    lights.items.reserve(count);
+    for (const Emitter& e : lights.emitters) {
+        lights.firstItem.push_back(static_cast<std::uint32_t>(lights.items.size()));
+        const EmitterSet& set = *lights.sets[e.set];
+        const Instance& instance = geometry.instances[e.instance];
+        const CompiledMesh& mesh = *geometry.meshes[instance.mesh];
+        for (const std::uint32_t triangle : set.triangles) {
+            Float3 c[3];
+            triangleCorners(mesh, triangle >> 1, triangle & 1, c);
+            for (Float3& p : c) p = transformPoint(instance.toWorld, p);
+            LightTree::Item item;
+            item.center = (c[0] + c[1] + c[2]) * (1.0f / 3.0f);
+            for (const Float3& p : c) item.radius = std::max(item.radius, length(p - item.center));
+            const float area = 0.5f * length(cross(c[1] - c[0], c[2] - c[0]));
+            // A triangle that the transform squashes to nothing keeps a place in the order but no chance to speak of.
+            item.power = std::max(area * set.slotWeight[mesh.material(triangle >> 1)], 1e-30f);
+            items.push_back(item);
+            lights.items.push_back({e.instance, triangle});
+        }
+    }
+    lights.tree = LightTree(items);
+}
+
 /// Luminance times solid angle over a grid of the equirectangular map.
 Distribution2D environmentDistribution(const Environment& environment) {
     constexpr std::uint32_t kWidth = 512, kHeight = 256;
@@ -156,6 +188,7 @@ std::shared_ptr<const Lights> compileLights(const Geometry& geometry, const Shad
         power.push_back(static_cast<float>(out->sets[set]->distribution.total()) * areaScale);
     }
     out->distribution = AliasTable(power);
+    buildTree(geometry, *out);
     return out;
 }
 

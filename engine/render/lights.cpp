@@ -26,19 +26,36 @@ WorldTriangle worldTriangle(const Instance& instance, const CompiledMesh& mesh, 
     return r;
 }
 
+struct Choice {
+    std::uint32_t instance = 0, triangle = 0;
+    float probability = 0.0f;
+};
+
+Choice chooseTriangle(const Lights& lights, Float3 from, Float2 u) {
+    Choice c;
+    if (!lights.tree.empty()) {
+        const Lights::Item& item = lights.items[lights.tree.sample(from, u, c.probability)];
+        c.instance = item.instance;
+        c.triangle = item.triangle;
+        return c;
+    }
+    const std::uint32_t index = lights.distribution.sample(u.x);
+    const Emitter& emitter = lights.emitters[index];
+    const EmitterSet& set = *lights.sets[emitter.set];
+    const std::uint32_t entry = set.distribution.sample(u.y);
+    c.instance = emitter.instance;
+    c.triangle = set.triangles[entry];
+    c.probability = lights.distribution.probability(index) * set.distribution.probability(entry);
+    return c;
+}
+
 LightSample sampleEmitter(const RenderScene& scene, float chance, Float3 from, const float u[4]) {
     const Lights& lights = *scene.lights;
     LightSample s;
-    float pick = u[0];
-    const std::uint32_t index = lights.distribution.sample(pick);
-    const Emitter& emitter = lights.emitters[index];
-    const EmitterSet& set = *lights.sets[emitter.set];
-    const Instance& instance = scene.geometry->instances[emitter.instance];
+    const Choice chosen = chooseTriangle(lights, from, {u[0], u[1]});
+    const Instance& instance = scene.geometry->instances[chosen.instance];
     const CompiledMesh& mesh = *scene.geometry->meshes[instance.mesh];
-    float pickTriangle = u[1];
-    const std::uint32_t entry = set.distribution.sample(pickTriangle);
-    const std::uint32_t code = set.triangles[entry];
-    const std::uint32_t polygon = code >> 1, half = code & 1;
+    const std::uint32_t polygon = chosen.triangle >> 1, half = chosen.triangle & 1;
     const WorldTriangle t = worldTriangle(instance, mesh, polygon, half);
     if (!(t.area > 0.0f)) return s;
     const Float2 b = sampleTriangle({u[2], u[3]});
@@ -50,8 +67,7 @@ LightSample sampleEmitter(const RenderScene& scene, float chance, Float3 from, c
     s.direction = d * (1.0f / s.distance);
     const float cosine = std::abs(dot(t.normal, s.direction));
     if (!(cosine > 0.0f)) return s;
-    const float chosen = chance * lights.distribution.probability(index) * set.distribution.probability(entry);
-    s.pdf = chosen * distance2 / (cosine * t.area);
+    s.pdf = chance * chosen.probability * distance2 / (cosine * t.area);
     const MaterialId id =
         scene.shading->slotMaterials[scene.geometry->meshSlot[instance.mesh] + mesh.material(polygon)];
     const Material& material = scene.shading->materials[id];
@@ -65,7 +81,7 @@ LightSample sampleEmitter(const RenderScene& scene, float chance, Float3 from, c
     // Both halves carry barycentrics as Embree would report them.
     Hit hit;
     hit.t = s.distance;
-    hit.instance = emitter.instance;
+    hit.instance = chosen.instance;
     hit.polygon = polygon;
     hit.u = half ? 1.0f - b.x : b.x;
     hit.v = half ? 1.0f - b.y : b.y;
@@ -157,14 +173,25 @@ float emitterPdf(const RenderScene& scene, const LightChoice& choice, Float3 fro
     const CompiledMesh& mesh = *scene.geometry->meshes[instance.mesh];
     const float weight = set.slotWeight[mesh.material(hit.polygon)];
     if (!(weight > 0.0f)) return 0.0f;
-    const WorldTriangle t = worldTriangle(instance, mesh, hit.polygon, halfOf(mesh, hit.polygon, hit.u, hit.v));
+    const std::uint32_t half = halfOf(mesh, hit.polygon, hit.u, hit.v);
+    const WorldTriangle t = worldTriangle(instance, mesh, hit.polygon, half);
     if (!(t.area > 0.0f)) return 0.0f;
-    const float choiceOfTriangle = static_cast<float>(t.objectArea * weight / set.distribution.total());
+    float chosen;
+    if (lights.tree.empty()) {
+        chosen = lights.distribution.probability(index) *
+                 static_cast<float>(t.objectArea * weight / set.distribution.total());
+    } else {
+        const std::uint32_t code = 2 * hit.polygon + half;
+        const auto entry = std::lower_bound(set.triangles.begin(), set.triangles.end(), code);
+        if (entry == set.triangles.end() || *entry != code) return 0.0f;
+        chosen = lights.tree.probability(
+            from, lights.firstItem[index] + static_cast<std::uint32_t>(entry - set.triangles.begin()));
+    }
     const Float3 d = surface.position - from;
     const float distance2 = dot(d, d);
     const float cosine = std::abs(dot(t.normal, d)) / std::sqrt(distance2);
     if (!(cosine > 0.0f)) return 0.0f;
-    return choice.emitters * lights.distribution.probability(index) * choiceOfTriangle * distance2 / (cosine * t.area);
+    return choice.emitters * chosen * distance2 / (cosine * t.area);
 }
 
 }  // namespace Lumora::engine

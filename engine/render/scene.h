@@ -10,6 +10,7 @@
 #include "engine/graph/record.h"
 #include "engine/render/distribution.h"
 #include "engine/render/embree.h"
+#include "engine/render/light_tree.h"
 #include "engine/render/material.h"
 #include "engine/render/settings.h"
 
@@ -108,6 +109,14 @@ struct Lights {
     AliasTable distribution;                     ///< over the emitters, by power
     std::vector<std::uint32_t> instanceEmitter;  ///< of each instance, kNone: emits nothing
     std::uint64_t triangles = 0;
+
+    /// One emitting triangle of one instance.
+    struct Item {
+        std::uint32_t instance = 0, triangle = 0;  ///< polygon times two plus half
+    };
+    LightTree tree;  ///< over `items`; empty when there are too many of them
+    std::vector<Item> items;
+    std::vector<std::uint32_t> firstItem;  ///< of each emitter; its items are in the order of its set
 };
 
 struct Environment {

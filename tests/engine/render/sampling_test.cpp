@@ -103,8 +103,36 @@ TEST(Sampling, EnvironmentFollowsItsLuminance) {
     EXPECT_NEAR(estimate / kCount, integral, 0.01 * integral);
 }
 
+TEST(Sampling, LightTreePicksItemsWithTheProbabilityThatItTells) {
+    Random random;
+    std::vector<LightTree::Item> items;
+    for (int i = 0; i < 50; ++i) {
+        items.push_back({{4 * random(), 4 * random(), 4 * random()}, 0.1f * random(), 0.01f + random()});
+    }
+    items[7] = items[8];  // two in one place
+    const LightTree tree(items);
+    for (const Float3 from : {Float3{2, 2, 2}, Float3{-9, 0, 1}, items[3].center}) {
+        constexpr int kCount = 100000;
+        std::vector<double> counts(items.size()), expected(items.size());
+        for (int i = 0; i < kCount; ++i) {
+            float probability = 0.0f;
+            const float u = random(), v = random();
+            const std::uint32_t item = tree.sample(from, {u, v}, probability);
+            ++counts[item];
+            ASSERT_FLOAT_EQ(probability, tree.probability(from, item));
+        }
+        double sum = 0.0;
+        for (std::uint32_t i = 0; i < items.size(); ++i) {
+            expected[i] = kCount * static_cast<double>(tree.probability(from, i));
+            sum += expected[i];
+        }
+        EXPECT_NEAR(sum / kCount, 1.0, 1e-4);
+        expectDistributed(counts, expected, "light tree");
+    }
+}
+
 /// The mean of 1 / pdf over points chosen on emitters is the solid angle that they fill.
-TEST(Sampling, EmitterDensityMeasuresSolidAngle) {
+void measureSolidAngles(bool withTree) {
     Scene scene(8, 8, 1);
     MeshData m;
     // A unit square split unevenly into polygons of both kinds, with two materials.
@@ -116,7 +144,14 @@ TEST(Sampling, EmitterDensityMeasuresSolidAngle) {
     // Two instances: the square, and a stretched one far below that fills a solid angle of its own.
     Matrix<float> below = scaling({3, 1, 2});
     below.m[1][3] = -4;
-    const RenderScenePtr built = compiler.apply(scene.delta(scene.scatter(mesh, {Matrix<float>{}, below}))).scene;
+    auto built = std::make_shared<RenderScene>(
+        *compiler.apply(scene.delta(scene.scatter(mesh, {Matrix<float>{}, below}))).scene);
+    if (!withTree) {
+        auto lights = std::make_shared<Lights>(*built->lights);
+        lights->tree = {};
+        built->lights = lights;
+    }
+    ASSERT_EQ(built->lights->tree.empty(), !withTree);
     const LightChoice choice(*built);
     const Float3 from{0, 0, 0};
     Random random;
@@ -140,6 +175,11 @@ TEST(Sampling, EmitterDensityMeasuresSolidAngle) {
     };
     EXPECT_NEAR(up / kCount, square(0.5, 0.5, 1.0), 0.01);
     EXPECT_NEAR(down / kCount, square(1.5, 1.0, 3.0), 0.01);
+}
+
+TEST(Sampling, EmitterDensityMeasuresSolidAngle) {
+    measureSolidAngles(true);
+    measureSolidAngles(false);
 }
 
 TEST(Sampling, SequencesAreStratifiedAndDecorrelated) {
