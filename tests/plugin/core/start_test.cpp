@@ -1,5 +1,5 @@
 // Start and end of the plug-in, its options, and an engine that is not there.
-#include <fstream>
+#include <cstdlib>
 
 #include "engine/api/delayload.h"
 #include "host/sdk/render.h"
@@ -42,6 +42,21 @@ TEST_F(StartTest, MissingEngineLibraryLeavesThePluginLoaded) {
     SpecialEventAdd(MSG_START_RENDER);
     app->processEvents();
     EXPECT_EQ(live().state(), LiveState::NotInit);
+}
+
+TEST_F(StartTest, EngineThatDoesNotStartIsTriedAgainByTheNextRender) {
+    setenv("LUMORA_ENGINE_FAIL_START", "no such processor", 1);
+    start();
+    BaseDocument* document = makeLitCube();
+    EXPECT_GE(renderError(document).Find("no such processor"), 0);
+    EXPECT_EQ(live().state(), LiveState::NotInit);
+    EXPECT_FALSE(live().finalRender);
+    SpecialEventAdd(MSG_START_RENDER);
+    app->processEvents();
+    EXPECT_EQ(live().state(), LiveState::NotInit);
+    unsetenv("LUMORA_ENGINE_FAIL_START");
+    startLive(document);
+    EXPECT_TRUE(live().engineError.IsEmpty());
 }
 
 TEST_F(StartTest, StartsAndEndsManyTimesInOneProcess) {
