@@ -120,7 +120,7 @@ BaseObject* callGenerator(ObjectData& data, BaseObject& object, const BaseDocume
     try {
         return data.GetVirtualObjects(&object, &document);
     } catch (const std::exception& e) {
-        GeConsoleOut("\"" + object.GetName() + "\" could not be evaluated: " + e.what());
+        GeConsoleOut("Error: \"" + object.GetName() + "\" could not be evaluated: " + e.what());
         return nullptr;
     }
 }

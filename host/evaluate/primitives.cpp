@@ -67,7 +67,7 @@ public:
 
 private:
     void tooMany(const String& what) const {
-        GeConsoleOut("\"" + object_.GetName() + "\" asks for " + what + "; it is built with fewer.");
+        GeConsoleOut("Warning: \"" + object_.GetName() + "\" asks for " + what + "; it is built with fewer.");
     }
     const BaseObject& object_;
     const BaseContainer& data_;

@@ -40,6 +40,23 @@ const char* trustedReader(const Filename& file) {
     return nullptr;
 }
 
+// Whether the chunks of a PNG file follow each other to its end mark. The reader jumps out of its own functions on a
+// file that is cut off, leaves memory behind and writes to stderr; so such files do not reach it.
+Bool pngIsWhole(const Filename& file) {
+    std::ifstream stream(file.str(), std::ios::binary);
+    stream.seekg(0, std::ios::end);
+    const auto size = static_cast<UInt64>(std::max<std::streamoff>(stream.tellg(), 0));
+    for (UInt64 at = 8; at + 12 <= size;) {
+        std::array<unsigned char, 8> head{};
+        stream.seekg(static_cast<std::streamoff>(at));
+        if (!stream.read(reinterpret_cast<char*>(head.data()), head.size())) return false;
+        const UInt64 length = UInt64(head[0]) << 24 | UInt64(head[1]) << 16 | UInt64(head[2]) << 8 | head[3];
+        at += 12 + length;  // with the chunk's name and check sum
+        if (std::memcmp(&head[4], "IEND", 4) == 0) return at <= size;
+    }
+    return false;
+}
+
 ImageStatus failure(ImageResult result, const Filename& file, const std::string& what) {
     return {result, file.str() + ": " + what};
 }
@@ -211,6 +228,9 @@ ImageStatus decodeImage(const Filename& file, ImageData* image) {
     const char* reader = trustedReader(file);
     auto input = reader ? OIIO::ImageInput::create(reader) : nullptr;
     OIIO::ImageSpec spec;
+    if (input && std::string_view(reader) == "png" && !pngIsWhole(file)) {
+        return failure(ImageResult::WrongFormat, file, "the picture is cut off");
+    }
     if (input) {
         if (!input->open(file.str(), spec, wishes)) {
             return failure(ImageResult::WrongFormat, file, firstLine(input->geterror()));

@@ -47,7 +47,7 @@ Application::Application(ApplicationOptions options) : impl_(std::make_unique<Im
     const Filename preferences = GeGetC4DPath(HostPath::Preferences);
     openConsole({o.console, o.status}, preferences + Filename("lumora.log"));
     if (!lasting) {
-        GeConsoleOut("The preferences folder cannot be written; " + preferences.GetString() + " is used.");
+        GeConsoleOut("Warning: the preferences folder cannot be written; " + preferences.GetString() + " is used.");
     }
     loadWorldData(preferences + Filename("world.prefs"));
     resetEvents();

@@ -17,13 +17,13 @@ namespace host {
 
 namespace {
 
-constexpr std::array kSignals{SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
-
 #if defined(__SANITIZE_ADDRESS__)
 constexpr bool kSanitized = true;
 #else
 constexpr bool kSanitized = false;
 #endif
+
+constexpr std::array kSignals{SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
 
 std::array<struct sigaction, kSignals.size()> before;
 bool installed = false;
@@ -61,7 +61,7 @@ void describeCrash(int signal) {
     }
 }
 
-[[maybe_unused]] void onCrash(int signal) {  // the sanitizers report crashes themselves
+void onCrash(int signal) {
     // A second crash, in a handler or on another thread, ends at once.
     if (!crashing.exchange(true)) {
         describeCrash(signal);
@@ -86,8 +86,7 @@ void SetCrashHandler(CrashHandler handler) {
 }
 
 void installCrashSignals() {
-    if (kSanitized) return;
-    if (installed) return;
+    if (installed || kSanitized) return;
     std::array<void*, 2> frames;
     backtrace(frames.data(), 2);  // its first call loads a library: not in a handler
     stack_t stack{};

@@ -50,7 +50,7 @@ bool PluginLoader::open(const Filename& file, Plugin* plugin) {
         failures_.push_back({file, "it has no entry c4d_main"});
         dlclose(plugin->library);
     }
-    GeConsoleOut("The plug-in " + file.GetString() + " was not loaded: " + failures_.back().reason + ".");
+    GeConsoleOut("Warning: the plug-in " + file.GetString() + " was not loaded: " + failures_.back().reason + ".");
     return false;
 }
 
@@ -64,7 +64,7 @@ bool PluginLoader::call(const Plugin& plugin, PluginAction action, Int32 id, voi
     try {
         return plugin.entry(&call);
     } catch (const std::exception& e) {
-        GeConsoleOut("The plug-in " + String(plugin.directory) + " failed: " + e.what());
+        GeConsoleOut("Error: the plug-in " + String(plugin.directory) + " failed: " + e.what());
         return false;
     }
 }
@@ -79,7 +79,7 @@ bool PluginLoader::startOne(Plugin& plugin) {
     call(plugin, PluginAction::Message, C4DPL_INIT_SYS, nullptr);
     if (call(plugin, PluginAction::Start, 0, nullptr)) return true;
     failures_.push_back({plugin.file.Content() ? plugin.file : Filename(plugin.directory), "it refused to start"});
-    GeConsoleOut("The plug-in " + failures_.back().file.GetString() + " refused to start and was unloaded.");
+    GeConsoleOut("Warning: the plug-in " + failures_.back().file.GetString() + " refused to start and was unloaded.");
     unload(plugin);
     return false;
 }

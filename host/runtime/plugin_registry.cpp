@@ -54,8 +54,8 @@ Bool add(Registration entry) {
         }
         holder = place->second.info.name;
     }
-    GeConsoleOut("The id " + String::IntToString(entry.info.id) + " of \"" + entry.info.name + "\" is taken by \"" +
-                 holder + "\".");
+    GeConsoleOut("Warning: the id " + String::IntToString(entry.info.id) + " of \"" + entry.info.name +
+                 "\" is taken by \"" + holder + "\".");
     return false;
 }
 

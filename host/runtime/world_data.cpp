@@ -82,7 +82,7 @@ void loadWorldData(const Filename& name) {
     std::error_code error;
     std::filesystem::rename(name.str(), spare.str(), error);
     GeConsoleOut(
-        "The preferences " + name.GetString() + " cannot be read (" + problem + "). " +
+        "Warning: the preferences " + name.GetString() + " cannot be read (" + problem + "). " +
         (error ? String("Defaults are used.") : "They are kept as " + spare.GetString() + "; defaults are used."));
 }
 
@@ -110,7 +110,7 @@ Bool SetWorldPluginData(Int32 id, const BaseContainer& data, Bool merge) {
     *entry = std::move(next);
     if (w.file.IsEmpty()) return false;
     if (writeEntries(w)) return true;
-    GeConsoleOut("The preferences could not be written to " + w.file.GetString() + ".");
+    GeConsoleOut("Warning: the preferences could not be written to " + w.file.GetString() + ".");
     return false;
 }
 

@@ -24,7 +24,7 @@ int hang(const Arguments&) {
     for (;;) std::this_thread::sleep_for(std::chrono::hours(1));
 }
 int spin(const Arguments&) {
-    for (volatile int x = 0;;) x = x + 1;
+    for (volatile unsigned x = 0;;) x = x + 1;
 }
 int crash(const Arguments&) {
     std::abort();
