@@ -3,7 +3,6 @@
 #include "app/failure.h"
 #include "app/interrupt.h"
 #include "app/terminal.h"
-#include "host/io/import/embedded_images.h"
 #include "host/io/import/frame_view.h"
 #include "host/io/import/import.h"
 
@@ -51,14 +50,14 @@ host::BaseDocument& Session::open(const std::string& file) {
     imported_ = host::isImportFile(name);
     if (imported_) {
         std::vector<host::String> warnings;
-        document_.reset(host::importScene(name, &error, &warnings));
+        host::ImportLimits limits;
+        limits.stop = interrupted;
+        document_.reset(host::importScene(name, &error, &warnings, limits));
         if (!quiet_)
             for (const host::String& warning : warnings)
                 terminal::print("lumora: warning: " + file + ": " + warning.str());
     } else {
         document_.reset(host::LoadDocument(name, &error));
-        if (document_ && !host::materialiseEmbeddedImages(*document_, &error))
-            terminal::print("lumora: warning: " + error.str());
     }
     // The reader may have been ended by the same Ctrl-C: then that is the reason, whatever it says.
     if (interrupted()) throw Failure(kExitInterrupted, "Interrupted while reading " + file + ".");

@@ -94,7 +94,9 @@ Filename Context::imagePath(const std::string& given) {
         if (found.empty()) found = findIn(place, base);
     if (found.empty()) {
         warn("the image \"" + cleanName(name) + "\" was not found");
-        found = wanted.is_absolute() ? folder / base : asGiven;
+        // A place outside the folder is not kept: it may be a device, or name things of the writer's machine.
+        const bool inside = wanted.is_relative() && !wanted.empty() && *wanted.lexically_normal().begin() != "..";
+        found = inside ? asGiven : folder / base;
     }
     const Filename path(found.lexically_normal().string());
     imagePaths_.emplace(name, path);

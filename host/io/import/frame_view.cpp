@@ -84,7 +84,7 @@ Bool frameView(BaseDocument& document, Float aspect) {
         aspect = width > 0 && height > 0 ? width / height : 16.0 / 9.0;
     }
     constexpr Float kHeading = 35 / kDegreesPerRadian, kPitch = 20 / kDegreesPerRadian, kWidth = 40 / kDegreesPerRadian;
-    constexpr Float kMargin = 0.9;  // of the picture that the content may fill
+    constexpr Float kMargin = 0.95;  // of the picture that the content may fill
     // The camera's axes: it looks along z, from the right of the content and down on it.
     Matrix axes;
     axes.v3 = Vector(-std::sin(kHeading) * std::cos(kPitch), -std::sin(kPitch), std::cos(kHeading) * std::cos(kPitch));

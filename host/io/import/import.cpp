@@ -132,7 +132,7 @@ BaseDocument* importFile(const Filename& file, String* error, std::vector<String
     if (!kRegistered || scratch.path().empty()) return fail("there is no folder for scratch files");
 
     const std::string absolute = fs::absolute(path, status).lexically_normal().string();
-    const ChildResult result = runInChild(kJob, {absolute, scratch.path()}, limitsFor(file, limits));
+    const ChildResult result = runInChild(kJob, {absolute, scratch.path()}, limitsFor(file, limits), -1, limits.stop);
     String reported;
     std::vector<String> told;
     readReport(scratch.path() + "/report", reported, told);

@@ -5,6 +5,7 @@
 // document file of our own; what comes back is checked before it is used.
 #pragma once
 
+#include <functional>
 #include <vector>
 
 #include "host/sdk/document.h"
@@ -17,6 +18,8 @@ struct ImportLimits {
     /// Processor time, and twice as much time on the clock; 0: 30 s and 10 s more for each megabyte of input, at most
     /// an hour, or LUMORA_IMPORT_SECONDS.
     Float seconds = 0;
+    /// Asked about ten times a second; true ends the import with an error. May be empty.
+    std::function<bool()> stop;
 };
 
 /// True when the suffix is one of a foreign scene format: gltf, glb, obj, fbx, ply, stl, dae.

@@ -84,6 +84,18 @@ TEST(ImportChild, AFileThatPromisesTooMuchEndsInASentence) {
 #endif
 }
 
+TEST(ImportChild, IsEndedWhenItIsAskedTo) {
+    const Folder folder;
+    const TestApplication application(folder.file("preferences").str());
+    std::string text = "v 0 0 0\nv 1 0 0\nv 0 1 0\n";
+    for (int i = 0; i < 2000000; ++i) text += "f 1 2 3\n";
+    ImportLimits limits;
+    limits.stop = [] { return true; };
+    String error;
+    EXPECT_EQ(importScene(folder.write("long.obj", text), &error, nullptr, limits), nullptr);
+    EXPECT_GE(error.Find("the reader was stopped"), 0) << error.c_str();
+}
+
 TEST(ImportChild, DamagedFilesOfEveryFormatEndInASentenceOrAScene) {
     const Folder folder;
     const TestApplication application(folder.file("preferences").str());
