@@ -67,7 +67,7 @@ void loadEngine() {
 bool checkHostVersion() {
     const Int32 version = GetHostVersion();
     if (version >= kFirstHostVersion && version < kEndHostVersion) return true;
-    MessageDialog("Lumora plugin(20) and Cinema 4D R" + String::IntToString(version / 1000) +
+    MessageDialog("Lumora plugin(20) and host R" + String::IntToString(version / 1000) +
                   " versions mismatch!\nPlease make sure that you read the installation information.");
     return false;
 }
@@ -76,8 +76,8 @@ void logVersions() {
     if (engineLibraryError().IsEmpty())
         logLine(String("Loaded Lumora DLL:") + Lumora::ApiInfo::lumoraName() +
                 "  version:" + String::IntToString(Lumora::ApiInfo::lumoraVersion()));
-    logLine(String("Lumora Render for Cinema 4D ") + kPluginVersionText +
-            "  BUILD:" + String::IntToString(kPluginBuild) + " C4D:" + String::IntToString(GetHostVersion()));
+    logLine(String("Lumora Render ") + kPluginVersionText + "  BUILD:" + String::IntToString(kPluginBuild) +
+            " host:" + String::IntToString(GetHostVersion()));
     logLine(String("\nLumora Render SDK version: ") + kEngineSdkVersionText);
 }
 
