@@ -112,6 +112,7 @@ bool EnvironmentBuilder::buildTexture(const BaseObject* sky) {
             textureGraph_ = nullptr;
         }
         const Vector colour = shaders_.toLinear(colour_);
+        if (!visible_) logLine("The scene has no sky: a soft sky of one colour lights it.");
         return setRgbNode(envNode_, P_TEXTURE, toFloat3(colour));
     }
     if (!laid.material->GetDataInstance()->GetBool(MATERIAL_USE_COLOR)) return disconnectPin(envNode_, P_TEXTURE);
