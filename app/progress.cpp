@@ -10,7 +10,7 @@ namespace app {
 namespace {
 
 constexpr auto kRedrawEvery = std::chrono::milliseconds(200);  // a terminal
-constexpr auto kLineEvery = std::chrono::seconds(3);           // a file or a pipe
+constexpr auto kLineEvery = std::chrono::seconds(5);           // a file or a pipe
 constexpr int kBarWidth = 24;
 constexpr double kSettled = 0.5;  // seconds: a rate of less than that says little
 

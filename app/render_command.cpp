@@ -57,6 +57,15 @@ void chooseFrame(BaseDocument& document, host::BaseContainer& renderData, const 
     renderData.SetTime(host::RDATA_FRAMETO, document.GetTime());
 }
 
+/// Whether anything in the scene gives light. Luminous materials count whether an object has them or not.
+bool hasLight(const BaseDocument& document) {
+    for (BaseObject* object = document.GetFirstObject(); object; object = nextInTree(object))
+        if (object->GetType() == host::Olight || object->GetType() == host::Osky) return true;
+    for (const host::BaseMaterial* m = document.GetFirstMaterial(); m; m = m->GetNext())
+        if (m->GetType() != host::Mmaterial || m->GetChannelState(host::MATERIAL_USE_LUMINANCE)) return true;
+    return false;
+}
+
 PictureSize chooseSize(host::BaseContainer& renderData, const std::optional<PictureSize>& asked) {
     PictureSize size = asked.value_or(
         PictureSize{renderData.GetInt32(host::RDATA_XRES, 1280), renderData.GetInt32(host::RDATA_YRES, 720)});
@@ -113,11 +122,14 @@ int renderCommand(const Options& options) {
     if (session.imported()) renderer.setImportDefaults();
     applySettings(renderer, options, format);
     if (!options.camera.empty()) chooseCamera(document, options.camera);
+    if (!options.quiet && !hasLight(document)) terminal::print("The scene has no lights; a soft sky lights it.");
 
     host::BaseContainer renderData = document.GetActiveRenderData()->GetData();
     const PictureSize size = chooseSize(renderData, options.size);
     chooseFrame(document, renderData, options.frame);
     session.frameFor(static_cast<double>(size.width) / size.height);
+    if (!options.quiet && !document.GetActiveBaseDraw()->GetSceneCamera(&document))
+        terminal::print("No camera of the scene is in use; the picture shows the view.");
     checkMemory(size);
     const int samples = std::atoi(renderer.value("samples").c_str());
 
