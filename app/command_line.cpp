@@ -37,8 +37,9 @@ void renderArguments(CLI::App& command, Options& options, Typed& typed) {
                     "Picture: .png, .jpg, .tif or .exr (linear floats). Default: the "
                     "scene's name with .png, in the current folder")
         ->type_name("FILE");
-    command.add_option("--size", typed.size, "Size in pixels. Default: the scene's")->type_name("WxH");
-    command.add_option("--samples", options.samples, "Samples for each pixel. Default: the scene's")
+    command.add_option("--size", typed.size, "Size in pixels. Default: 1280x720, or as a .lumdoc file says")
+        ->type_name("WxH");
+    command.add_option("--samples", options.samples, "Samples for each pixel. Default: 200, or as a .lumdoc file says")
         ->type_name("N")
         ->check(CLI::Range(1, kMaxSamples));
     command

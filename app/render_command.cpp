@@ -128,8 +128,8 @@ int renderCommand(const Options& options) {
     const PictureSize size = chooseSize(renderData, options.size);
     chooseFrame(document, renderData, options.frame);
     session.frameFor(static_cast<double>(size.width) / size.height);
-    if (!options.quiet && !document.GetActiveBaseDraw()->GetSceneCamera(&document))
-        terminal::print("No camera of the scene is in use; the picture shows the view.");
+    if (!options.quiet && session.imported() && !document.GetActiveBaseDraw()->GetSceneCamera(&document))
+        terminal::print("The scene has no camera; the picture frames all of it.");
     checkMemory(size);
     const int samples = std::atoi(renderer.value("samples").c_str());
 

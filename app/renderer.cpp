@@ -41,6 +41,11 @@ bool Renderer::available() {
     return findRenderer(0) != 0;
 }
 
+void Renderer::setImportDefaults() {
+    set("kernel", "path");
+    set("samples", "200");
+}
+
 bool Renderer::call(host::RendererSettingsCall& call) {
     call.renderer = id_;
     call.document = &document_;

@@ -25,8 +25,9 @@ public:
     /// Whether a renderer is loaded, so that the constructor will not throw.
     static bool available();
 
-    /// What a document that came from a foreign file gets, since such files say nothing of it: all light.
-    void setImportDefaults() { set("kernel", "path"); }
+    /// What a document that came from a foreign file gets, since such files say nothing of it: all light, and as many
+    /// samples as a person will wait for.
+    void setImportDefaults();
 
     /// Throws Failure with exit code 2 when the renderer refuses the key or the value.
     void set(const std::string& key, const std::string& value);

@@ -93,7 +93,6 @@ TEST(Usage, FilesThatCannotBeReadAreNamedAndNothingIsOverwritten) {
         folder.write("random.glb", std::string("\x01\x7f\xff\x00\x12\x99\xfe\x03\x41", 9)),
         folder.write("cut.gltf", gltf.substr(0, gltf.size() / 2)),
         folder.write("nobuffer.gltf", gltf),
-        folder.write("text.obj", "this is no model\n"),
         folder.write("broken.lumdoc", "LUM"),
         folder.write("scene.xyz", gltf),
         folder.write("nosuffix", gltf),
