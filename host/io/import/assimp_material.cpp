@@ -71,7 +71,9 @@ AssimpMaterials::Entry AssimpMaterials::material(unsigned index) {
     if (const auto known = materials_.find(index); known != materials_.end()) return known->second;
     const aiMaterial& m = *scene_.mMaterials[index];
     const std::string name = m.GetName().C_Str();
-    if (name == AI_DEFAULT_MATERIAL_NAME) return materials_[index] = {};
+    // PLY and STL have no materials of their own either, but for an image that a PLY may name.
+    const bool madeUp = name == AI_DEFAULT_MATERIAL_NAME || suffix_ == "ply" || suffix_ == "stl";
+    if (madeUp && m.GetTextureCount(aiTextureType_DIFFUSE) == 0) return materials_[index] = {};
 
     MaterialDescription d;
     d.name = name.empty() ? "Material " + std::to_string(index + 1) : name;

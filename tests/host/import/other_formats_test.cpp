@@ -57,6 +57,7 @@ TEST(OtherFormats, FacetedFilesShareTheirPointsAgain) {
     ASSERT_TRUE(stl.good && stl.mesh()) << stl.error.c_str();
     EXPECT_EQ(stl.mesh()->GetPolygonCount(), 2);
     EXPECT_EQ(stl.mesh()->GetPointCount(), 4);
+    EXPECT_EQ(stl.document->GetFirstMaterial(), nullptr);  // none that the file does not have
 
     const Imported ply(
         folder.write("a.ply",
@@ -67,6 +68,7 @@ TEST(OtherFormats, FacetedFilesShareTheirPointsAgain) {
     ASSERT_TRUE(ply.good && ply.mesh()) << ply.error.c_str();
     EXPECT_EQ(ply.mesh()->GetPolygonCount(), 1);
     EXPECT_FALSE(ply.mesh()->Polygons()[0].IsTriangle());
+    EXPECT_EQ(ply.document->GetFirstMaterial(), nullptr);
     const auto* colours = static_cast<VertexTag*>(ply.mesh()->GetTag(Tvertexcolor));
     ASSERT_TRUE(colours);
     EXPECT_NEAR(colours->Data()[0], 1, 1e-5);
