@@ -2,7 +2,6 @@
 // carries inside itself.
 #pragma once
 
-#include <functional>
 #include <map>
 #include <span>
 #include <stdexcept>
@@ -32,7 +31,6 @@ public:
 
     const Filename file;
     BaseDocument& document;
-    std::function<void(const std::string&)> progress = [](const std::string&) {};
 
     /// One sentence. Repeated ones are kept once, and only so many in all.
     void warn(const std::string& text);
