@@ -22,12 +22,21 @@ fail() {
   exit 1
 }
 
+: >"$log"
 if [ ! -f "build/$preset/build.ninja" ]; then
   echo "build: configuring ($preset)" >&2
-  cmake --preset "$preset" >"$log" 2>&1 9>&- || fail
+  cmake --preset "$preset" >>"$log" 2>&1 9>&- || fail
 fi
-# Configuring again when a file came or went is a step of its own, and so is the question whether anything is old.
-if ! plan=$(ninja -C "build/$preset" -n "$@" 2>/dev/null) || [[ $plan != *"no work to do"* ]]; then
+# What is up to date is checked in a moment and not worth a line.
+ninja -C "build/$preset" "$@" >>"$log" 2>&1 9>&- &
+builder=$!
+trap 'kill "$builder" 2>/dev/null || true' EXIT
+for _ in {1..30}; do
+  kill -0 "$builder" 2>/dev/null || break
+  sleep 0.1
+done
+if kill -0 "$builder" 2>/dev/null; then
   echo "build: compiling ($preset, a first build takes some minutes); log: $PWD/$log" >&2
-  cmake --build "build/$preset" --parallel "$(nproc)" ${1:+--target "$@"} >>"$log" 2>&1 9>&- || fail
 fi
+wait "$builder" || fail
+trap - EXIT
