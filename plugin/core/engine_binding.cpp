@@ -46,6 +46,14 @@ ApiNode* filmSettings(const lumoraLive& session) {
     return session.renderTarget ? session.renderTarget->inputNode(Lumora::P_FILM_SETTINGS) : nullptr;
 }
 
+/// Once each: an icon that could not be read stays empty and is not read again.
+void loadIcon(std::unique_ptr<BaseBitmap>& icon, const char* file) {
+    if (icon) return;
+    icon = std::make_unique<BaseBitmap>();
+    const Filename path = GeGetPluginResourcePath() + file;
+    if (icon->Init(path) != ImageResult::Ok) logLine("Failed to load " + path.GetString());
+}
+
 }  // namespace
 
 void setEngineLibraryError(const String& why) {
@@ -91,30 +99,33 @@ void engineStart(lumoraLive& session) {
 
 bool initLive(lumoraLive& session) {
     if (globals().pluginExited) return false;
-    FlowGuard guard(session.flowLock);
-    if (!guard) return session.engineReady;
-    const Float start = GeGetMilliSeconds();
-    if (!session.engineReady) {
+    {
+        FlowGuard guard(session.flowLock);
+        if (!guard) return session.engineReady;
+        const Float start = GeGetMilliSeconds();
         logLine("Init LumoraLive...");
         engineStart(session);
         logLine(String::FloatToString((GeGetMilliSeconds() - start) / 1000.0, 2) + " sec.");
+        if (session.engineReady) {
+            if (!session.items) session.items = std::make_unique<Lumora::ApiItemArray>();
+            readDeviceBlock(session.devices);
+            // Once: a choice of devices made since then, for one render or on the command line, stays.
+            if (!session.live) installCallbacks(session);
+            session.live = true;
+        } else {
+            logLine("Initialization error!!!!");
+        }
     }
-    if (!session.engineReady) {
-        logLine("Initialization error!!!!");
-        return false;
-    }
-    if (!session.items) session.items = std::make_unique<Lumora::ApiItemArray>();
-    if (!session.live) {
-        readDeviceBlock(session.devices);
-        installCallbacks(session);
-        session.live = true;
-    }
+    session.windows.setEnabled(WindowKind::Settings, ELEMENT_DEVICE_PAGE, session.engineReady);
+    if (!session.engineReady) return false;
     for (std::size_t i = 0; i < session.environments.size(); ++i)
         if (!session.environments[i]) {
             session.environments[i] = std::make_unique<EnvironmentBuilder>(*singletons().lghtMatMngr);
             session.environments[i]->setVisible(i == 1);
         }
     session.changeState(LiveState::NotInit, LiveState::Ready);
+    loadIcon(session.mixIcon, "mixMat-icon.png");
+    loadIcon(session.blendIcon, "blend-icon.png");
     return true;
 }
 
@@ -130,6 +141,7 @@ bool callUpdate(lumoraLive& session, bool wait, const char* label) {
         session.updateInProgress = true;
         globals().updateRunning = true;
         session.updateStartedAt = GeGetMilliSeconds();
+        session.updateTime.start();
         Lumora::ApiChangeManager::update();
         level = Engine::getCurrentChangeLevel();
         if (level == before) {

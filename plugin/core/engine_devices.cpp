@@ -6,6 +6,7 @@
 
 #include "engine/api/lumora_api.h"
 #include "plugin/core/log.h"
+#include "plugin/core/windows.h"
 
 namespace lumora {
 
@@ -45,6 +46,23 @@ void readDeviceBlock(DeviceBlock& block) {
     }
     block.renderDevices = chosen(block.render, count);
     block.denoiseDevices = chosen(block.denoise, count);
+}
+
+void readDeviceDialog(DeviceBlock& block, const SessionWindow& dialog) {
+    const struct {
+        Int32 element;
+        std::array<bool, kMaxDevices>& flags;
+    } rows[] = {
+        {ELEMENT_DEVICE_RENDER, block.render},
+        {ELEMENT_DEVICE_PRIORITY, block.priority},
+        {ELEMENT_DEVICE_TONEMAP, block.tonemap},
+        {ELEMENT_DEVICE_DENOISE, block.denoise},
+    };
+    const unsigned count = deviceCount();
+    for (const auto& row : rows)
+        for (unsigned i = 0; i < count; ++i)
+            row.flags[i] = dialog.getValue(row.element + static_cast<Int32>(i), row.flags[i] ? 1 : 0) != 0;
+    block.renderPriority = dialog.getValue(ELEMENT_RENDER_PRIORITY, block.renderPriority);
 }
 
 bool applyDeviceBlock(DeviceBlock& block) {
@@ -107,7 +125,7 @@ bool checkDevices(const DeviceBlock& block, String* why) {
     String unsupported;
     for (const unsigned device : block.renderDevices)
         if (!Engine::isSupportedDevice(device))
-            unsupported += String(Engine::getDeviceName(device)) + " is not supported by Lumora Render.\n";
+            unsupported += String("No ") + Engine::getDeviceName(device) + " is supported by Lumora Render.\n";
     if (unsupported.Content()) return fail(unsupported);
     if (block.renderDevices.empty()) return fail("There is no CUDA device which is selected...");
     return true;

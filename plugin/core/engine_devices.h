@@ -9,7 +9,7 @@
 
 namespace lumora {
 
-class lumoraLive;
+class SessionWindow;
 
 inline constexpr Int32 kMaxDevices = 200;
 
@@ -23,13 +23,15 @@ struct DeviceBlock {
 
 /// Fills the block from the engine; render flags and priority only the first time.
 void readDeviceBlock(DeviceBlock& block);
+/// Takes the user's choice from the device page of the settings dialog.
+void readDeviceDialog(DeviceBlock& block, const SessionWindow& dialog);
 /// Hands the block to the engine, writing what differs. True when something did. Not before the engine is ready.
 bool applyDeviceBlock(DeviceBlock& block);
-/// Every device renders and denoises.
+/// Every device renders and denoises, whatever the block says. giveDevicesBack() ends it.
 void useAllDevices();
 /// The engine's own stored choice again.
 void giveDevicesBack();
-/// Whether a render can start. Otherwise logs why and gives the text.
+/// Whether a render can start. Otherwise writes why to the console and gives the text.
 bool checkDevices(const DeviceBlock& block, String* why);
 /// The list of "-lumoraGPU": entries "render:denoise:TRUE" with blanks between; everything else is off.
 void applyDeviceOption(DeviceBlock& block, const std::string& list);

@@ -37,6 +37,7 @@ struct Globals {
     Float viewportFactor = 1.0;   ///< size of the picture over the view
     Int32 firstSlot = 0;          ///< first mesh pin of the main group
     Int32 instancePin = 5, particlePin = 6, hairPin = 7;
+    void* hostLibrary = nullptr;             ///< of the host, found when its activity starts; null without it
     Int32 sliderType = 2, colorGuiType = 1;  ///< copies of preferences that custom GUIs read
 };
 

@@ -4,6 +4,7 @@
 #include "plugin/core/engine_binding.h"
 #include "plugin/core/globals.h"
 #include "plugin/core/log.h"
+#include "plugin/core/mat_preview_thread.h"
 #include "plugin/core/object_link.h"
 #include "plugin/core/prefs.h"
 #include "plugin/core/send_thread.h"
@@ -20,66 +21,80 @@ namespace lumora {
 
 namespace {
 
-bool ended = false;
+bool ended = false, released = false;
 
-void waitForSend(lumoraLive& session) {
-    if (session.state() != LiveState::Exporting) return;
-    logLine("Update of Lumora Scene is still in progress.\nIt will be forced to be closed.");
+/// A send on another thread ends at its next test of the break flags. One whose first update never came to the engine
+/// runs no longer: there is nothing to wait for.
+bool sendRuns(const lumoraLive& session) {
+    return session.state() == LiveState::Exporting && session.sendBusy;
+}
+
+void waitForSend(const lumoraLive& session) {
+    if (!sendRuns(session)) return;
     if (session.engineReady) Lumora::ApiRenderEngine::setRenderTargetNode(nullptr);
-    constexpr Int32 kStepMs = 100;
-    // A send on another thread ends at its next test of the break flag; one whose first update never came to the engine
-    // has nothing left to wait for.
-    while (session.state() == LiveState::Exporting && session.sendBusy) {
-        GeSleep(kStepMs);
+    constexpr Int32 kStepMs = 1000, kPollMs = 20;
+    while (sendRuns(session)) {
         StatusSetText("...");
+        for (Int32 waited = 0; waited < kStepMs && sendRuns(session); waited += kPollMs) GeSleep(kPollMs);
     }
 }
 
 /// In the order in which they lean on each other. What the host borrowed (session, timer, commands) stays until the
 /// next start: it may still be called.
 void release(Singletons& all) {
+    if (released) return;
+    released = true;
+    lumoraLive& session = *all.session;
+    session.mixIcon.reset();
+    session.blendIcon.reset();
     if (all.prefs) all.prefs->save();
-    if (all.session) {
-        for (auto& builder : all.session->environments) builder.reset();
-        all.session->collections.clear();
-        all.session->items.reset();
-        all.session->progressListener = nullptr;
-        all.session->finalStatus = nullptr;
-        all.session->renderTarget = all.session->animationNode = all.session->mainGroup = nullptr;
-    }
+    if (all.objectLinks) all.objectLinks->clear();
+    session.collections.clear();
+    if (all.lightCollector) all.lightCollector->clear();
+    session.windows.closeAll();
+    for (auto& builder : session.environments) builder.reset();
     all.sendThread.reset();
-    all.instances.reset();
-    all.renderSettings.reset();
-    all.objectLinks.reset();
-    all.lightCollector.reset();
-    all.meshBuilder.reset();
+    all.matPreviewThread.reset();
+    session.items.reset();
+    session.finalStatus = nullptr;
+    session.renderTarget = session.animationNode = session.mainGroup = nullptr;
+    session.background.clear();
+    session.foreground.clear();
     all.lghtMatMngr.reset();
     all.prevMatMngr.reset();
-    all.matMngr.reset();
     all.documentLink.reset();
+    all.meshBuilder.reset();
+    all.instances.reset();
+    all.lightCollector.reset();
+    all.objectLinks.reset();
+    all.renderSettings.reset();
+    all.matMngr.reset();
     all.prefs.reset();
 }
 
 }  // namespace
 
 void resetPluginEnd() {
-    ended = false;
+    ended = released = false;
 }
 
 void endPluginActivity() {
     if (ended || !session()) return;
     ended = true;
     lumoraLive& live = *session();
+    if (live.state() == LiveState::Exporting)
+        logLine("Update of Lumora Scene is still in progress.\nIt will be forced to be closed.");
     globals().breakSend = true;
     globals().breakUpdate = true;
     waitForSend(live);
     const bool engineUp = live.engineReady;
     if (engineUp) removeCallbacks();
     release(singletons());
-    globals().pluginExited = true;
     live.engineReady = false;
     live.setState(LiveState::NotInit);
     if (engineUp) Lumora::apiMode_Shared_exit(nullptr);
+    // From here on the message handlers leave the session alone.
+    globals().pluginExited = true;
 }
 
 }  // namespace lumora

@@ -10,12 +10,14 @@
 #include "plugin/core/globals.h"
 #include "plugin/core/ids.h"
 #include "plugin/core/log.h"
+#include "plugin/core/mat_preview_thread.h"
 #include "plugin/core/menu.h"
 #include "plugin/core/object_link.h"
 #include "plugin/core/plugin_classes.h"
 #include "plugin/core/plugin_end.h"
 #include "plugin/core/prefs.h"
 #include "plugin/core/remote_control.h"
+#include "plugin/core/script_list.h"
 #include "plugin/core/send_thread.h"
 #include "plugin/core/session.h"
 #include "plugin/core/singletons.h"
@@ -55,6 +57,9 @@ void installCrashHook() {
     previousCrashHandler = GetCrashHandler();
     SetCrashHandler(&onCrash);
 }
+
+/// One of the host's own libraries.
+constexpr Int32 kHostLibrary = 1001428;
 
 /// Loads the engine's library. Failing leaves the reason with the engine binding, for whoever wants to render.
 void loadEngine() {
@@ -103,11 +108,19 @@ void makeManagers(Singletons& all) {
     all.objectLinks = std::make_unique<ObjectLinkTable>();
     all.renderSettings = std::make_unique<RenderSettings>();
     all.instances = std::make_unique<InstanceManager>(*all.matMngr);
-    all.sendThread = std::make_unique<SendThread>(*all.session);
-    all.sendThread->Start(ThreadPriority::Below);
 }
 
-/// Names and paths of the scripts under res/osl_scripts are filled in by the script textures.
+void startThreads(Singletons& all) {
+    if (!all.sendThread) {
+        all.sendThread = std::make_unique<SendThread>(*all.session);
+        all.sendThread->Start(ThreadPriority::Below);
+    }
+    if (!all.matPreviewThread) {
+        all.matPreviewThread = std::make_unique<MatPreviewThread>();
+        all.matPreviewThread->Start(ThreadPriority::Below);
+    }
+}
+
 void startSession(Singletons& all) {
     all.session = std::make_unique<lumoraLive>();
     const String name = resource().Load(10003);
@@ -130,6 +143,9 @@ bool pluginStart() {
     if (!RegisterMessagePlugin(ID_LUMORA_TIMER, "", 0, all.timer.get())) logLine("Register MESSAGEPLUGIN ERROR!!!!");
     registerCommands(resource());
     makeManagers(all);
+    startThreads(all);
+    all.session->inDraw = false;
+    scanScripts(*all.session);
     return true;
 }
 
@@ -157,6 +173,9 @@ bool PluginMessage(Int32 id, void* data) {
             return true;
         case C4DPL_INIT_SYS:
             return resource().Init();
+        case C4DPL_STARTACTIVITY:
+            globals().hostLibrary = FindLibrary(kHostLibrary);
+            return false;
         case C4DPL_ENDACTIVITY:
         case C4DPL_ENDPROGRAM:
             endPluginActivity();

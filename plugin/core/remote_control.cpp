@@ -3,6 +3,7 @@
 #include "plugin/core/ids.h"
 #include "plugin/core/log.h"
 #include "plugin/core/session.h"
+#include "plugin/core/update_pass.h"
 
 namespace lumora {
 
@@ -12,9 +13,11 @@ enum RemoteCommand : Int32 {
     REMOTE_START = 101,
     REMOTE_RESTART = 102,
     REMOTE_STOP = 103,
+    REMOTE_WINDOW = 104,
+    REMOTE_UPDATE = 105,
     REMOTE_SETTINGS = 106,
 };
-constexpr Int32 kWidth = 12, kHeight = 13;
+constexpr Int32 kWidth = 12, kHeight = 13, kWindow = 12;
 }  // namespace
 
 void remoteControl(lumoraLive& session, const BaseContainer& request) {
@@ -32,7 +35,13 @@ void remoteControl(lumoraLive& session, const BaseContainer& request) {
             SpecialEventAdd(MSG_RESTART_RENDER);
             break;
         case REMOTE_STOP:
-            session.stopRender();
+            if (!session.finalRender) session.stopRender();
+            break;
+        case REMOTE_WINDOW:
+            session.externalWindow = request.GetInt64(kWindow);
+            break;
+        case REMOTE_UPDATE:
+            updatePass(session, CHECK_CAMERA, false, true);
             break;
         case REMOTE_SETTINGS:
             SpecialEventAdd(MSG_OPEN_SETTINGS);

@@ -21,26 +21,94 @@ void SceneCollections::clear() {
 lumoraLive::lumoraLive() = default;
 lumoraLive::~lumoraLive() = default;
 
-Bool lumoraLive::Execute(BaseDocument* document) {
-    if (finalRender) return false;
+namespace {
+constexpr Int32 kFirstWidth = 400, kFirstHeight = 300;
+}
+
+bool lumoraLive::prepareViewer(BaseDocument* document) {
     globals().logLevel = 0;
-    setResolution(400, 300);
-    readDocumentResolution(document);
-    if (!initLive(*this)) {
-        MessageDialog("Lumora could not be initialised: " + engineError);
-        return false;
+    if (!windows.get(WindowKind::LiveViewer)) {
+        setResolution(kFirstWidth, kFirstHeight);
+        readDocumentResolution(document);
     }
-    startRender();
+    if (initLive(*this)) return true;
+    tellEngineFailure();
+    return false;
+}
+
+Bool lumoraLive::Execute(BaseDocument* document) {
+    windows.dropClosed(WindowKind::LiveViewer);
+    if (finalRender || globals().pluginExited || !prepareViewer(document)) return false;
+    openLiveViewer();
     return true;
 }
 
 Bool lumoraLive::RestoreLayout(void*) {
-    if (finalRender) return false;
-    setResolution(400, 300);
-    if (!initLive(*this)) return false;
+    windows.dropClosed(WindowKind::LiveViewer);
+    if (finalRender || globals().pluginExited || !prepareViewer(nullptr)) return false;
+    openLiveViewer();
     resetScene(true);
+    // Nothing is being sent: a start would wait for the end of an export that never comes.
     setState(LiveState::Ready);
     return true;
+}
+
+// --- Windows --------------------------------------------------------------------------------------------------------
+
+bool lumoraLive::openWindow(WindowKind kind, const WindowPlace* place) {
+    if (globals().pluginExited) return false;
+    if (windowRow(kind).needsEngine && !engineReady) initLive(*this);
+    return windows.open(kind, *this, place);
+}
+
+bool lumoraLive::openLiveViewer() {
+    windows.dropClosed(WindowKind::LiveViewer);
+    WindowPlace place = windowRow(WindowKind::LiveViewer).place;
+    place.width = renderWidth;
+    place.height = renderHeight;
+    return openWindow(WindowKind::LiveViewer, &place);
+}
+
+bool lumoraLive::openMainDialog() {
+    if (!engineReady && !initLive(*this)) {
+        tellEngineFailure();
+        return false;
+    }
+    return openWindow(WindowKind::Main);
+}
+
+bool lumoraLive::openSettings(Int32 tab, Int32 subTab) {
+    if (!openWindow(WindowKind::Settings)) return false;
+    windows.get(WindowKind::Settings)->showPage(String::IntToString(tab), String::IntToString(subTab));
+    return true;
+}
+
+bool lumoraLive::openNodeEditor() {
+    return openWindow(WindowKind::NodeEditor);
+}
+
+bool lumoraLive::openTextureManager() {
+    return openWindow(WindowKind::TextureManager);
+}
+
+bool lumoraLive::openHelp(const String& page, const String& fallback) {
+    if (!openWindow(WindowKind::Help)) return false;
+    windows.get(WindowKind::Help)->showPage(page, fallback);
+    return true;
+}
+
+bool lumoraLive::openMatVault() {
+    if (finalRender) {
+        MessageDialog("You can't use the MatVault while Lumora is rendering in Picture Viewer!");
+        return false;
+    }
+    return openWindow(WindowKind::MatVault);
+}
+
+void lumoraLive::tellEngineFailure() {
+    if (globals().pluginExited) return;
+    MessageDialog("Lumora could not be initialised: " + engineError);
+    windows.open(WindowKind::Settings, *this);
 }
 
 // --- Documents ------------------------------------------------------------------------------------------------------
@@ -63,6 +131,8 @@ void lumoraLive::setResolution(Int32 width, Int32 height) {
     renderWidth = width;
     renderHeight = height;
     if (!renderTarget) return;
+    if (GeIsMainThread())
+        if (SessionWindow* viewer = windows.opened(WindowKind::LiveViewer)) viewer->filmResized(width, height);
     ApiNode* film = renderTarget->inputNode(Lumora::P_FILM_SETTINGS);
     if (!film) film = ownedInput(renderTarget, Lumora::P_FILM_SETTINGS, Lumora::NT_FILM_SETTINGS);
     setInt2IfChanged(film, Lumora::P_RESOLUTION, {width, height});

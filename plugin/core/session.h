@@ -13,7 +13,7 @@
 //   Rendering ---sample target reached--> Finished
 //   Finished ---target raised, while the render is wanted and did not fail--> Rendering
 //   Rendering, Finished ---pause--> Idle ---continue--> Rendering
-//   any but Exporting ---stop--> Idle
+//   any but Exporting ---stop--> Idle                                    (NotInit stays: nothing runs that could stop)
 //   any ---render failure handled--> Idle
 //   final render over --> FinalEnded
 //
@@ -34,6 +34,7 @@
 #include "plugin/core/prelude.h"
 #include "plugin/core/scene_object_info.h"
 #include "plugin/core/timing_record.h"
+#include "plugin/core/windows.h"
 
 namespace lumora {
 
@@ -133,6 +134,8 @@ public:
     bool inDraw = false;
 
     bool live = false;  ///< initLive has installed callbacks and devices
+    /// Of a program that drives the session from outside and shows the picture itself; 0 for none.
+    Int64 externalWindow = 0;
 
     /// Why the engine did not start, a sentence; empty when it did.
     String engineError;
@@ -182,6 +185,21 @@ public:
     void pauseRender(bool on);
     void setRenderEnabled(bool on);
 
+    // --- Windows ---------------------------------------------------------------------------------------------------
+    SessionWindows windows;
+    // Each makes its window when it is missing and opens it; those that show the engine start it first. Closing a
+    // window destroys it. False when there is no such window; the log says so. Main thread.
+    bool openLiveViewer();
+    bool openMainDialog();  ///< tells the user when the engine does not start
+    bool openSettings(Int32 tab = 0, Int32 subTab = 0);
+    bool openNodeEditor();
+    bool openTextureManager();
+    bool openHelp(const String& page, const String& fallback);
+    bool openMatVault();
+
+    /// Pictures laid over the previews of mix and blend materials. Null until initLive has loaded them.
+    std::unique_ptr<BaseBitmap> mixIcon, blendIcon;
+
     // --- Progress --------------------------------------------------------------------------------------------------
     /// The one channel by which sends and updates say how far they are. Any thread of the session.
     void setProgress(Int32 stage, Int32 flags, bool redraw);
@@ -193,11 +211,13 @@ public:
     String progressText() const;
     /// Where progress goes while a final render runs: its status text. Null otherwise.
     std::function<void(const String&)> finalStatus;
-    /// Told after each change of the progress text. Dialogs listen.
-    std::function<void(const String& text, bool redraw)> progressListener;
+    /// Shows what setProgress was told on another thread. Main thread.
+    void showPendingProgress();
 
     /// State word and last log line when one of them changed since the last call. Main thread.
     bool takeStatusLine(String* line);
+    /// Writes them to the Live Viewer when it is open and the engine is up. At every tick, main thread.
+    void updateStatusLine();
 
     // --- What it cost ----------------------------------------------------------------------------------------------
     TimingRecord generateTime, checkOthersTime, checkObjectsTime, updateTime, materialsTime, exportTime, objectsTime,
@@ -216,14 +236,21 @@ public:
     OwnerSpinLock updateLock;
 
     PendingExport exportRequest;
+    /// Folders and files of res/osl_scripts. The first folder is the directory itself.
     std::vector<String> scriptNames, scriptPaths;
 
 private:
+    bool openWindow(WindowKind kind, const WindowPlace* place = nullptr);
+    /// The size, the engine and the Live Viewer of a session that the user opens. False when the engine does not start.
+    bool prepareViewer(BaseDocument* document);
+    void tellEngineFailure();
+
     std::atomic<LiveState> state_{LiveState::NotInit};
     std::atomic<Int32> stage_{0};
     Int32 stageFlags_ = 0, dots_ = 0;
     mutable std::mutex progressLock_;
     String progressText_;
+    std::atomic<bool> progressPending_{false};
     LiveState shownState_ = LiveState::FinalEnded;
     String shownWord_, shownMessage_;
 };

@@ -2,6 +2,7 @@
 #include <iterator>
 
 #include "plugin/core/globals.h"
+#include "plugin/core/ids.h"
 #include "plugin/core/log.h"
 #include "plugin/core/session.h"
 
@@ -78,8 +79,19 @@ void lumoraLive::setProgress(Int32 stage, Int32 flags, bool redraw) {
         if (finalStatus) finalStatus(text);
         return;
     }
-    StatusSetText("Lumora:" + text);
-    if (progressListener) progressListener(text, redraw);
+    StatusSetText(text);
+    if (!GeIsMainThread()) {
+        progressPending_ = true;
+        SpecialEventAdd(MSG_REFRESH_DIALOGS);
+        return;
+    }
+    progressPending_ = false;
+    if (SessionWindow* viewer = windows.opened(WindowKind::LiveViewer)) viewer->showProgress(text, redraw);
+}
+
+void lumoraLive::showPendingProgress() {
+    if (!progressPending_.exchange(false)) return;
+    if (SessionWindow* viewer = windows.opened(WindowKind::LiveViewer)) viewer->showProgress(progressText(), false);
 }
 
 void lumoraLive::endUpdatingStage() {
@@ -110,6 +122,12 @@ bool lumoraLive::takeStatusLine(String* line) {
     }
     if (changed) *line = shownWord_ + " " + shownMessage_;
     return changed;
+}
+
+void lumoraLive::updateStatusLine() {
+    SessionWindow* viewer = engineReady ? windows.opened(WindowKind::LiveViewer) : nullptr;
+    String line;
+    if (viewer && takeStatusLine(&line)) viewer->setText(ELEMENT_STATUS_LINE, line);
 }
 
 }  // namespace lumora

@@ -39,6 +39,7 @@ void lumoraLive::resetScene(bool createDefaults) {
     if (!engineReady) return;
     Engine::setRenderTargetNode(nullptr);
     globals().breakSend = false;
+    renderTarget = animationNode = mainGroup = nullptr;
     background.clear();
     foreground.clear();
     Singletons& all = singletons();
@@ -51,7 +52,6 @@ void lumoraLive::resetScene(bool createDefaults) {
     all.lghtMatMngr->forgetNodes();
 
     logLine("RESET PROJECT");
-    renderTarget = animationNode = mainGroup = nullptr;
     if (items) items->clear();
     Lumora::ApiProjectManager::rootNodeGraph().clear();
     setState(LiveState::Exporting);

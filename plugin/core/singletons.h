@@ -12,6 +12,7 @@ class lumoraLive;
 class InstanceManager;
 class LightCollector;
 class MatManager;
+class MatPreviewThread;
 class MeshCollector;
 class ObjectLinkTable;
 class RenderSettings;
@@ -34,6 +35,7 @@ struct Singletons {
     std::unique_ptr<RenderSettings> renderSettings;
     std::unique_ptr<InstanceManager> instances;
     std::unique_ptr<SendThread> sendThread;
+    std::unique_ptr<MatPreviewThread> matPreviewThread;
 };
 
 /// One set while the plug-in is loaded. Members are null before plug-in start and after shut-down.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "engine/api/lumora_api.h"
+#include "plugin/core/commands.h"
 #include "plugin/core/engine_binding.h"
 #include "plugin/core/globals.h"
 #include "plugin/core/ids.h"
@@ -37,6 +38,13 @@ const TimerMessage::Row TimerMessage::kRows[] = {
     {MSG_CHANGE_KERNEL, &TimerMessage::changeKernel},
     {MSG_CLAY_MODE, &TimerMessage::setClayMode},
     {MSG_INIT_ENGINE, &TimerMessage::initEngine},
+    {MSG_REFRESH_DIALOGS, &TimerMessage::refreshDialogs},
+    {MSG_RESTARTED, &TimerMessage::refreshDialogs},
+    {MSG_DEVICES_RENDER, &TimerMessage::applyDevicesAndRedraw},
+    {MSG_DEVICES_TONEMAP, &TimerMessage::applyDevicesAndRedraw},
+    {MSG_DEVICES_DENOISE, &TimerMessage::applyDevicesAndRedraw},
+    {MSG_DEVICES_PRIORITY, &TimerMessage::applyDevices},
+    {MSG_CONVERT_MATERIALS, &TimerMessage::convertMaterials},
 };
 
 bool sampleTargetReached() {
@@ -55,6 +63,9 @@ Int32 TimerMessage::GetTimer() {
 Bool TimerMessage::CoreMessage(Int32 id, const BaseContainer& message) {
     Globals& flags = globals();
     if (flags.pluginExited) return false;
+    const auto first = static_cast<UInt64>(message.GetInt64(BFM_CORE_PAR1));
+    const auto second = static_cast<UInt64>(message.GetInt64(BFM_CORE_PAR2));
+    if (id == MSG_OPEN_NODE_EDITOR && !session_.finalRender) serveWindows(id, first, second);
     if (id == MSG_INIT_ENGINE && !session_.finalRender) initEngine(0, 0);
     if (!session_.engineStarted) {
         // The first start message comes before the engine runs.
@@ -67,8 +78,7 @@ Bool TimerMessage::CoreMessage(Int32 id, const BaseContainer& message) {
         return true;
     }
     handleSampleTarget();
-    String line;
-    if (session_.takeStatusLine(&line) && session_.progressListener) session_.progressListener(line, false);
+    session_.updateStatusLine();
     if (id == MSG_DRAW_VIEWS || id == MSG_DRAW_VIEWS_OVERLAY) {
         DrawViews(id == MSG_DRAW_VIEWS ? 0x8000 : 0x3402);
         return true;
@@ -76,11 +86,62 @@ Bool TimerMessage::CoreMessage(Int32 id, const BaseContainer& message) {
     if (session_.finalRender) return false;
     if (id == EVMSG_DOCUMENTRECALCULATED || id == EVMSG_ACTIVEDOCUMENT) documentChanged();
     if (id == EVMSG_CHANGE) flags.hostEvent = true;
+    if (id != MSG_OPEN_NODE_EDITOR) serveWindows(id, first, second);
     for (const Row& row : kRows)
-        if (row.id == id)
-            (this->*row.serve)(static_cast<UInt64>(message.GetInt64(BFM_CORE_PAR1)),
-                               static_cast<UInt64>(message.GetInt64(BFM_CORE_PAR2)));
+        if (row.id == id && id != MSG_INIT_ENGINE) (this->*row.serve)(first, second);
     return true;
+}
+
+void TimerMessage::serveWindows(Int32 id, UInt64 first, UInt64 second) {
+    for (const WindowRow& row : windowRows())
+        if (row.closeMessage != 0 && row.closeMessage == id) session_.windows.close(row.kind);
+    switch (id) {
+        case MSG_OPEN_NODE_EDITOR:
+            session_.openNodeEditor();
+            break;
+        case MSG_OPEN_TEXTURE_MANAGER:
+            if (session_.windows.opened(WindowKind::TextureManager))
+                session_.windows.close(WindowKind::TextureManager);
+            else
+                session_.openTextureManager();
+            break;
+        case MSG_OPEN_SETTINGS:
+            session_.openSettings(static_cast<Int32>(first), static_cast<Int32>(second));
+            break;
+        case MSG_OPEN_HELP: {
+            const auto text = [](UInt64 address) { return address ? reinterpret_cast<const char*>(address) : ""; };
+            session_.openHelp(text(first), text(second));
+            break;
+        }
+        default:
+            break;
+    }
+}
+
+void TimerMessage::refreshDialogs(UInt64, UInt64) {
+    session_.showPendingProgress();
+    session_.windows.refresh();
+}
+
+void TimerMessage::applyDevices(UInt64, UInt64) {
+    if (!session_.engineReady || session_.state() == LiveState::NotInit) return;
+    if (const SessionWindow* dialog = session_.windows.opened(WindowKind::Settings))
+        readDeviceDialog(session_.devices, *dialog);
+    applyDeviceBlock(session_.devices);
+}
+
+void TimerMessage::applyDevicesAndRedraw(UInt64, UInt64) {
+    applyDevices(0, 0);
+    SpecialEventAdd(MSG_REDRAW);
+}
+
+void TimerMessage::convertMaterials(UInt64, UInt64) {
+    if (!session_.engineReady) return;
+    session_.guiBusy = true;
+    session_.windows.refresh();
+    convertMaterialsOf(GetActiveDocument());
+    session_.guiBusy = !session_.renderEnabled;
+    session_.windows.refresh();
 }
 
 void TimerMessage::handleFailure() {

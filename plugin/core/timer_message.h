@@ -21,6 +21,8 @@ private:
     struct Row;
     static const Row kRows[];
 
+    /// Opens or closes a window when the message asks for it.
+    void serveWindows(Int32 id, UInt64 first, UInt64 second);
     void handleFailure();
     void handleSampleTarget();
     void documentChanged();
@@ -30,6 +32,10 @@ private:
     void changeKernel(UInt64 kernel, UInt64 infoType);
     void setClayMode(UInt64 mode, UInt64);
     void initEngine(UInt64, UInt64);
+    void refreshDialogs(UInt64, UInt64);
+    void applyDevices(UInt64, UInt64);
+    void applyDevicesAndRedraw(UInt64, UInt64);
+    void convertMaterials(UInt64, UInt64);
 
     lumoraLive& session_;
 };
