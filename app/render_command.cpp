@@ -11,7 +11,9 @@
 #include "app/progress.h"
 #include "app/render_job.h"
 #include "app/renderer.h"
+#include "app/scene_tree.h"
 #include "app/session.h"
+#include "app/soft_sky.h"
 #include "app/terminal.h"
 #include "host/sdk/render.h"
 
@@ -20,13 +22,6 @@ namespace {
 
 using host::BaseDocument;
 using host::BaseObject;
-
-/// The objects of the tree in order, each once, without recursion: trees from files can be deep.
-BaseObject* nextInTree(BaseObject* object) {
-    if (object->GetDown()) return object->GetDown();
-    while (object && !object->GetNext()) object = object->GetUp();
-    return object ? object->GetNext() : nullptr;
-}
 
 void chooseCamera(BaseDocument& document, const std::string& name) {
     std::string known;
@@ -55,15 +50,6 @@ void chooseFrame(BaseDocument& document, host::BaseContainer& renderData, const 
     }
     renderData.SetTime(host::RDATA_FRAMEFROM, document.GetTime());
     renderData.SetTime(host::RDATA_FRAMETO, document.GetTime());
-}
-
-/// Whether anything in the scene gives light. Luminous materials count whether an object has them or not.
-bool hasLight(const BaseDocument& document) {
-    for (BaseObject* object = document.GetFirstObject(); object; object = nextInTree(object))
-        if (object->GetType() == host::Olight || object->GetType() == host::Osky) return true;
-    for (const host::BaseMaterial* m = document.GetFirstMaterial(); m; m = m->GetNext())
-        if (m->GetType() != host::Mmaterial || m->GetChannelState(host::MATERIAL_USE_LUMINANCE)) return true;
-    return false;
 }
 
 PictureSize chooseSize(host::BaseContainer& renderData, const std::optional<PictureSize>& asked) {
@@ -122,7 +108,9 @@ int renderCommand(const Options& options) {
     if (session.imported()) renderer.setImportDefaults();
     applySettings(renderer, options, format);
     if (!options.camera.empty()) chooseCamera(document, options.camera);
-    if (!options.quiet && !hasLight(document)) terminal::print("The scene has no lights; a soft sky lights it.");
+    const LightSources light = findLight(document);
+    if (!options.quiet && !light.any()) terminal::print("The scene has no lights; a soft sky lights it.");
+    if (light.wantsSky()) addSoftSky(document);
 
     host::BaseContainer renderData = document.GetActiveRenderData()->GetData();
     const PictureSize size = chooseSize(renderData, options.size);

@@ -2,6 +2,7 @@
 #include <OpenImageIO/imageio.h>
 #include <gtest/gtest.h>
 #include <algorithm>
+#include <cmath>
 #include <csignal>
 
 #include "tests/app/program.h"
@@ -117,12 +118,42 @@ TEST(Render, AScenesOwnWantsAreMadeUpForAndSaid) {
     ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
     EXPECT_NE(outcome.err.find("no camera"), std::string::npos) << outcome.err;
     EXPECT_NE(outcome.err.find("no lights"), std::string::npos) << outcome.err;
-    // The middle shows the quad, which is darker than the sky at the picture's sides.
+    // The middle shows the quad, the picture's sides the sky.
     const Picture picture = readPicture(file);
     ASSERT_EQ(picture.width, 32);
     const auto at = [&](int x) { return picture.values[static_cast<std::size_t>((4 * 32 + x) * picture.channels)]; };
     EXPECT_GT(at(16), 0.05F);
-    EXPECT_LT(at(16), 0.95F * at(0));
+    EXPECT_GT(std::abs(at(16) - at(0)), 0.02F);
+}
+
+TEST(Render, TheSoftSkyShowsShapesAndBurnsNothingOut) {
+    const ScratchFolder folder;
+    // The inside corner of a white and a default box would look flat under an even sky.
+    const std::string scene =
+        folder.write("box.obj",
+                     "mtllib box.mtl\nv 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 0 0 1\nv 1 0 1\nv 1 1 1\nv 0 1 1\n"
+                     "usemtl white\nf 5 6 7 8\nf 2 1 4 3\nf 1 5 8 4\nf 6 2 3 7\nf 8 7 3 4\nf 1 2 6 5\n");
+    folder.write("box.mtl", "newmtl white\nKd 1 1 1\n");
+    const std::string file = folder / "a.exr";
+    const Outcome outcome = run({"render", scene, "-o", file, "--size", "48x48", "--samples", "64"});
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+    const Picture picture = readPicture(file);
+    ASSERT_EQ(picture.width, 48);
+    const auto around = [&](int x, int y) {
+        double sum = 0;
+        for (int dy = -2; dy <= 2; ++dy)
+            for (int dx = -2; dx <= 2; ++dx)
+                sum += picture.values[static_cast<std::size_t>(((y + dy) * 48 + x + dx) * picture.channels)];
+        return sum / 25;
+    };
+    const double top = around(24, 12), left = around(16, 27), right = around(35, 27), sky = around(3, 24);
+    for (const double a : {top, left, right}) {
+        EXPECT_LT(a, 1.05);
+        EXPECT_GT(a, 0.2);
+        EXPECT_GT(std::abs(a - sky), 0.03) << "it stands out from the background";
+    }
+    EXPECT_GT(top, 1.05 * right);
+    EXPECT_GT(left, 1.05 * right);
 }
 
 TEST(Render, AnInterruptWritesWhatThereIs) {
