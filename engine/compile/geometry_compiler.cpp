@@ -1,9 +1,10 @@
 #include "engine/compile/geometry_compiler.h"
 
-#include <embree3/rtcore.h>
+#include <tbb/blocked_range.h>
+#include <tbb/parallel_for.h>
+#include <tbb/parallel_reduce.h>
 
-#include <cstring>
-#include <stdexcept>
+#include <atomic>
 
 namespace Lumora::engine {
 
@@ -66,15 +67,25 @@ ObjectLayer readLayer(const NodeTable& nodes, const NodeRecord& node) {
             nodes.flag(node, P_SHADOW_VISIBILITY, true)};
 }
 
-void checkEmbree(RTCDeviceTy* device) {
-    switch (rtcGetDeviceError(device)) {
-        case RTC_ERROR_NONE:
-            return;
-        case RTC_ERROR_OUT_OF_MEMORY:
-            throw std::bad_alloc();
-        default:
-            throw std::runtime_error("Embree could not build the scene");
+/// Instances that one task handles: enough to be worth its start.
+constexpr std::size_t kGrain = 4096;
+
+struct Bounds {
+    Float3 lower = splat(kInfinity), upper = splat(-kInfinity);
+    void add(const Bounds& b) {
+        lower = {std::min(lower.x, b.lower.x), std::min(lower.y, b.lower.y), std::min(lower.z, b.lower.z)};
+        upper = {std::max(upper.x, b.upper.x), std::max(upper.y, b.upper.y), std::max(upper.z, b.upper.z)};
     }
+};
+
+/// Bounds of a box after an affine transform (Arvo, "Transforming Axis-Aligned Bounding Boxes", Graphics Gems 1990).
+Bounds transformBounds(const Matrix<float>& m, Float3 lower, Float3 upper) {
+    const Float3 c = transformPoint(m, (lower + upper) * 0.5f), half = (upper - lower) * 0.5f;
+    const auto extent = [&](int row) {
+        return std::abs(m.m[row][0]) * half.x + std::abs(m.m[row][1]) * half.y + std::abs(m.m[row][2]) * half.z;
+    };
+    const Float3 e = {extent(0), extent(1), extent(2)};
+    return {c - e, c + e};
 }
 
 }  // namespace
@@ -84,9 +95,11 @@ struct GeometryCompiler::Walk {
     const NodeTable& nodes;
     const LogFunction& log;
     std::shared_ptr<Geometry> out = std::make_shared<Geometry>();
-    std::unordered_map<ItemUid, std::uint32_t> meshIndex;
-    std::unordered_set<int> loggedTypes;
-    std::size_t unusable = 0;
+    std::vector<CachedMesh*> meshes;                         ///< in the order in which they were met
+    std::unordered_map<ItemUid, std::uint32_t> meshIndex{};  ///< into `meshes`
+    std::vector<CachedMesh*> stale{};                        ///< those that must be built
+    std::vector<ItemUid> planes{};                           ///< the material on each plane's pin
+    std::unordered_set<int> loggedTypes{};
     int depth = 0;
 
     void say(const std::string& text) const {
@@ -94,39 +107,44 @@ struct GeometryCompiler::Walk {
     }
 };
 
-void GeometryCompiler::meshLeaf(Walk& walk, const NodeRecord& node, std::vector<Leaf>& out) {
-    if (const auto it = walk.meshIndex.find(node.uid); it != walk.meshIndex.end()) {
-        if (it->second != kNone) out.push_back({{}, it->second});
-        return;
+void GeometryCompiler::meshLeaf(Walk& walk, const NodeRecordPtr& node, Leaves& out) {
+    const auto [it, fresh] = walk.meshIndex.try_emplace(node->uid, static_cast<std::uint32_t>(walk.meshes.size()));
+    if (fresh) {
+        CachedMesh& cached = meshes_[node->uid];
+        if (cached.node != node) {
+            MeshSource source = meshSource(*node);
+            if (!cached.node || !(cached.source == source)) {
+                cached.mesh = nullptr;
+                cached.source = std::move(source);
+                walk.stale.push_back(&cached);
+            }
+            cached.node = node;
+        }
+        cached.stamp = stamp_;
+        walk.meshes.push_back(&cached);
     }
-    CachedMesh& cached = meshes_[node.uid];
-    const MeshSource source = meshSource(node);
-    if (cached.stamp == 0 || !(cached.source == source)) {
-        std::string why;
-        cached.mesh = nullptr;
-        cached.mesh = buildMesh(device_, source, why);
-        cached.source = source;
-        if (cached.mesh) ++meshesBuilt_;
-        if (!why.empty()) walk.say("Mesh \"" + node.name + "\" is left out: " + why + ".");
-    }
-    cached.stamp = stamp_;
-    if (!cached.mesh) {
-        walk.meshIndex[node.uid] = kNone;
-        return;
-    }
-    Geometry& g = *walk.out;
-    const auto index = static_cast<std::uint32_t>(g.meshes.size());
-    walk.meshIndex[node.uid] = index;
-    g.meshes.push_back(cached.mesh);
-    g.meshSlot.push_back(static_cast<std::uint32_t>(g.slots.size()));
-    const std::size_t pins = node.pins.size() - std::min<std::size_t>(node.staticPinCount, node.pins.size());
-    const std::size_t slots = std::max<std::size_t>(pins, static_cast<std::size_t>(cached.mesh->maxMaterial) + 1);
-    for (std::size_t i = 0; i < slots; ++i) g.slots.push_back(i < pins ? node.pins[node.staticPinCount + i].input : 0);
-    g.meshSlots.push_back(static_cast<std::uint32_t>(slots));
-    out.push_back({{}, index});
+    Leaf leaf;
+    leaf.mesh = it->second;
+    out.push_back(leaf);
 }
 
-void GeometryCompiler::applyLayers(Walk& walk, const NodeRecord& node, std::vector<Leaf>& leaves) {
+void GeometryCompiler::planeLeaf(Walk& walk, const NodeRecord& node, Leaves& out) {
+    Geometry& g = *walk.out;
+    Leaf leaf;
+    leaf.transform = readTransform(walk.nodes, walk.nodes.input(node, P_TRANSFORM));
+    leaf.plane = static_cast<std::uint32_t>(walk.planes.size());
+    walk.planes.push_back(node.input(P_MATERIAL1));
+    if (const NodeRecord* source = walk.nodes.input(node, P_OBJECT_LAYER)) {
+        const ObjectLayer layer = readLayer(walk.nodes, *source);
+        g.restricted = g.restricted || layer != ObjectLayer{};
+        leaf.firstLayer = static_cast<std::uint32_t>(g.layers.size());
+        leaf.layerCount = 1;
+        g.layers.push_back(layer);
+    }
+    out.push_back(leaf);
+}
+
+void GeometryCompiler::applyLayers(Walk& walk, const NodeRecord& node, Leaves& leaves, std::size_t from) {
     Geometry& g = *walk.out;
     const auto first = static_cast<std::uint32_t>(g.layers.size());
     bool restricted = false;
@@ -142,75 +160,71 @@ void GeometryCompiler::applyLayers(Walk& walk, const NodeRecord& node, std::vect
     }
     g.restricted = true;
     const auto count = static_cast<std::uint32_t>(g.layers.size()) - first;
-    for (Leaf& leaf : leaves) {
+    for (std::size_t i = from; i < leaves.size(); ++i) {
+        Leaf& leaf = leaves[i];
         if (leaf.firstLayer != kNone) continue;  // a layer map further down has spoken
         leaf.firstLayer = first;
         leaf.layerCount = count;
     }
 }
 
-std::vector<GeometryCompiler::Leaf> GeometryCompiler::scatter(Walk& walk, const NodeRecord& node) {
-    const auto matrices = node.attributeValue<SharedArray<Matrix<float>>>(A_TRANSFORM, nullptr);
-    std::vector<Leaf> prototype = flatten(walk, node.input(P_GEOMETRY));
-    if (!matrices || prototype.empty()) return {};
-    std::vector<Leaf> out;
-    const std::size_t samples = timeSamples(node, A_TRANSFORM);
-    if (matrices->size() / samples * prototype.size() > kMaxInstances) {
+void GeometryCompiler::scatter(Walk& walk, const NodeRecord& node, Leaves& out) {
+    const Value* value = node.attribute(A_TRANSFORM);
+    const auto* matrices = value ? std::get_if<SharedArray<Matrix<float>>>(value) : nullptr;
+    Leaves prototype;
+    flatten(walk, node.input(P_GEOMETRY), prototype);
+    if (!matrices || !*matrices || prototype.empty()) return;
+    const std::vector<Matrix<float>>& placed = **matrices;
+    const std::size_t samples = timeSamples(node, A_TRANSFORM), each = prototype.size();
+    const std::size_t count = (placed.size() + samples - 1) / samples, first = out.size();
+    if (count > (kMaxInstances - std::min(first, kMaxInstances)) / each) {
         walk.say("Scatter \"" + node.name + "\" is left out: it makes too many instances.");
-        return out;
+        return;
     }
-    out.reserve(matrices->size() / samples * prototype.size());
-    for (std::size_t i = 0; i < matrices->size(); i += samples) {
-        for (Leaf leaf : prototype) {
-            leaf.transform = multiply((*matrices)[i], leaf.transform);
-            out.push_back(leaf);
+    out.resize(first + count * each);
+    const auto placeRange = [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i != end; ++i) {
+            for (std::size_t k = 0; k < each; ++k) {
+                Leaf& leaf = out[first + i * each + k];
+                leaf = prototype[k];
+                leaf.transform = multiply(placed[i * samples], prototype[k].transform);
+            }
         }
-    }
-    return out;
+    };
+    // Most scatters place one object; starting tasks for it would cost more than that.
+    if (count * each <= kGrain) return placeRange(0, count);
+    tbb::parallel_for(tbb::blocked_range<std::size_t>(0, count, std::max<std::size_t>(kGrain / each, 1)),
+                      [&](const auto& range) { placeRange(range.begin(), range.end()); });
 }
 
-std::vector<GeometryCompiler::Leaf> GeometryCompiler::flatten(Walk& walk, ItemUid uid) {
-    std::vector<Leaf> out;
-    const NodeRecord* node = walk.nodes.find(uid);
-    if (!node) return out;
+void GeometryCompiler::flatten(Walk& walk, ItemUid uid, Leaves& out) {
+    const NodeRecordPtr& node = walk.nodes.share(uid);
+    if (!node) return;
     if (walk.depth >= kMaxDepth) {
         walk.say("Geometry is nested more than " + std::to_string(kMaxDepth) + " levels deep; the rest is left out.");
-        return out;
+        return;
     }
     ++walk.depth;
+    const std::size_t first = out.size();
     switch (node->type) {
         case NT_GEO_MESH:
-            meshLeaf(walk, *node, out);
+            meshLeaf(walk, node, out);
             break;
         case NT_GEO_GROUP:
-            for (std::size_t i = 0; i < node->pins.size(); ++i) {
-                if (!node->pins[i].input) continue;
-                const auto part = flatten(walk, node->pins[i].input);
-                out.insert(out.end(), part.begin(), part.end());
+            for (const PinRecord& pin : node->pins) {
+                if (pin.input) flatten(walk, pin.input, out);
             }
             break;
         case NT_GEO_SCATTER:
-            out = scatter(walk, *node);
+            scatter(walk, *node, out);
             break;
         case NT_GEO_LAYER_MAP:
-            out = flatten(walk, node->input(P_GEOMETRY));
-            applyLayers(walk, *node, out);
+            flatten(walk, node->input(P_GEOMETRY), out);
+            applyLayers(walk, *node, out, first);
             break;
-        case NT_GEO_PLANE: {
-            Leaf leaf;
-            leaf.transform = readTransform(walk.nodes, walk.nodes.input(*node, P_TRANSFORM));
-            leaf.slot = static_cast<std::uint32_t>(walk.out->slots.size());
-            walk.out->slots.push_back(node->input(P_MATERIAL1));
-            if (const NodeRecord* source = walk.nodes.input(*node, P_OBJECT_LAYER)) {
-                const ObjectLayer layer = readLayer(walk.nodes, *source);
-                walk.out->restricted = walk.out->restricted || layer != ObjectLayer{};
-                leaf.firstLayer = static_cast<std::uint32_t>(walk.out->layers.size());
-                leaf.layerCount = 1;
-                walk.out->layers.push_back(layer);
-            }
-            out.push_back(leaf);
+        case NT_GEO_PLANE:
+            planeLeaf(walk, *node, out);
             break;
-        }
         default:
             if (walk.loggedTypes.insert(node->type).second) {
                 walk.say("Geometry of node type " + std::to_string(node->type) + " is left out of the picture.");
@@ -220,86 +234,109 @@ std::vector<GeometryCompiler::Leaf> GeometryCompiler::flatten(Walk& walk, ItemUi
     --walk.depth;
     if (out.size() > kMaxInstances) {
         walk.say("\"" + node->name + "\" is left out: it holds too many instances.");
-        out.clear();
+        out.resize(first);
     }
-    return out;
 }
 
-void GeometryCompiler::place(Walk& walk, const std::vector<Leaf>& leaves) {
+/// Builds what is stale: the large ones use all processors, the small ones share them.
+void GeometryCompiler::buildMeshes(Walk& walk) {
+    std::vector<std::string> why(walk.stale.size());
+    try {
+        tbb::parallel_for(std::size_t{0}, walk.stale.size(), [&](std::size_t i) {
+            walk.stale[i]->mesh = buildMesh(device_, walk.stale[i]->source, why[i]);
+        });
+    } catch (...) {
+        for (CachedMesh* cached : walk.stale) cached->node = nullptr;  // some were not built
+        throw;
+    }
+    for (std::size_t i = 0; i < walk.stale.size(); ++i) {
+        if (walk.stale[i]->mesh) ++meshesBuilt_;
+        if (!why[i].empty()) {
+            const std::string& name = walk.stale[i]->node->name;
+            walk.say("Mesh \"" + name + "\" " + (walk.stale[i]->mesh ? "" : "is left out: ") + why[i] + ".");
+        }
+    }
+}
+
+/// Lists meshes and material slots; leaves of meshes that could not be built go.
+void GeometryCompiler::listMeshes(Walk& walk, Leaves& leaves) {
     Geometry& g = *walk.out;
-    Float3 lower = splat(kInfinity), upper = splat(-kInfinity);
-    for (const Leaf& leaf : leaves) {
-        Matrix<float> m = leaf.transform;
-        if (leaf.mesh == kNone) {
+    std::vector<std::uint32_t> number(walk.meshes.size(), kNone);
+    for (std::size_t i = 0; i < walk.meshes.size(); ++i) {
+        const CachedMesh& cached = *walk.meshes[i];
+        if (!cached.mesh) continue;
+        number[i] = static_cast<std::uint32_t>(g.meshes.size());
+        g.meshes.push_back(cached.mesh);
+        g.meshSlot.push_back(static_cast<std::uint32_t>(g.slots.size()));
+        const NodeRecord& node = *cached.node;
+        const std::size_t pins = node.pins.size() - std::min<std::size_t>(node.staticPinCount, node.pins.size());
+        const std::size_t slots = std::max<std::size_t>(pins, static_cast<std::size_t>(cached.mesh->maxMaterial) + 1);
+        for (std::size_t s = 0; s < slots; ++s) {
+            g.slots.push_back(s < pins ? node.pins[node.staticPinCount + s].input : 0);
+        }
+        g.meshSlots.push_back(static_cast<std::uint32_t>(slots));
+    }
+    if (g.meshes.size() == walk.meshes.size()) return;
+    std::erase_if(leaves, [&](const Leaf& leaf) { return leaf.mesh != kNone && number[leaf.mesh] == kNone; });
+    for (Leaf& leaf : leaves) {
+        if (leaf.mesh != kNone) leaf.mesh = number[leaf.mesh];
+    }
+}
+
+void GeometryCompiler::place(Walk& walk, const Leaves& leaves) {
+    Geometry& g = *walk.out;
+    const std::size_t meshSlots = g.slots.size();
+    g.slots.insert(g.slots.end(), walk.planes.begin(), walk.planes.end());
+    g.instances.resize(leaves.size());
+    std::atomic<std::size_t> absent{0};  // planes and what has no surface
+    const auto placeRange = [&](const tbb::blocked_range<std::size_t>& range, Bounds bounds) {
+        std::size_t skipped = 0;
+        for (std::size_t i = range.begin(); i != range.end(); ++i) {
+            const Leaf& leaf = leaves[i];
+            Matrix<float> m = leaf.transform;
+            if (leaf.mesh == kNone || makeInvertible(m) == Placement::Unusable) {
+                g.instances[i].mesh = kNone;
+                ++skipped;
+                continue;
+            }
+            g.instances[i] = {m, NormalTransform(m), leaf.mesh, leaf.firstLayer, leaf.layerCount};
+            const CompiledMesh& mesh = *g.meshes[leaf.mesh];
+            bounds.add(transformBounds(m, mesh.boundsMin, mesh.boundsMax));
+        }
+        absent += skipped;
+        return bounds;
+    };
+    const Bounds bounds = tbb::parallel_reduce(tbb::blocked_range<std::size_t>(0, leaves.size(), kGrain), Bounds{},
+                                               placeRange, [](Bounds a, const Bounds& b) {
+                                                   a.add(b);
+                                                   return a;
+                                               });
+    std::size_t unusable = absent;
+    if (absent > 0) {
+        std::erase_if(g.instances, [](const Instance& instance) { return instance.mesh == kNone; });
+        for (const Leaf& leaf : leaves) {
+            if (leaf.mesh != kNone) continue;
+            const Matrix<float>& m = leaf.transform;
             Plane plane;
             plane.origin = column(m, 3);
             plane.tangent = normalize(column(m, 0));
             plane.normal = normalize(NormalTransform(m)({0, 1, 0}));
             plane.bitangent = normalize(cross(plane.tangent, plane.normal));
-            plane.slot = leaf.slot;
+            plane.slot = static_cast<std::uint32_t>(meshSlots) + leaf.plane;
             if (leaf.layerCount > 0) plane.layer = leaf.firstLayer;
             if (finite(m) && plane.normal != Float3{} && plane.tangent != Float3{}) {
                 g.planes.push_back(plane);
-            } else {
-                ++walk.unusable;
+                --unusable;
             }
-            continue;
-        }
-        if (makeInvertible(m) == Placement::Unusable) {
-            ++walk.unusable;
-            continue;
-        }
-        g.instances.push_back({m, NormalTransform(m), leaf.mesh, leaf.firstLayer, leaf.layerCount});
-        const CompiledMesh& mesh = *g.meshes[leaf.mesh];
-        for (int corner = 0; corner < 8; ++corner) {
-            const Float3 p = transformPoint(
-                m, {corner & 1 ? mesh.boundsMax.x : mesh.boundsMin.x, corner & 2 ? mesh.boundsMax.y : mesh.boundsMin.y,
-                    corner & 4 ? mesh.boundsMax.z : mesh.boundsMin.z});
-            lower = {std::min(lower.x, p.x), std::min(lower.y, p.y), std::min(lower.z, p.z)};
-            upper = {std::max(upper.x, p.x), std::max(upper.y, p.y), std::max(upper.z, p.z)};
         }
     }
     if (!g.instances.empty()) {
-        g.center = (lower + upper) * 0.5f;
-        g.radius = std::max(0.5f * length(upper - lower), 1e-6f);
+        g.center = (bounds.lower + bounds.upper) * 0.5f;
+        g.radius = std::max(0.5f * length(bounds.upper - bounds.lower), 1e-6f);
     }
-    if (walk.unusable > 0) {
-        walk.say(std::to_string(walk.unusable) + " instances are left out: their transforms leave no surface.");
+    if (unusable > 0) {
+        walk.say(std::to_string(unusable) + " instances are left out: their transforms leave no surface.");
     }
-}
-
-void GeometryCompiler::buildTop(Walk& walk, const std::shared_ptr<const Geometry>& previous) {
-    Geometry& g = *walk.out;
-    const auto same = [&](std::size_t i) {
-        return previous && i < previous->instances.size() && previous->instances[i].toWorld == g.instances[i].toWorld &&
-               previous->meshes[previous->instances[i].mesh] == g.meshes[g.instances[i].mesh];
-    };
-    bool all = previous && previous->instances.size() == g.instances.size();
-    g.instanceGeometries.resize(g.instances.size());
-    for (std::size_t i = 0; i < g.instances.size(); ++i) {
-        if (same(i)) {
-            g.instanceGeometries[i] = previous->instanceGeometries[i];
-            continue;
-        }
-        all = false;
-        RTCGeometry instance = rtcNewGeometry(device_, RTC_GEOMETRY_TYPE_INSTANCE);
-        if (!instance) checkEmbree(device_);
-        g.instanceGeometries[i].reset(instance, EmbreeRelease{});
-        rtcSetGeometryInstancedScene(instance, g.meshes[g.instances[i].mesh]->scene.get());
-        rtcSetGeometryTransform(instance, 0, RTC_FORMAT_FLOAT3X4_ROW_MAJOR, &g.instances[i].toWorld.m[0][0]);
-        rtcCommitGeometry(instance);
-        ++instancesBuilt_;
-    }
-    if (all) {
-        g.top = previous->top;
-        return;
-    }
-    g.top.reset(rtcNewScene(device_), EmbreeRelease{});
-    for (std::size_t i = 0; i < g.instances.size(); ++i) {
-        rtcAttachGeometryByID(g.top.get(), g.instanceGeometries[i].get(), static_cast<unsigned>(i));
-    }
-    rtcCommitScene(g.top.get());
-    checkEmbree(device_);
 }
 
 std::shared_ptr<const Geometry> GeometryCompiler::compile(const NodeTable& nodes, ItemUid root,
@@ -307,10 +344,14 @@ std::shared_ptr<const Geometry> GeometryCompiler::compile(const NodeTable& nodes
                                                           const LogFunction& log) {
     ++stamp_;
     Walk walk{nodes, log};
-    const std::vector<Leaf> leaves = flatten(walk, root);
+    Leaves leaves;
+    flatten(walk, root, leaves);
+    buildMeshes(walk);
+    listMeshes(walk, leaves);
     std::erase_if(meshes_, [this](const auto& m) { return m.second.stamp != stamp_; });
     place(walk, leaves);
-    buildTop(walk, previous);
+    change_ = compareInstances(previous.get(), *walk.out);
+    walk.out->top = buildTopLevel(device_, previous.get(), *walk.out, change_, instancesBuilt_);
     return walk.out;
 }
 

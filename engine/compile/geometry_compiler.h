@@ -1,13 +1,15 @@
 // From the geometry nodes below a render target to instances of meshes.
 //
 // Groups, scatters and layer maps are flattened: what is left is a list of meshes and a list of placements. Meshes are
-// built again only when an array of theirs changed; a changed matrix makes one new Embree instance and a new top level.
+// built again only when an array of theirs changed, several of them side by side; a changed matrix makes one new Embree
+// instance.
 #pragma once
 
 #include <unordered_map>
 #include <unordered_set>
 
 #include "engine/compile/mesh_builder.h"
+#include "engine/compile/top_level.h"
 
 namespace Lumora::engine {
 
@@ -22,6 +24,9 @@ public:
     std::shared_ptr<const Geometry> compile(const NodeTable& nodes, ItemUid root,
                                             const std::shared_ptr<const Geometry>& previous, const LogFunction& log);
 
+    /// How the instances of the last compilation differ from those before.
+    const InstanceChange& change() const { return change_; }
+
     /// Counts since the start, for the statistics: meshes built, instances made.
     std::uint64_t meshesBuilt() const { return meshesBuilt_; }
     std::uint64_t instancesBuilt() const { return instancesBuilt_; }
@@ -29,26 +34,31 @@ public:
 private:
     struct Leaf {
         Matrix<float> transform;
-        std::uint32_t mesh = kNone;  ///< index into Geometry::meshes, or kNone: a plane
-        std::uint32_t slot = 0;      ///< plane: index into Geometry::slots
+        std::uint32_t mesh = kNone;   ///< index into Walk::meshes, or kNone: a plane
+        std::uint32_t plane = kNone;  ///< index into Walk::planes
         std::uint32_t firstLayer = kNone, layerCount = 0;
     };
+    using Leaves = std::vector<Leaf>;
     struct CachedMesh {
+        NodeRecordPtr node;  ///< that it was made from
         MeshSource source;
         std::shared_ptr<const CompiledMesh> mesh;
         std::uint64_t stamp = 0;
     };
     struct Walk;
 
-    std::vector<Leaf> flatten(Walk& walk, ItemUid uid);
-    std::vector<Leaf> scatter(Walk& walk, const NodeRecord& node);
-    void meshLeaf(Walk& walk, const NodeRecord& node, std::vector<Leaf>& out);
-    void applyLayers(Walk& walk, const NodeRecord& node, std::vector<Leaf>& leaves);
-    void place(Walk& walk, const std::vector<Leaf>& leaves);
-    void buildTop(Walk& walk, const std::shared_ptr<const Geometry>& previous);
+    void flatten(Walk& walk, ItemUid uid, Leaves& out);
+    void scatter(Walk& walk, const NodeRecord& node, Leaves& out);
+    void meshLeaf(Walk& walk, const NodeRecordPtr& node, Leaves& out);
+    void planeLeaf(Walk& walk, const NodeRecord& node, Leaves& out);
+    void applyLayers(Walk& walk, const NodeRecord& node, Leaves& leaves, std::size_t first);
+    void buildMeshes(Walk& walk);
+    void listMeshes(Walk& walk, Leaves& leaves);
+    void place(Walk& walk, const Leaves& leaves);
 
     RTCDeviceTy* device_;
     std::unordered_map<ItemUid, CachedMesh> meshes_;
+    InstanceChange change_;
     std::uint64_t stamp_ = 0, meshesBuilt_ = 0, instancesBuilt_ = 0;
 };
 

@@ -192,7 +192,9 @@ void buildEmbree(RTCDeviceTy* device, CompiledMesh& mesh) {
                                mesh.polygons);
     rtcCommitGeometry(geometry.get());
     mesh.scene.reset(rtcNewScene(device));
-    if (mesh.polygons >= kCompactFrom) rtcSetSceneFlags(mesh.scene.get(), RTC_SCENE_FLAG_COMPACT);
+    // The filter is that of instances struck out of the top level.
+    const int compact = mesh.polygons >= kCompactFrom ? RTC_SCENE_FLAG_COMPACT : RTC_SCENE_FLAG_NONE;
+    rtcSetSceneFlags(mesh.scene.get(), static_cast<RTCSceneFlags>(compact | RTC_SCENE_FLAG_CONTEXT_FILTER_FUNCTION));
     rtcAttachGeometry(mesh.scene.get(), geometry.get());
     rtcCommitScene(mesh.scene.get());
     checkEmbree(device);

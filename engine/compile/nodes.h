@@ -16,10 +16,13 @@ using LogFunction = std::function<void(const std::string&)>;
 class NodeTable {
 public:
     /// The record of a node, or null. Valid until the node is replaced or removed.
-    const NodeRecord* find(ItemUid uid) const {
+    const NodeRecord* find(ItemUid uid) const { return share(uid).get(); }
+    /// The same, to be kept.
+    const NodeRecordPtr& share(ItemUid uid) const {
+        static const NodeRecordPtr kNoRecord;
         if (reads_) reads_->insert(uid);
         const auto it = records_.find(uid);
-        return it == records_.end() ? nullptr : it->second.get();
+        return it == records_.end() ? kNoRecord : it->second;
     }
     /// While `reads` is not null, every node that is looked for is added to it, found or not: what a build depends on.
     void noteReads(std::unordered_set<ItemUid>* reads) const { reads_ = reads; }

@@ -16,13 +16,10 @@ bool sameSlots(const Geometry& a, const Geometry& b) {
     return a.slots == b.slots && a.meshSlot == b.meshSlot && a.meshSlots == b.meshSlots;
 }
 
-bool sameLightGeometry(const Geometry& a, const Geometry& b) {
-    if (a.meshes != b.meshes || a.instances.size() != b.instances.size()) return false;
-    for (std::size_t i = 0; i < a.instances.size(); ++i) {
-        if (a.instances[i].mesh != b.instances[i].mesh || a.instances[i].toWorld != b.instances[i].toWorld)
-            return false;
-    }
-    return true;
+/// Whether what shines stands where it stood.
+bool lightsStand(const Lights& lights, const InstanceChange& change) {
+    return change.sameList && std::none_of(change.moved.begin(), change.moved.end(),
+                                           [&](std::uint32_t i) { return lights.instanceEmitter[i] != kNone; });
 }
 
 /// The kernel's distance must suit the scene: one that was meant for a house swallows a coin.
@@ -113,7 +110,8 @@ RenderScenePtr SceneCompiler::build() {
     } else {
         scene->shading = old->shading;
     }
-    const bool lightsStay = old && scene->shading == old->shading && sameLightGeometry(*oldGeometry, *scene->geometry);
+    const bool lightsStay = old && scene->shading == old->shading &&
+                            (scene->geometry == oldGeometry || lightsStand(*old->lights, geometry_->change()));
     scene->lights = lightsStay
                         ? old->lights
                         : compileLights(*scene->geometry, *scene->shading, oldGeometry, old ? old->lights : nullptr);

@@ -70,19 +70,28 @@ struct Plane {
     std::uint32_t layer = kNone;  ///< index into Geometry::layers
 };
 
+/// Embree's trees over the instances. An edit that moves few of many instances leaves the large tree alone: what moved
+/// is struck out of it and stands in a small tree of its own. Immutable; the trees are shared by the scenes of many
+/// edits.
+struct TopLevel {
+    std::shared_ptr<RTCSceneTy> base;
+    std::shared_ptr<RTCSceneTy> loose;         ///< what is not in the base; null: nothing
+    std::vector<std::uint32_t> baseInstance;   ///< instance of each id in the base, kNone: struck out; empty: the same
+    std::vector<std::uint32_t> looseInstance;  ///< instance of each id in `loose`
+};
+
 struct Geometry {
     std::vector<std::shared_ptr<const CompiledMesh>> meshes;
     std::vector<std::uint32_t> meshSlot;   ///< first entry of each mesh in `slots`
     std::vector<std::uint32_t> meshSlots;  ///< number of its entries
     std::vector<ItemUid> slots;            ///< the node on each material pin; 0: the default material
-    std::vector<Instance> instances;       ///< same order as Embree's instance ids
+    std::vector<Instance> instances;
     std::vector<Plane> planes;
     std::vector<ObjectLayer> layers;
     bool restricted = false;  ///< some layer is not fully opaque and visible
     Float3 center;
-    float radius = 1.0f;                                             ///< of a sphere around all but the planes
-    std::vector<std::shared_ptr<RTCGeometryTy>> instanceGeometries;  ///< shared with the next scene where unchanged
-    std::shared_ptr<RTCSceneTy> top;  ///< shared with the next scene where only materials or layers differ
+    float radius = 1.0f;                  ///< of a sphere around all but the planes
+    std::shared_ptr<const TopLevel> top;  ///< shared with the next scene where only materials or layers differ
 };
 
 struct Shading {

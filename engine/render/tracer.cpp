@@ -39,19 +39,49 @@ void fill(RTCRay& out, const Ray& ray) {
     out.flags = 0;
 }
 
+/// Embree's context with what the filter needs.
+struct Context {
+    RTCIntersectContext embree;
+    const std::uint32_t* instance = nullptr;  ///< TopLevel::baseInstance
+};
+
+/// An instance that was struck out of the base is not there.
+void passStruckOut(const RTCFilterFunctionNArguments* args) {
+    const auto* context = reinterpret_cast<const Context*>(args->context);
+    if (context->instance[RTCHitN_instID(args->hit, args->N, 0, 0)] == kNone) args->valid[0] = 0;
+}
+
+void prepareBase(Context& context, const TopLevel& top) {
+    rtcInitIntersectContext(&context.embree);
+    if (top.baseInstance.empty()) return;
+    context.embree.filter = passStruckOut;
+    context.instance = top.baseInstance.data();
+}
+
 }  // namespace
 
 Hit intersect(const Geometry& geometry, const Ray& ray) {
     Hit hit;
-    RTCIntersectContext context;
-    rtcInitIntersectContext(&context);
+    const TopLevel& top = *geometry.top;
+    Context context;
+    prepareBase(context, top);
     RTCRayHit query;
     fill(query.ray, ray);
     query.hit.geomID = RTC_INVALID_GEOMETRY_ID;
     query.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
-    rtcIntersect1(geometry.top.get(), &context, &query);
-    if (query.hit.geomID != RTC_INVALID_GEOMETRY_ID) {
-        hit = {query.ray.tfar, query.hit.u, query.hit.v, query.hit.instID[0], query.hit.primID};
+    rtcIntersect1(top.base.get(), &context.embree, &query);
+    const auto take = [&](const std::vector<std::uint32_t>& instances) {
+        if (query.hit.geomID == RTC_INVALID_GEOMETRY_ID) return;
+        const std::uint32_t id = query.hit.instID[0];
+        hit = {query.ray.tfar, query.hit.u, query.hit.v, instances.empty() ? id : instances[id], query.hit.primID};
+    };
+    take(top.baseInstance);
+    if (top.loose) {
+        rtcInitIntersectContext(&context.embree);
+        query.hit.geomID = RTC_INVALID_GEOMETRY_ID;
+        query.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
+        rtcIntersect1(top.loose.get(), &context.embree, &query);
+        take(top.looseInstance);
     }
     for (std::uint32_t i = 0; i < geometry.planes.size(); ++i) {
         const float t = planeDistance(geometry.planes[i], ray);
@@ -64,11 +94,15 @@ bool occluded(const Geometry& geometry, const Ray& ray) {
     for (const Plane& plane : geometry.planes) {
         if (planeDistance(plane, ray) < kInfinity) return true;
     }
-    RTCIntersectContext context;
-    rtcInitIntersectContext(&context);
+    const TopLevel& top = *geometry.top;
+    Context context;
+    prepareBase(context, top);
     RTCRay query;
     fill(query, ray);
-    rtcOccluded1(geometry.top.get(), &context, &query);
+    rtcOccluded1(top.base.get(), &context.embree, &query);
+    if (query.tfar < 0.0f || !top.loose) return query.tfar < 0.0f;
+    rtcInitIntersectContext(&context.embree);
+    rtcOccluded1(top.loose.get(), &context.embree, &query);
     return query.tfar < 0.0f;
 }
 
