@@ -10,7 +10,7 @@ packages=(
   # images; CMake's description of the library checks that its tools are there
   libopenimageio-dev openimageio-tools
   # scene files
-  libassimp-dev nlohmann-json3-dev libdraco-dev
+  libassimp-dev zlib1g-dev nlohmann-json3-dev libdraco-dev
   # command line, tests, benchmarks
   libcli11-dev libgtest-dev libbenchmark-dev
 )
