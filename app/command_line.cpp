@@ -25,9 +25,22 @@ struct Typed {
     std::vector<std::string> settings;
 };
 
-void sceneArgument(CLI::App& command, Options& options) {
-    command.add_option("SCENE", options.scene, "Scene file: .lumdoc, .gltf, .glb, .obj, .fbx, .ply, .stl, .dae")
+CLI::Option* sceneArgument(CLI::App& command, Options& options) {
+    return command.add_option("SCENE", options.scene, "Scene file: .lumdoc, .gltf, .glb, .obj, .fbx, .ply, .stl, .dae")
         ->required();
+}
+
+void settingArguments(CLI::App& command, Options& options, Typed& typed) {
+    command
+        .add_option("--set", typed.settings,
+                    "A setting of the renderer; may be given several times. \"lumora settings SCENE\" lists all")
+        ->type_name("KEY=VALUE")
+        ->expected(1)
+        ->take_all();
+    command
+        .add_option("--preset", options.preset,
+                    "Settings kept with \"lumora settings --save-preset\"; --set goes on top")
+        ->type_name("NAME");
 }
 
 void renderArguments(CLI::App& command, Options& options, Typed& typed) {
@@ -53,10 +66,21 @@ void renderArguments(CLI::App& command, Options& options, Typed& typed) {
     command.add_option("--threads", options.threads, "Processors to use. Default: all. The picture is the same")
         ->type_name("N")
         ->check(CLI::Range(1, kMaxThreads));
-    command.add_option("--set", typed.settings, "A setting of the renderer; may be given several times")
-        ->type_name("KEY=VALUE")
-        ->expected(1)
-        ->take_all();
+    settingArguments(command, options, typed);
+    command.add_flag("-q,--quiet", options.quiet, "Print errors only");
+}
+
+void settingsArguments(CLI::App& command, Options& options, Typed& typed) {
+    sceneArgument(command, options)->required(false);
+    settingArguments(command, options, typed);
+    command.add_option("--save-preset", options.savePreset, "Keep the settings under this name for other scenes")
+        ->type_name("NAME");
+    command.add_flag("--list-presets", options.listPresets, "Print the names of the presets; needs no SCENE");
+    command
+        .add_option("-o,--output", options.output,
+                    "Document to write, .lumdoc. Default: changes go into SCENE when that is a .lumdoc")
+        ->type_name("FILE");
+    command.add_flag("--json", options.json, "Print all settings as JSON");
     command.add_flag("-q,--quiet", options.quiet, "Print errors only");
 }
 
@@ -89,6 +113,13 @@ constexpr Command kCommands[] = {
      "Arguments after -- go to the plug-ins.\n"
      "Exit codes: 0 done, 1 failure, 2 wrong usage, 130 interrupted.",
      renderArguments, renderCommand},
+    {"settings", "Show and change what a scene tells the renderer",
+     "Examples:\n"
+     "  lumora settings chair.lumdoc\n"
+     "  lumora settings chair.lumdoc --set Pt.maxsamples=256 --set Ci.exposure=1.5\n"
+     "  lumora settings chair.gltf --preset fine -o chair.lumdoc\n"
+     "  lumora settings chair.lumdoc --save-preset fine",
+     settingsArguments, settingsCommand},
     {"info", "Tell what a scene holds", "Examples:\n  lumora info chair.gltf\n  lumora info --json chair.gltf",
      infoArguments, infoCommand},
     {"convert", "Convert a scene to a document file", "Example:\n  lumora convert chair.gltf chair.lumdoc",

@@ -30,12 +30,17 @@ struct Options {
     std::string kernel;
     std::string camera;  ///< name of a camera object
     std::optional<int> frame;
-    int threads = 0;  ///< 0: all processors
-    std::vector<std::pair<std::string, std::string>> settings;
+    int threads = 0;                                            ///< 0: all processors
+    std::vector<std::pair<std::string, std::string>> settings;  ///< of the renderer: key and value, in order
+    std::string preset;                                         ///< applied before the settings
     bool quiet = false;
 
-    // info
+    // info, settings
     bool json = false;
+
+    // settings
+    std::string savePreset;
+    bool listPresets = false;
 };
 
 /// "640x480". Throws Failure.
@@ -46,6 +51,7 @@ std::pair<std::string, std::string> parseSetting(const std::string& text);
 // The commands. Each returns an exit code or throws Failure.
 int renderCommand(const Options& options);
 int infoCommand(const Options& options);
+int settingsCommand(const Options& options);
 int convertCommand(const Options& options);
 
 }  // namespace app

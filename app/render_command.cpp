@@ -64,6 +64,7 @@ PictureSize chooseSize(host::BaseContainer& renderData, const std::optional<Pict
 }
 
 void applySettings(Renderer& renderer, const Options& options, const PictureFormat& format) {
+    if (!options.preset.empty()) renderer.applyPreset(options.preset);
     if (!options.kernel.empty()) renderer.set("kernel", options.kernel);
     if (options.samples) renderer.set("samples", std::to_string(*options.samples));
     renderer.set("depth", format.linear ? "2" : "0");

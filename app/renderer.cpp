@@ -24,16 +24,18 @@ host::Int32 findRenderer(host::Int32 preferred) {
     return 0;
 }
 
+Failure noRenderer(const Session& session) {
+    const std::string reasons = session.pluginFailures();
+    return Failure(kExitFailure, "No renderer is loaded" + (reasons.empty() ? "." : ": " + reasons));
+}
+
 }  // namespace
 
 Renderer::Renderer(Session& session, host::BaseDocument& document)
     : application_(session.application()), document_(document) {
     host::BaseContainer* data = document.GetActiveRenderData()->GetDataInstance();
     id_ = findRenderer(data->GetInt32(host::RDATA_RENDERENGINE));
-    if (id_ == 0) {
-        const std::string reasons = session.pluginFailures();
-        throw Failure(kExitFailure, "No renderer is loaded" + (reasons.empty() ? "." : ": " + reasons));
-    }
+    if (id_ == 0) throw noRenderer(session);
     data->SetInt32(host::RDATA_RENDERENGINE, id_);
 }
 
@@ -59,6 +61,33 @@ void Renderer::set(const std::string& key, const std::string& value) {
     if (!call(change))
         throw Failure(kExitUsage, "The renderer takes no settings, so " + key + "=" + value + " cannot be set.");
     if (change.error.Content()) throw Failure(kExitUsage, change.error.str());
+}
+
+void Renderer::applyPreset(const std::string& name) {
+    host::RendererSettingsCall change;
+    change.task = host::RendererSettingsTask::ApplyPreset;
+    change.preset = host::String(name);
+    if (!call(change)) throw Failure(kExitUsage, "The renderer takes no presets.");
+    if (change.error.Content()) throw Failure(kExitUsage, change.error.str());
+}
+
+void Renderer::savePreset(const std::string& name) {
+    host::RendererSettingsCall change;
+    change.task = host::RendererSettingsTask::SavePreset;
+    change.preset = host::String(name);
+    if (!call(change)) throw Failure(kExitUsage, "The renderer takes no presets.");
+    if (change.error.Content()) throw Failure(kExitFailure, change.error.str());
+}
+
+std::vector<std::string> Renderer::presets(Session& session) {
+    host::RendererSettingsCall question;
+    question.task = host::RendererSettingsTask::ListPresets;
+    question.renderer = findRenderer(0);
+    if (question.renderer == 0) throw noRenderer(session);
+    session.application().sendMessage(host::C4DPL_RENDERER_SETTINGS, &question);
+    std::vector<std::string> names;
+    for (const host::String& name : question.presets) names.push_back(name.str());
+    return names;
 }
 
 std::vector<host::RendererSetting> Renderer::settings() {

@@ -31,6 +31,13 @@ public:
 
     /// Throws Failure with exit code 2 when the renderer refuses the key or the value.
     void set(const std::string& key, const std::string& value);
+    /// The settings of a preset, or the document's settings kept as one. Throws Failure: exit code 2 for an unknown
+    /// name.
+    void applyPreset(const std::string& name);
+    void savePreset(const std::string& name);
+    /// Names of the presets that the renderer has, whatever the document. Throws Failure when there is no renderer.
+    static std::vector<std::string> presets(Session& session);
+
     /// All settings as they are now.
     std::vector<host::RendererSetting> settings();
     /// The value of a setting; empty when the renderer has no such key.

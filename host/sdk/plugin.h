@@ -43,16 +43,27 @@ struct RendererSetting {
     String value, fallback;  ///< now, and the default
     String range;            ///< "1 to 100000", "0, 1", ...; empty: any
     String label;
+    String group;  ///< heading that it stands under
 };
 
-/// Asks the renderer (the video post of that id) about the settings that it keeps in a document, or changes one.
+enum class RendererSettingsTask : Int32 {
+    Settings = 0,  ///< sets `key` to `value` when a key is given; lists all settings
+    ListPresets,   ///< fills `presets`; needs no document
+    ApplyPreset,   ///< the settings that the preset `preset` holds; lists all settings
+    SavePreset,    ///< keeps the document's settings under the name `preset`, in place of one of that name
+};
+
+/// Asks the renderer (the video post of that id) about the settings that it keeps in a document, or changes them.
 /// Every renderer knows the short keys "kernel" and "samples" (of the kernel in force) beside its own.
 struct RendererSettingsCall {
     Int32 renderer = 0;
     BaseDocument* document = nullptr;
     String key, value;                  ///< set this one; an empty key: only list
     std::vector<RendererSetting> rows;  ///< out: all settings, after the change
-    String error;                       ///< out: why a key or value was refused; empty: taken
+    String error;                       ///< out: why a key, value or preset was refused; empty: taken
+    RendererSettingsTask task = RendererSettingsTask::Settings;
+    String preset;                ///< name of a preset
+    std::vector<String> presets;  ///< out: names, in order
 };
 
 /// Arguments that the host did not take. A plug-in nulls those that it consumes.

@@ -61,6 +61,7 @@ enum : host::Int32 {
     MSG_DRAW_VIEWS = 18051,
     MSG_DRAW_VIEWS_OVERLAY = 18052,
     MSG_CLOSE_NODE_EDITOR = 18054,
+    MSG_POST_SWITCHED = 18058,  ///< post-processing was switched: dialogs rebuild
     MSG_DEVICES_PRIORITY = 18067,
     MSG_DEVICES_TONEMAP = 18068,
     MSG_DEVICES_DENOISE = 18069,

@@ -4,71 +4,92 @@
 
 #include "plugin/core/ids.h"
 #include "plugin/core/log.h"
+#include "plugin/render/container_range.h"
+#include "plugin/render/document_conversion.h"
 
 namespace lumora {
 
 namespace {
 
-/// Kernels as a person types them.
-constexpr std::pair<const char*, KernelType> kKernelNames[] = {
-    {"info", KERNEL_INFO}, {"direct", KERNEL_DIRECT}, {"path", KERNEL_PATH}, {"pmc", KERNEL_PMC}};
-
 /// Container ids written beside the table, for readers of older versions.
 constexpr Int32 kAlwaysWritten[] = {3219, 3222};
 constexpr const char* kOldSettingsObject = "myLumoraSettings";
 constexpr Int32 kOldFirstId = 1000, kOldLastId = 4000;
+constexpr Int32 kHostDeleteCommand = 12109;
+/// Containers of this version and newer need no look at what they hold.
+constexpr Int32 kNoCheckFrom = 2221004;
 
 const SettingRow& rowAt(Int32 index) {
     return settingRows()[static_cast<std::size_t>(index)];
 }
 
-bool isNumber(const SettingRow& r) {
-    return r.type != SettingType::Colour && r.type != SettingType::File;
+Int32 rowOfKey(const String& group, const String& key) {
+    const Int32 g = findGroup(group);
+    return g < 0 ? -1 : findSetting(static_cast<SettingGroup>(g), key);
 }
 
-bool isWhole(const SettingRow& r) {
-    return r.type == SettingType::Int || r.type == SettingType::Bool || r.type == SettingType::Bit;
+Int32 ifType(Int32 row, SettingType type) {
+    return row >= 0 && rowAt(row).type == type ? row : -1;
 }
 
-SettingGroup kernelGroup(Int32 kernel) {
-    switch (kernel) {
-        case KERNEL_INFO:
-            return SettingGroup::Info;
-        case KERNEL_DIRECT:
-            return SettingGroup::Direct;
-        case KERNEL_PMC:
-            return SettingGroup::Pmc;
-        default:
-            return SettingGroup::Path;
+bool contains(SettingGroups groups, SettingGroup group) {
+    return (groups & groupBit(group)) != 0;
+}
+
+/// Files may hold anything: what no picture can be made of reads as the default.
+Float readNumber(const BaseContainer& bc, const SettingRow& row) {
+    if (row.type == SettingType::Bit) {
+        const Int32 set = bc.GetInt32(row.id);
+        return bc.Has(row.id) ? set >> row.bit & 1 : row.stored;
+    }
+    const Float value = bc.GetFloat(row.id, row.stored);
+    const bool isKernel = row.id == SETTING_KERNEL;
+    if (!std::isfinite(value) || (isKernel && (value < row.minimum || value > row.maximum))) return row.stored;
+    // Whole numbers are handed to the engine as such.
+    return row.isWhole() && std::abs(value) > INT32_MAX ? row.stored : value;
+}
+
+void writeValue(BaseContainer& bc, const SettingRow& row, const SettingValue& value) {
+    switch (row.type) {
+        case SettingType::Colour:
+            return bc.SetVector(row.id, value.colour);
+        case SettingType::File:
+            return bc.SetFilename(row.id, Filename(value.text));
+        case SettingType::Float:
+            return bc.SetFloat(row.id, value.number);
+        case SettingType::Bool:
+            return bc.SetBool(row.id, value.number != 0);
+        case SettingType::Int:
+            return bc.SetInt32(row.id, static_cast<Int32>(value.number));
+        case SettingType::Bit: {
+            // Bits of the set that no row has stay as they are.
+            const Int32 bit = 1 << row.bit;
+            const Int32 others = bc.GetInt32(row.id) & ~bit;
+            return bc.SetInt32(row.id, value.number != 0 ? others | bit : others);
+        }
     }
 }
 
-String codeText(Int32 code) {
-    String text;
-    for (int shift = 24; shift >= 0; shift -= 8)
-        text += String(std::string(1, static_cast<char>(code >> shift & 0xFF)));
-    return text;
-}
-
-/// How a person names the setting: by its key, else its code, else its pass.
-String addressOf(const SettingRow& r) {
-    String name = r.key;
-    if (name.IsEmpty() && r.code) name = codeText(r.code);
-    if (name.IsEmpty() && r.pass) name = String::IntToString(r.pass);
-    if (name.IsEmpty()) name = String::IntToString(r.id);
-    const String group = groupName(r.group);
-    return group.IsEmpty() ? name : group + "." + name;
-}
-
-String numberText(const SettingRow& r, Float value) {
-    if (isWhole(r)) return String::IntToString(static_cast<Int64>(value));
-    return String::FloatToString(value);
-}
-
-String rangeText(const SettingRow& r) {
-    if (r.type == SettingType::Bool || r.type == SettingType::Bit) return "0, 1";
-    if (!isNumber(r) || r.minimum == r.maximum) return {};
-    return numberText(r, r.minimum) + " to " + numberText(r, r.maximum);
+/// Top-level objects in which earlier versions kept the settings: the first one. All others are deleted.
+BaseObject* takeOldSettings(BaseDocument& doc) {
+    BaseObject* first = nullptr;
+    for (BaseObject *o = doc.GetFirstObject(), *next = nullptr; o; o = next) {
+        next = o->GetNext();
+        if (!(o->GetName() == String(kOldSettingsObject))) continue;
+        if (!first) {
+            first = o;
+            continue;
+        }
+        // The host's command deletes what is selected in the active document, and can be undone.
+        BaseObject* selected = doc.GetActiveObject();
+        doc.SetActiveObject(o);
+        if (&doc != GetActiveDocument() || !CallCommand(kHostDeleteCommand)) {
+            o->Remove();
+            BaseObject::Free(o);
+        }
+        doc.SetActiveObject(selected == o ? nullptr : selected);
+    }
+    return first;
 }
 
 }  // namespace
@@ -84,6 +105,7 @@ void RenderSettings::setDocument(BaseDocument* doc, bool engineReady) {
     if (!doc) logLine("Settings's doc is NULL");
     doc_ = doc;
     engineReady_ = engineReady;
+    conversionDue_ = doc != nullptr;
 }
 
 Int32 RenderSettings::kernel() const {
@@ -97,12 +119,12 @@ Float RenderSettings::number(Int32 id) const {
 
 Vector RenderSettings::colour(Int32 id) const {
     const Int32 row = findSettingById(id);
-    return row < 0 ? Vector() : values_[static_cast<std::size_t>(row)].colour;
+    return row < 0 ? Vector() : valueAt(row).colour;
 }
 
 String RenderSettings::text(Int32 id) const {
     const Int32 row = findSettingById(id);
-    return row < 0 ? String() : values_[static_cast<std::size_t>(row)].text;
+    return row < 0 ? String() : valueAt(row).text;
 }
 
 Int32 RenderSettings::maxSamples() const {
@@ -112,51 +134,51 @@ Int32 RenderSettings::maxSamples() const {
 
 // --- Setting values -------------------------------------------------------------------------------------------------
 
-bool RenderSettings::change(Int32 row, const Value& value, bool apply) {
-    // The container follows whether the address was known or not.
-    if (row >= 0) values_[static_cast<std::size_t>(row)] = value;
+bool RenderSettings::setValueAt(Int32 row, const SettingValue& value, bool apply) {
+    // First the container: one that is made now may bring values of earlier versions, and so may one of an old version.
+    if (doc_ && !container() && ensureContainer()) readFromContainer(*container());
+    if (row >= 0) {
+        SettingValue& held = values_[static_cast<std::size_t>(row)];
+        held = value;
+        if (rowAt(row).type == SettingType::Bit) held.number = static_cast<Float>(static_cast<Int64>(value.number) & 1);
+    }
     writeToDocument();
     if (row >= 0 && apply) applyGroup(rowAt(row).group);
     return row >= 0;
 }
 
 bool RenderSettings::setValueByKey(const String& group, const String& key, Float value, bool apply) {
-    const Int32 g = findGroup(group);
-    const Int32 row = g < 0 ? -1 : findSetting(static_cast<SettingGroup>(g), key);
-    return change(row >= 0 && isNumber(rowAt(row)) ? row : -1, {value, {}, {}}, apply);
+    // The kernel group has one number, whatever the key.
+    if (group == String(groupName(SettingGroup::Kernel))) return setKernel(static_cast<Int32>(value), apply);
+    const Int32 row = rowOfKey(group, key);
+    return setValueAt(row >= 0 && rowAt(row).isNumber() ? row : -1, {value, {}, {}}, apply);
 }
 
-bool RenderSettings::setValueByCode(const String& group, Int32 code, Float value, bool apply) {
+bool RenderSettings::setValueById(const String& group, Int32 code, Float value, bool apply) {
     const Int32 g = findGroup(group);
-    const Int32 row = g < 0 ? -1 : findSettingByCode(static_cast<SettingGroup>(g), code);
-    // A bit of a set takes the value's low bit.
-    if (row >= 0 && rowAt(row).type == SettingType::Bit) value = static_cast<Float>(static_cast<Int64>(value) & 1);
-    return change(row, {value, {}, {}}, apply);
+    return setValueAt(g < 0 ? -1 : findSettingByCode(static_cast<SettingGroup>(g), code), {value, {}, {}}, apply);
 }
 
-bool RenderSettings::setValueById(Int32 id, Float value, bool apply) {
+bool RenderSettings::setValueByStoredId(Int32 id, Float value, bool apply) {
     const Int32 row = findSettingById(id);
-    return change(row >= 0 && isNumber(rowAt(row)) ? row : -1, {value, {}, {}}, apply);
+    return setValueAt(row >= 0 && rowAt(row).isNumber() ? row : -1, {value, {}, {}}, apply);
 }
 
 bool RenderSettings::setKernel(Int32 type, bool apply) {
-    return setValueById(SETTING_KERNEL, type, apply);
+    return setValueByStoredId(SETTING_KERNEL, type, apply);
 }
 
-bool RenderSettings::setPass(Int32 passId, bool on, bool apply) {
-    return change(findPassSwitch(passId), {on ? 1.0 : 0.0, {}, {}}, apply);
+bool RenderSettings::setPass(const String& key, Int32 passId, bool on, bool apply) {
+    const Int32 row = key.IsEmpty() ? findPassSwitch(passId) : findSetting(SettingGroup::Pass, key);
+    return setValueAt(ifType(row, SettingType::Bool), {on ? 1.0 : 0.0, {}, {}}, apply);
 }
 
-bool RenderSettings::setColour(const String& group, const String& key, const Vector& colour, bool apply) {
-    const Int32 g = findGroup(group);
-    const Int32 row = g < 0 ? -1 : findSetting(static_cast<SettingGroup>(g), key);
-    return change(row >= 0 && rowAt(row).type == SettingType::Colour ? row : -1, {0, colour, {}}, apply);
+bool RenderSettings::applyColour(const String& group, const String& key, const Vector& colour, bool apply) {
+    return setValueAt(ifType(rowOfKey(group, key), SettingType::Colour), {0, colour, {}}, apply);
 }
 
 bool RenderSettings::setFile(const String& group, const String& key, const Filename& file, bool apply) {
-    const Int32 g = findGroup(group);
-    const Int32 row = g < 0 ? -1 : findSetting(static_cast<SettingGroup>(g), key);
-    return change(row >= 0 && rowAt(row).type == SettingType::File ? row : -1, {0, {}, file.GetString()}, apply);
+    return setValueAt(ifType(rowOfKey(group, key), SettingType::File), {0, {}, file.GetString()}, apply);
 }
 
 bool RenderSettings::applyGroup(SettingGroup group) {
@@ -165,135 +187,89 @@ bool RenderSettings::applyGroup(SettingGroup group) {
             return applyImager();
         case SettingGroup::Post:
             return applyPost();
+        case SettingGroup::Pass:
+            return applyPasses(false);
         default:
             return applyKernelSettings();
     }
 }
 
-bool RenderSettings::setFromText(const String& key, const String& value, String* error) {
-    const auto fail = [&](const String& why) {
-        if (error) *error = why;
-        return false;
-    };
-    Int32 row = -1;
-    String text = value;
-    if (key == String("kernel")) {
-        row = findSettingById(SETTING_KERNEL);
-        for (const auto& [name, type] : kKernelNames)
-            if (text == String(name)) text = String::IntToString(type);
-    } else if (key == String("samples")) {
-        row = findSetting(kernelGroup(kernel()), "maxsamples");
-    } else {
-        for (std::size_t i = 0; row < 0 && i < settingRows().size(); ++i)
-            if (addressOf(settingRows()[i]) == key) row = static_cast<Int32>(i);
-    }
-    if (row < 0) return fail("There is no setting \"" + key + "\".");
-    const SettingRow& r = rowAt(row);
-    if (r.type == SettingType::File) return change(row, {0, {}, text}, false);
-    if (r.type == SettingType::Colour) {
-        Vector c;
-        char rest = 0;
-        if (std::sscanf(text.c_str(), "%lf , %lf , %lf %c", &c.x, &c.y, &c.z, &rest) != 3)
-            return fail("\"" + text + "\" is no colour: three numbers with commas between, please.");
-        return change(row, {0, c, {}}, false);
-    }
-    Bool good = false;
-    const Float number = text.ToFloat(&good);
-    if (!good || !std::isfinite(number)) return fail("\"" + text + "\" is no number for \"" + key + "\".");
-    if (isWhole(r) && number != std::floor(number))
-        return fail("\"" + key + "\" takes a whole number, not \"" + text + "\".");
-    if (r.minimum != r.maximum && !(number >= r.minimum && number <= r.maximum))
-        return fail("\"" + key + "\" takes " + rangeText(r) + ", not \"" + text + "\".");
-    return change(row, {number, {}, {}}, false);
-}
-
-std::vector<RendererSetting> RenderSettings::list() const {
-    std::vector<RendererSetting> result;
-    const auto colourText = [](const Vector& c) {
-        return String::FloatToString(c.x) + ", " + String::FloatToString(c.y) + ", " + String::FloatToString(c.z);
-    };
-    for (std::size_t i = 0; i < settingRows().size(); ++i) {
-        const SettingRow& r = settingRows()[i];
-        const Value& v = values_[i];
-        RendererSetting s;
-        s.key = addressOf(r);
-        s.label = r.label;
-        s.range = rangeText(r);
-        if (r.type == SettingType::Colour) {
-            s.value = colourText(v.colour);
-            s.fallback = colourText(r.colour);
-        } else if (r.type == SettingType::File) {
-            s.value = v.text;
-        } else {
-            s.value = numberText(r, v.number);
-            s.fallback = numberText(r, r.record);
-        }
-        result.push_back(std::move(s));
-    }
-
-    // The short keys stand for rows of the table.
-    const auto addShort = [&](const char* key, Int32 row) {
-        if (row < 0) return;
-        RendererSetting s = result[static_cast<std::size_t>(row)];
-        s.key = key;
-        result.push_back(std::move(s));
-    };
-    addShort("kernel", findSettingById(SETTING_KERNEL));
-    for (const auto& [name, type] : kKernelNames)
-        if (result.back().value == String::IntToString(type)) result.back().value = name;
-    addShort("samples", findSetting(kernelGroup(kernel()), "maxsamples"));
-    return result;
-}
-
 // --- Storage --------------------------------------------------------------------------------------------------------
 
-void RenderSettings::readFromContainer(const BaseContainer& bc) {
+void RenderSettings::readFromContainer(const BaseContainer& bc, SettingGroups groups) {
     storedVersion_ = bc.GetInt32(SETTING_STORED_VERSION, kPluginVersionStamp);
     for (std::size_t i = 0; i < settingRows().size(); ++i) {
         const SettingRow& r = settingRows()[i];
-        if (!r.id) continue;
+        if (!r.id || !contains(groups, r.group)) continue;
         if (r.type == SettingType::Colour)
             values_[i].colour = bc.GetVector(r.id, r.colour);
+        else if (r.type == SettingType::File)
+            values_[i].text = bc.GetFilename(r.id).GetString();
         else
-            values_[i].number = bc.GetFloat(r.id, r.stored);
+            values_[i].number = readNumber(bc, r);
     }
 }
 
-void RenderSettings::writeToContainer(BaseContainer& bc) const {
+void RenderSettings::writeToContainer(BaseContainer& bc, SettingGroups groups) const {
     for (std::size_t i = 0; i < settingRows().size(); ++i) {
         const SettingRow& r = settingRows()[i];
-        if (!r.id) continue;
-        if (r.type == SettingType::Colour)
-            bc.SetVector(r.id, values_[i].colour);
-        else if (r.type == SettingType::Float)
-            bc.SetFloat(r.id, values_[i].number);
-        else if (r.type == SettingType::Bool)
-            bc.SetBool(r.id, values_[i].number != 0);
-        else
-            bc.SetInt32(r.id, static_cast<Int32>(values_[i].number));
+        if (r.id && contains(groups, r.group)) writeValue(bc, r, values_[i]);
     }
     for (Int32 id : kAlwaysWritten) bc.SetInt32(id, 0);
-    bc.SetInt32(SETTING_STORED_VERSION, kPluginVersionStamp);
+    bc.SetInt32(SETTING_STORED_VERSION, storedVersion_);
 }
 
 BaseContainer* RenderSettings::container() {
-    return doc_ ? doc_->GetDataInstance()->GetContainerInstance(ID_LUMORA_SESSION) : nullptr;
+    BaseContainer* bc = doc_ ? doc_->GetDataInstance()->GetContainerInstance(ID_LUMORA_SESSION) : nullptr;
+    if (bc && conversionDue_) {
+        // The conversion may touch the document's data, in which the container lies.
+        BaseContainer checked = *bc;
+        checkVersion(checked);
+        if (!(checked == *bc)) doc_->GetDataInstance()->SetContainer(ID_LUMORA_SESSION, checked);
+        bc = doc_->GetDataInstance()->GetContainerInstance(ID_LUMORA_SESSION);
+    }
+    return bc;
+}
+
+void RenderSettings::checkVersion(BaseContainer& bc) {
+    if (!conversionDue_) return;
+    const Int32 version = bc.GetInt32(SETTING_STORED_VERSION);
+    if (version >= 1 && version < kPluginVersionStamp) {
+        logLine("Scene created in plugin version " + String::IntToString(version));
+        if (version < kVersionExposure)
+            logLine(
+                "Scene plugin version is older than 2.16.\n Plugin will convert the some parameters of "
+                "Daylight/Camera tags to keep compatibility.\n Animated attributes should be changed by manually!");
+        else if (version > kVersionExposure)
+            logLine(String("Scene plugin version is older than version:") + kPluginVersionText +
+                    "\n Plugin will convert the parameters of displacement texture.\n Animated attributes should be "
+                    "changed by manually!");
+        convertDocument(*doc_, version);
+        readFromContainer(bc);
+        if (version < kVersionExposure) {
+            const Int32 row = findSettingById(SETTING_EXPOSURE);
+            values_[static_cast<std::size_t>(row)].number =
+                convertedExposure(numberAt(row), number(SETTING_FSTOP), number(SETTING_ISO));
+            bc.SetFloat(SETTING_EXPOSURE, numberAt(row));
+        }
+    }
+    // A document of a newer version keeps its stamp, so that the newer version does not convert it again.
+    if (version < kPluginVersionStamp) {
+        bc.SetInt32(SETTING_STORED_VERSION, kPluginVersionStamp);
+        storedVersion_ = kPluginVersionStamp;
+    }
+    if (version >= kNoCheckFrom) conversionDue_ = false;
 }
 
 bool RenderSettings::ensureContainer() {
     if (!doc_) return false;
     if (container()) return true;
     BaseContainer bc;
-    // Earlier versions kept the settings in an object of the tree.
-    const BaseObject* old = nullptr;
-    for (const BaseObject* o = doc_->GetFirstObject(); o && !old; o = o->GetNext())
-        if (o->GetName() == String(kOldSettingsObject)) old = o;
-    if (old) {
-        for (Int32 id = kOldFirstId; id <= kOldLastId; ++id)
-            if (const GeData* value = old->GetDataInstance()->FindData(id)) bc.SetData(id, *value);
-    } else {
+    if (const BaseObject* old = takeOldSettings(*doc_))
+        copyRange(*old->GetDataInstance(), bc, kOldFirstId, kOldLastId);
+    else
         writeToContainer(bc);
-    }
+    checkVersion(bc);
     bc.SetInt32(SETTING_STORED_VERSION, kPluginVersionStamp);
     doc_->GetDataInstance()->SetContainer(ID_LUMORA_SESSION, bc);
     return container() != nullptr;
@@ -306,11 +282,28 @@ bool RenderSettings::readFromDocument(bool create) {
     return bc != nullptr;
 }
 
-bool RenderSettings::writeToDocument() {
+bool RenderSettings::writeToDocument(SettingGroups groups) {
     BaseContainer* bc = container();
-    if (!bc && ensureContainer()) bc = container();
-    if (bc) writeToContainer(*bc);
+    if (!bc) {
+        values_[static_cast<std::size_t>(findSettingById(SETTING_KERNEL))].number = KERNEL_DIRECT;
+        if (ensureContainer()) bc = container();
+    }
+    if (bc) writeToContainer(*bc, groups);
     return bc != nullptr;
+}
+
+bool RenderSettings::restoreDefaults() {
+    if (!doc_) {
+        resetDefaults();
+        return false;
+    }
+    if (BaseObject* old = takeOldSettings(*doc_)) {
+        old->Remove();
+        BaseObject::Free(old);
+    }
+    doc_->GetDataInstance()->RemoveData(ID_LUMORA_SESSION);
+    resetDefaults();
+    return ensureContainer() && writeToDocument() && readFromDocument(false);
 }
 
 }  // namespace lumora

@@ -9,11 +9,17 @@
 
 #include <vector>
 
-#include "host/sdk/plugin.h"
 #include "plugin/materials/engine_write.h"
 #include "plugin/render/settings_table.h"
 
 namespace lumora {
+
+/// Of the three the one that the row's type names counts.
+struct SettingValue {
+    Float number = 0;
+    Vector colour;
+    String text;
+};
 
 class RenderSettings {
 public:
@@ -21,6 +27,7 @@ public:
 
     // --- Record -----------------------------------------------------------------------------------------------------
     void resetDefaults();
+    /// A document's container is looked over for the version that wrote it when it is first used.
     void setDocument(BaseDocument* doc, bool engineReady);
     BaseDocument* document() const { return doc_; }
 
@@ -30,66 +37,91 @@ public:
     bool flag(Int32 id) const { return number(id) != 0; }
     Vector colour(Int32 id) const;
     String text(Int32 id) const;
-    Float numberAt(Int32 row) const { return values_[static_cast<std::size_t>(row)].number; }
+    /// By position in the table.
+    const SettingValue& valueAt(Int32 row) const { return values_[static_cast<std::size_t>(row)]; }
+    Float numberAt(Int32 row) const { return valueAt(row).number; }
     /// Samples per pixel of the kernel in force.
     Int32 maxSamples() const;
     Vector environmentColour() const { return colour(SETTING_ENVIRONMENT_COLOR); }
+    /// Alpha channel of the kernel that was written last.
+    bool alphaChannel() const { return alphaChannel_; }
 
-    // --- Setting values: false for an unknown address. With `apply` the engine's nodes follow ------------------------
+    // --- Setting values ---------------------------------------------------------------------------------------------
+    // False for an unknown address; the container is written all the same. With `apply` the engine's nodes follow.
     bool setValueByKey(const String& group, const String& key, Float value, bool apply);
-    bool setValueByCode(const String& group, Int32 code, Float value, bool apply);
-    bool setValueById(Int32 id, Float value, bool apply);
+    bool setValueById(const String& group, Int32 code, Float value, bool apply);
+    bool setValueByStoredId(Int32 id, Float value, bool apply);
     bool setKernel(Int32 type, bool apply);
-    bool setPass(Int32 passId, bool on, bool apply);
-    bool setColour(const String& group, const String& key, const Vector& colour, bool apply);
+    /// The switch of that key, or with an empty key that of the pass.
+    bool setPass(const String& key, Int32 passId, bool on, bool apply);
+    bool applyColour(const String& group, const String& key, const Vector& colour, bool apply);
     bool setFile(const String& group, const String& key, const Filename& file, bool apply);
-
-    /// "Group.key" and a text, as a person types them; "kernel" and "samples" stand for the kernel in force. False with
-    /// one sentence when the key is unknown, or the value is no number or out of range.
-    bool setFromText(const String& key, const String& value, String* error);
-    std::vector<RendererSetting> list() const;
+    /// By position in the table; -1 is an unknown address.
+    bool setValueAt(Int32 row, const SettingValue& value, bool apply);
 
     // --- Storage ----------------------------------------------------------------------------------------------------
-    void readFromContainer(const BaseContainer& bc);
-    void writeToContainer(BaseContainer& bc) const;
-    /// The document's stored container, or null.
+    /// Values that are missing get the container's defaults, values that are no numbers too.
+    void readFromContainer(const BaseContainer& bc, SettingGroups groups = kAllGroups);
+    void writeToContainer(BaseContainer& bc, SettingGroups groups = kAllGroups) const;
+    /// The document's stored container, or null. The first call for a document that an older version wrote converts it.
     BaseContainer* container();
-    /// Makes the document's stored container from the record when it is missing. False without a document.
+    /// Makes the document's stored container when it is missing: from the record, or from an object in which earlier
+    /// versions kept it. False without a document.
     bool ensureContainer();
     bool readFromDocument(bool create);
-    bool writeToDocument();
+    /// Into the document's container, which is made when it is missing: with the direct lighting kernel then.
+    bool writeToDocument(SettingGroups groups = kAllGroups);
+    /// Everything that the document stores is dropped; record and container get the defaults.
+    bool restoreDefaults();
 
-    // --- Engine: kernel_nodes.cpp. Each finds the render target first and does nothing without one. True: written
-    // -----
+    // --- Engine -----------------------------------------------------------------------------------------------------
+    // Each finds the render target first and does nothing without one. True: something was written.
+    // kernel_nodes.cpp:
     bool createKernelNode(Int32 kernel);
     bool connectKernel();
     ApiNode* createImagerNode();
     ApiNode* createPostNode();
     bool applyKernelNodes();
     bool applyKernelSettings();
+    // imager_nodes.cpp:
     bool applyImager();
+    /// Tells the dialogs what changed.
     bool applyPost();
+    // pass_nodes.cpp:
+    /// Makes or drops the nodes of render passes and layer and writes them. `notify`: the engine takes the change.
+    bool applyPasses(bool notify);
+    /// Every switch of the passes node, whatever the record says.
+    bool setAllPasses(bool on);
+    /// The layer node for one layer's picture. Returns when the engine's picture shows it.
+    bool setLayerPass(bool on, Int32 layerId, bool invert);
+    /// Adaptive sampling needs the noise pass, whether the user wants to see it or not.
+    bool setNoisePass(bool on);
     /// All of it, as a send does.
     bool applyAll();
 
     /// Where the nodes hang; when null or gone the first one of the project is taken.
     ApiNode* renderTarget = nullptr;
+    /// Pin of the pass that the Live Viewer shows, which no switch turns off; 0: the picture.
+    Int32 shownPassPin = 0;
 
 private:
-    struct Value {
-        Float number = 0;
-        Vector colour;
-        String text;
-    };
-    bool change(Int32 row, const Value& value, bool apply);
+    void checkVersion(BaseContainer& bc);
     bool applyGroup(SettingGroup group);
     ApiNode* target();
     Float imagerExposure() const;
+    bool applyLut(ApiNode* imager);
+    bool writeGroupPins(ApiNode* node, SettingGroup group, PinHome home);
+    bool writeLightIds(ApiNode* kernel, SettingGroup group, PinId pin);
+    bool writePasses(ApiNode* passes);
+    bool writeLayer(ApiNode* target);
 
-    std::vector<Value> values_;  ///< one for each row of the table
+    std::vector<SettingValue> values_;  ///< one for each row of the table
     BaseDocument* doc_ = nullptr;
     bool engineReady_ = false;
-    Int32 storedVersion_ = 0;
+    bool conversionDue_ = false;  ///< the document's container has not been looked over yet
+    Int32 storedVersion_ = 0;     ///< that wrote what the record was read from
+    bool alphaChannel_ = false;
+    bool noisePass_ = false;  ///< adaptive sampling holds the noise pass on
     ApiNode* kernelNodes_[4] = {};
 };
 

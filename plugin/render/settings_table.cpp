@@ -1,10 +1,12 @@
 #include "plugin/render/settings_table.h"
 
+#include <algorithm>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "plugin/materials/engine_write.h"
+#include "plugin/render/pass_table.h"
 
 namespace lumora {
 
@@ -53,7 +55,7 @@ void addGlobal(std::vector<SettingRow>& rows) {
     add("rndTexHdrDisp", "RTHD", 3224, T::Bool, 1, 0, "32-bit displacement textures");
     add("shdTextSize", "SHTS", SETTING_BAKE_SIZE, T::Int, 128, 0, "Shader texture size", 1, 16384);
     rows.push_back(row(G::Kernel, "type", "", SETTING_KERNEL, T::Int, KERNEL_INFO, 0, "Kernel", 0, 3, KERNEL_DIRECT));
-    rows.push_back(colourRow(G::Kernel, "tShdAmb", 0, Vector(0.5), 0, "Shadow ambient"));
+    rows.push_back(colourRow(G::Kernel, "tShdAmb", SETTING_SHADOW_AMBIENT, Vector(0.5), 0, "Shadow ambient"));
     rows.push_back(colourRow(G::Other, "envClr", SETTING_ENVIRONMENT_COLOR, Vector(0.9), 0, "Environment color"));
 }
 
@@ -119,7 +121,16 @@ const KernelRow kKernelRows[] = {
      0,
      1},
     {"coherent", "COHE", T::Float, P_COHERENT_RATIO, {3017, 0}, {3074, 0}, kNone, "Coherent ratio", 0, 1},
-    {"volsteplen", "VSTL", T::Float, 0, {0, 4.0}, {0, 4.0}, {0, 2.0}, "Volume step length", 0.0001, 1000000},
+    {"volsteplen",
+     "VSTL",
+     T::Float,
+     0,
+     {SETTING_STEP_LENGTH_DIRECT, 4.0},
+     {SETTING_STEP_LENGTH_PATH, 4.0},
+     {SETTING_STEP_LENGTH_PMC, 2.0},
+     "Volume step length",
+     0.0001,
+     1000000},
     {"caustBlur", "CBLR", T::Float, P_CAUSTIC_BLUR, kNone, {3068, 0.02}, {3091, 0.02}, "Caustic blur", 0, 1},
     {"giclamp", "GICL", T::Float, P_GI_CLAMP, kNone, {3070, 1e6}, {3094, 1e6}, "GI clamp", 0.001, 1000000},
     {"alphashadow", "ASHD", T::Bool, P_ALPHA_SHADOWS, {3013, 1}, {3065, 1}, {3088, 1}, "Alpha shadows"},
@@ -134,34 +145,68 @@ const KernelRow kKernelRows[] = {
     {"", "ASTR", T::Float, P_NOISE_THRESHOLD, {3141, 0.03}, {3131, 0.03}, kNone, "Noise threshold", 0, 1},
     {"", "AMIN", T::Int, P_MIN_ADAPTIVE_SAMPLES, {3143, 256}, {3133, 256}, kNone, "Min. adaptive samples", 2, 100000},
     {"", "ASEX", T::Float, P_EXPECTED_EXPOSURE, {3142, 0}, {3132, 0}, kNone, "Expected exposure", 0, 4096},
-    {"", "ASPX", T::Int, P_PIXEL_GROUPING, {3144, 1}, {3134, 1}, kNone, "Group pixels", 0, 3},
+    {"", "ASPX", T::Int, P_PIXEL_GROUPING, {3144, 1}, {3134, 1}, kNone, "Group pixels", 0, 2},
     {"", "AILG", T::Bool, P_AI_LIGHT, {3151, 0}, {3170, 0}, {3240, 0}, "AI light enable"},
     {"", "AILU", T::Bool, P_AI_LIGHT_UPDATE, {3152, 1}, {3171, 1}, {3241, 1}, "AI light update"},
     {"", "AILS", T::Float, P_AI_LIGHT_STRENGTH, {3153, 0.8}, kNone, kNone, "AI light strength", 0, 1},
     {"", "LIDA", T::Int, P_LIGHT_IDS_ACTION, {3155, 0}, {3173, 0}, {3243, 0}, "Light IDs action", 0, 1},
-    {"expStrength", "EXST", T::Float, P_EXPLORATION_STRENGTH, kNone, kNone, {0, 0.7}, "Exploration strength", 0, 1},
+    {"expStrength",
+     "EXST",
+     T::Float,
+     P_EXPLORATION_STRENGTH,
+     kNone,
+     kNone,
+     {SETTING_EXPLORATION_STRENGTH, 0.7},
+     "Exploration strength",
+     0,
+     1},
     {"DlImportance",
      "DIMP",
      T::Float,
      P_DIRECT_LIGHT_IMPORTANCE,
      kNone,
      kNone,
-     {0, 0.1},
+     {SETTING_DIRECT_LIGHT_IMPORTANCE, 0.1},
      "Direct light importance",
      0,
      1},
-    {"Maxrejects", "MREJ", T::Int, P_MAX_REJECTS, kNone, kNone, {0, 500}, "Max. rejects", 100, 10000},
+    {"Maxrejects", "MREJ", T::Int, P_MAX_REJECTS, kNone, kNone, {SETTING_MAX_REJECTS, 500}, "Max. rejects", 100, 10000},
     {"para", "PARA", T::Int, P_PARALLELISM, kNone, kNone, {3092, 4}, "Parallelism", 1, 8},
     {"", "WCHS", T::Int, P_WORK_CHUNK_SIZE, kNone, kNone, {3097, 8}, "Work chunk size", 1, 64},
 };
 
-// One switch for each light of the two light id sets: the sun, the environment, and eight light passes.
-const char* const kLightIdCodes[] = {"LIDS", "LIDE", "LID1", "LID2", "LID3", "LID4", "LID5", "LID6", "LID7", "LID8"};
-const char* const kInvertedIdCodes[] = {"LLIS", "LLIE", "LLI1", "LLI2", "LLI3", "LLI4", "LLI5", "LLI6", "LLI7", "LLI8"};
+// One switch for each light of the two light id sets of a kernel; the bit is the place in this list.
+struct LightIdRow {
+    const char *taken, *inverted, *takenLabel, *invertedLabel;
+};
+constexpr LightIdRow kLightIds[] = {
+    {"LIDS", "LLIS", "Light ids: sun", "Light linking invert: sun"},
+    {"LIDE", "LLIE", "Light ids: environment", "Light linking invert: environment"},
+    {"LID1", "LLI1", "Light ids: light 1", "Light linking invert: light 1"},
+    {"LID2", "LLI2", "Light ids: light 2", "Light linking invert: light 2"},
+    {"LID3", "LLI3", "Light ids: light 3", "Light linking invert: light 3"},
+    {"LID4", "LLI4", "Light ids: light 4", "Light linking invert: light 4"},
+    {"LID5", "LLI5", "Light ids: light 5", "Light linking invert: light 5"},
+    {"LID6", "LLI6", "Light ids: light 6", "Light linking invert: light 6"},
+    {"LID7", "LLI7", "Light ids: light 7", "Light linking invert: light 7"},
+    {"LID8", "LLI8", "Light ids: light 8", "Light linking invert: light 8"},
+};
+
+void addLightIds(std::vector<SettingRow>& rows, G group, Int32 takenId) {
+    for (const bool inverted : {false, true})
+        for (Int32 bit = 0; bit < static_cast<Int32>(std::size(kLightIds)); ++bit) {
+            const LightIdRow& light = kLightIds[bit];
+            rows.push_back(row(group, "", inverted ? light.inverted : light.taken, takenId + (inverted ? 1 : 0), T::Bit,
+                               inverted ? 0 : 1, inverted ? P_LIGHT_IDS_INVERTED : P_LIGHT_IDS,
+                               inverted ? light.invertedLabel : light.takenLabel, 0, 1));
+            rows.back().bit = bit;
+        }
+}
 
 void addKernels(std::vector<SettingRow>& rows) {
     const std::pair<G, Column KernelRow::*> kernels[] = {
         {G::Direct, &KernelRow::direct}, {G::Path, &KernelRow::path}, {G::Pmc, &KernelRow::pmc}};
+    Int32 lightIds = SETTING_LIGHT_IDS;
     for (const auto& [group, column] : kernels) {
         for (const KernelRow& k : kKernelRows) {
             const Column& c = k.*column;
@@ -169,9 +214,8 @@ void addKernels(std::vector<SettingRow>& rows) {
                 rows.push_back(row(group, k.key, k.fourChars, c.id, k.type, c.stored, k.pin, k.label, k.minimum,
                                    k.maximum, c.record));
         }
-        for (const char* bit : kLightIdCodes) rows.push_back(row(group, "", bit, 0, T::Bit, 1, 0, "Light IDs", 0, 1));
-        for (const char* bit : kInvertedIdCodes)
-            rows.push_back(row(group, "", bit, 0, T::Bit, 0, 0, "Light linking invert", 0, 1));
+        addLightIds(rows, group, lightIds);
+        lightIds += 2;
     }
 }
 
@@ -180,20 +224,21 @@ void addKernels(std::vector<SettingRow>& rows) {
 void addImager(std::vector<SettingRow>& rows) {
     const auto add = [&](auto... values) { rows.push_back(row(G::Imager, values...)); };
     add("response", "", 3045, T::Int, 0, P_RESPONSE, "Response", 0, 1000, 401);
-    add("exposure", "", 3041, T::Float, 1.0, P_EXPOSURE, "Exposure", 0, 4096);
-    add("fstop", "", 3043, T::Float, 2.8, 0, "F-stop", 0.1, 1000);
-    add("iso", "", 3042, T::Float, 100, 0, "Film ISO", 1, 100000);
-    add("gamma", "", 3044, T::Float, 1.0, P_GAMMA, "Gamma", 0.1, 32);
+    add("exposure", "", SETTING_EXPOSURE, T::Float, 1.0, P_EXPOSURE, "Exposure", 0.001, 4096);
+    add("fstop", "", SETTING_FSTOP, T::Float, 2.8, 0, "F-stop", 0.1, 1000);
+    add("iso", "", SETTING_ISO, T::Float, 100, 0, "Film ISO", 1, 100000);
+    add("gamma", "", SETTING_GAMMA, T::Float, 1.0, P_GAMMA, "Gamma", 0.1, 32);
     add("vignetting", "", 3046, T::Float, 0, P_VIGNETTING, "Vignetting", 0, 1);
     add("saturation", "", 3047, T::Float, 1.0, P_COLOR_SATURATION, "Saturation", 0, 4);
     add("hotpixel", "", 3048, T::Float, 1.0, P_HOT_PIXEL_REMOVAL, "Hotpixel removal", 0, 1);
-    add("wSaturation", "", 0, T::Float, 0, P_WHITE_SATURATION, "Saturate to white", 0, 1);
+    add("wSaturation", "", SETTING_WHITE_SATURATION, T::Float, 0, P_WHITE_SATURATION, "Saturate to white", 0, 1);
     add("premAlpha", "", 3049, T::Bool, 0, P_PREMULTIPLIED_ALPHA, "Premultiplied alpha");
     add("disPAlpha", "", 3057, T::Bool, 0, P_DISABLE_PARTIAL_ALPHA, "Disable partial alpha");
     add("minDSamples", "", 3050, T::Int, 1, P_MIN_DISPLAY_SAMPLES, "Min. display samples", 1, 100000);
     add("dither", "", 3051, T::Bool, 1, P_DITHERING, "Dithering");
     add("hcomp", "", 3054, T::Float, 0, P_HIGHLIGHT_COMPRESSION, "Highlight compression", 0, 1);
-    rows.push_back(colourRow(G::Imager, "wBalance", 0, Vector(1.0), P_WHITE_POINT, "White balance"));
+    rows.push_back(
+        colourRow(G::Imager, "wBalance", SETTING_WHITE_BALANCE, Vector(1.0), P_WHITE_POINT, "White balance"));
     add("maxTMint", "", 3137, T::Int, 10, P_MAX_TONEMAP_INTERVAL, "Max. tonemap interval", 1, 120);
     add("enDenoise", "", 3138, T::Bool, 0, P_DENOISER, "Enable denoiser");
     add("DenoiseVolume", "", 3150, T::Bool, 0, P_DENOISE_VOLUMES, "Denoise volumes");
@@ -201,8 +246,9 @@ void addImager(std::vector<SettingRow>& rows) {
     add("DenoiseIntv", "", 3139, T::Int, 20, P_DENOISE_INTERVAL, "Max. denoiser interval", 1, 120);
     add("DenoiseMSmp", "", 3149, T::Int, 10, P_DENOISE_MIN_SAMPLES, "Min. denoiser samples", 1, 100000);
     add("DenoiseBlnd", "", 3148, T::Float, 0, P_DENOISER_BLEND, "Denoiser blend", 0, 1);
-    rows.push_back(row(G::Imager, "lut", "", 0, T::File, 0, 0, "Custom LUT"));
-    add("lutStr", "", SETTING_LUT_STRENGTH, T::Float, 1.0, 0, "LUT strength", 0, 1);
+    rows.push_back(row(G::Imager, "lut", "", SETTING_LUT_FILE, T::File, 0, 0, "LUT file"));
+    add("lutStr", "", SETTING_LUT_STRENGTH, T::Float, 1.0, P_STRENGTH, "LUT strength", 0, 1);
+    rows.back().home = PinHome::Lut;
     add("order", "", 3058, T::Int, 0, P_RESPONSE_ORDER, "Order", 0, 4);
     add("natResp", "", 3055, T::Bool, 0, P_NEUTRAL_RESPONSE, "Neutral response");
 }
@@ -221,7 +267,7 @@ void addPost(std::vector<SettingRow>& rows) {
 
 void addInfo(std::vector<SettingRow>& rows) {
     const auto add = [&](auto... values) { rows.push_back(row(G::Info, values...)); };
-    add("type", "TYPE", 3025, T::Int, 6, P_INFO_CHANNEL, "Info channel type", 0, 64, 1);
+    add("type", "TYPE", 3025, T::Int, 6, P_INFO_CHANNEL, "Info channel type", 0, 24, 1);
     add("maxsamples", "MAXS", 3024, T::Int, 128, P_MAX_SAMPLES, "Max. samples", 1, 1000000);
     add("achannel", "ACHN", 3026, T::Bool, 1, P_ALPHA_CHANNEL, "Alpha channel");
     add("enraydist", "RAYD", 3031, T::Bool, 0, P_DISTRIBUTED_TRACING, "Distributed ray tracing");
@@ -230,7 +276,7 @@ void addInfo(std::vector<SettingRow>& rows) {
     add("aoshdw", "AOSH", 3036, T::Bool, 0, 0, "AO alpha shadows");
     add("fsize", "FSIZ", 3030, T::Float, 1.2, P_FILTER_SIZE, "Filter size", 1, 8);
     add("uvmax", "UVMX", 3028, T::Float, 1, P_UV_MAX, "UV max", 0.00001, 1000);
-    add("uvset", "UVST", 3037, T::Int, 1, P_UV_SET, "UV set", 1, 3);
+    add("uvset", "UVST", SETTING_INFO_UV_SET, T::Int, 1, P_UV_SET, "UV set", 1, 3);
     add("rayeps", "REPS", 3027, T::Float, 0.001, P_RAY_EPSILON, "Ray epsilon", 0.0000001, 1000);
     add("zdepth", "ZDPT", 3029, T::Float, 5, P_Z_DEPTH_MAX, "Z-depth max", 0.001, 1000000);
     add("maxspd", "MSPD", 3035, T::Float, 5, P_MAX_SPEED, "Max. speed", 0.00001, 10000);
@@ -246,12 +292,13 @@ void addInfo(std::vector<SettingRow>& rows) {
 void addPassSettings(std::vector<SettingRow>& rows) {
     const auto add = [&](auto... values) { rows.push_back(row(G::Pass, values...)); };
     add("enable", "", SETTING_PASSES_ON, T::Bool, 0, 0, "Render passes");
-    add("raw", "", 3450, T::Bool, 0, P_RAW_PASSES, "Raw");
-    add("", "", 3459, T::Bool, 1, 0, "Pass switch 3459");
-    add("rndLyr", "ENRL", 3400, T::Bool, 0, 0, "Render layer");
-    add("RndLyrId", "RLID", 3401, T::Int, 1, 0, "Active layer ID", 1, 255);
-    add("", "RLMD", 3403, T::Int, 0, 0, "Layer mode", 0, 3);
-    add("invRndLyr", "INRL", 3402, T::Bool, 0, 0, "Invert render layer");
+    add("raw", "", SETTING_RAW_PASSES, T::Bool, 0, P_RAW_PASSES, "Raw");
+    add("", "", SETTING_PASS_SWITCH, T::Bool, 1, 0, "Pass switch 3459");
+    add("rndLyr", "ENRL", SETTING_LAYER_ON, T::Bool, 0, P_ENABLED, "Render layer");
+    add("RndLyrId", "RLID", 3401, T::Int, 1, P_LAYER_ID, "Active layer ID", 1, 255);
+    add("", "RLMD", 3403, T::Int, 0, P_MODE, "Layer mode", 0, 3);
+    add("invRndLyr", "INRL", 3402, T::Bool, 0, P_INVERT, "Invert render layer");
+    for (std::size_t i = rows.size() - 4; i < rows.size(); ++i) rows[i].home = PinHome::Layer;
     add("distr", "DSPT", 3351, T::Bool, 0, P_DISTRIBUTED_TRACING, "Distributed ray tracing");
     add("sAfterBty", "STAF", 3360, T::Bool, 1, 0, "Start after beauty");
     add("pInfoMaxSmpl", "MAXS", 3356, T::Int, 128, P_PASS_INFO_MAX_SAMPLES, "Max. info samples", 1, 1000000);
@@ -265,92 +312,22 @@ void addPassSettings(std::vector<SettingRow>& rows) {
     add("aosmpl", "AOSM", 3353, T::Int, 1024, 0, "AO samples", 1, 1000000);
 }
 
-struct PassRow {
-    const char* name;
-    Int32 id, pin, pass;
-};
-
-const PassRow kPasses[] = {
-    {"Emit", 3301, 155, 1},
-    {"Environment", 3302, 157, 2},
-    {"Diffuse", 3451, 276, 3},
-    {"Diffuse filter", 3452, 153, 6},
-    {"Diffuse direct", 3303, 152, 4},
-    {"Diffuse indirect", 3304, 154, 5},
-    {"Reflection", 3453, 279, 7},
-    {"Reflection filter", 3454, 182, 10},
-    {"Reflection direct", 3305, 181, 8},
-    {"Reflection indirect", 3306, 183, 9},
-    {"Refraction", 3307, 185, 11},
-    {"Refraction filter", 3455, 184, 12},
-    {"SSS", 3309, 189, 15},
-    {"Transmission", 3308, 193, 13},
-    {"Transmission filter", 3456, 192, 14},
-    {"Shadow", 3311, 354, 32},
-    {"Irradiance", 3371, 372, 33},
-    {"Light direction", 3372, 373, 34},
-    {"Volume", 3373, 378, 35},
-    {"Volume mask", 3374, 380, 36},
-    {"Volume emission", 3375, 379, 37},
-    {"Volume z-depth front", 3376, 382, 38},
-    {"Volume z-depth back", 3377, 383, 39},
-    {"Postpro", 3310, 180, 16},
-    {"Noise", 3326, 346, 31},
-    {"AI denoiser", 3380, 389, 43},
-    {"Denoised remainder", 3386, 398, 49},
-    {"Denoised diffuse direct", 3381, 393, 44},
-    {"Denoised diffuse indirect", 3382, 394, 45},
-    {"Denoised reflection direct", 3383, 395, 46},
-    {"Denoised reflection indirect", 3384, 396, 47},
-    {"Denoised emission", 3387, 445, 76},
-    {"Denoised volume", 3388, 442, 74},
-    {"Denoised volume emission", 3389, 443, 75},
-    {"Shadow (layer)", 3460, 166, 17},
-    {"Black shadows", 3312, 163, 18},
-    {"Layer reflections", 3314, 165, 20},
-    {"Ambient light", 3315, 148, 21},
-    {"Sun light", 3316, 190, 22},
-    {"Light pass 1", 3317, 167, 23},
-    {"Light pass 2", 3318, 168, 24},
-    {"Light pass 3", 3319, 169, 25},
-    {"Light pass 4", 3320, 170, 26},
-    {"Light pass 5", 3321, 171, 27},
-    {"Light pass 6", 3322, 172, 28},
-    {"Light pass 7", 3323, 173, 29},
-    {"Light pass 8", 3324, 174, 30},
-    {"Geo. normals", 3331, 159, 1000},
-    {"Shading normals", 3332, 188, 1001},
-    {"Vertex normals", 3333, 195, 1008},
-    {"Position", 3334, 179, 1002},
-    {"Z-Depth", 3335, 197, 1003},
-    {"MatID", 3337, 176, 1004},
-    {"UV", 3338, 194, 1005},
-    {"Tangent vector", 3340, 191, 1006},
-    {"Wireframe", 3341, 196, 1007},
-    {"Object id", 3342, 178, 1009},
-    {"Object layer color", 3349, 298, 1024},
-    {"Baking group ID", 3370, 275, 1017},
-    {"AO", 3343, 149, 1010},
-    {"Motion vector", 3344, 177, 1011},
-    {"Opacity", 3458, 278, 1016},
-    {"Diffuse filter (info)", 3363, 284, 1020},
-    {"Roughness filter", 3362, 282, 1018},
-    {"IOR filter", 3366, 283, 1019},
-    {"Reflection filter (info)", 3364, 285, 1021},
-    {"Refraction filter (info)", 3365, 286, 1022},
-    {"Transmission filter (info)", 3367, 287, 1023},
-    {"Render layer ID", 3345, 186, 1012},
-    {"Render layer mask", 3346, 187, 1013},
-    {"Light pass ID", 3348, 175, 1014},
-};
-
 void addPasses(std::vector<SettingRow>& rows) {
     addPassSettings(rows);
-    for (const PassRow& p : kPasses) {
+    const std::size_t first = rows.size();
+    for (const PassRow& p : passRows()) {
         SettingRow r = row(G::Pass, "", "", p.id, T::Bool, 0, p.pin, p.name);
         r.pass = p.pass;
+        r.kind = kPassKind;
         rows.push_back(r);
     }
+    // Controls are numbered as the container is.
+    std::vector<Int32> ids;
+    for (std::size_t i = first; i < rows.size(); ++i) ids.push_back(rows[i].id);
+    std::sort(ids.begin(), ids.end());
+    for (std::size_t i = first; i < rows.size(); ++i)
+        rows[i].element =
+            kFirstPassElement + static_cast<Int32>(std::lower_bound(ids.begin(), ids.end(), rows[i].id) - ids.begin());
 }
 
 // --- Look-ups -------------------------------------------------------------------------------------------------------
@@ -376,7 +353,7 @@ struct Table {
             const auto at = static_cast<Int32>(i);
             if (*r.key) byKey.emplace(keyOf(r.group, r.key), at);
             if (r.code) byCode.emplace(codeKey(r.group, r.code), at);
-            if (r.id) byId.emplace(r.id, at);
+            if (r.id && r.type != T::Bit) byId.emplace(r.id, at);
             if (r.pass) byPass.emplace(r.pass, at);
         }
     }
@@ -393,12 +370,33 @@ Int32 find(const Map& map, const Key& key) {
     return it == map.end() ? -1 : it->second;
 }
 
+// By SettingGroup.
 constexpr const char* kGroupNames[] = {"", "Krn", "DL", "Pt", "Pmc", "Ci", "Post", "Ic", "pass", "Other"};
+constexpr const char* kGroupTitles[] = {"General",       "Kernel",        "Direct lighting", "Path tracing",
+                                        "PMC",           "Camera imager", "Post-processing", "Info channels",
+                                        "Render passes", "Environment"};
 
 }  // namespace
 
 const char* groupName(SettingGroup group) {
     return kGroupNames[static_cast<std::size_t>(group)];
+}
+
+const char* groupTitle(SettingGroup group) {
+    return kGroupTitles[static_cast<std::size_t>(group)];
+}
+
+SettingGroup kernelGroup(Int32 kernel) {
+    switch (kernel) {
+        case KERNEL_INFO:
+            return G::Info;
+        case KERNEL_DIRECT:
+            return G::Direct;
+        case KERNEL_PMC:
+            return G::Pmc;
+        default:
+            return G::Path;
+    }
 }
 
 Int32 findGroup(const String& name) {

@@ -5,7 +5,8 @@
 #include "plugin/core/ids.h"
 #include "plugin/core/session.h"
 #include "plugin/core/singletons.h"
-#include "plugin/render/render_settings.h"
+#include "plugin/render/presets.h"
+#include "plugin/render/settings_text.h"
 #include "plugin/render/vp_renderer.h"
 
 namespace lumora {
@@ -53,7 +54,7 @@ const Parameter kRows[] = {
     {.id = VP_KERNEL, .kind = Kind::Choice, .label = "Kernel", .value = KERNEL_DIRECT, .choices = kKernels},
 };
 
-constexpr const char *kKernelKey = "kernel", *kSamplesKey = "samples";
+constexpr const char *kKernelKey = "kernel", *kSamplesKey = "samples", *kHeading = "Renderer";
 
 /// Parameters of the video post that have a key of their own.
 struct KeyRow {
@@ -82,59 +83,35 @@ bool accepts(const Parameter& row, Float value) {
                        [value](const ParameterChoice& choice) { return choice.value == value; });
 }
 
+String numberText(const Parameter& row, Float value) {
+    return row.kind == Kind::Float ? String::FloatToString(value) : String::IntToString(static_cast<Int64>(value));
+}
+
 RendererSetting describe(const KeyRow& key, const BaseContainer* stored) {
     const Parameter& row = *vpRendererDescription()->Find(key.id);
     const Float now = stored ? stored->GetFloat(key.id, row.value) : row.value;
-    return {key.key, String::FloatToString(now), String::FloatToString(row.value), rangeText(row), row.label};
-}
-
-const char* kernelName(Int32 kernel) {
-    constexpr const char* kNames[] = {"info", "direct", "path", "pmc"};
-    return kernel >= 0 && kernel < static_cast<Int32>(std::size(kNames)) ? kNames[kernel] : "";
+    return {key.key, numberText(row, now), numberText(row, row.value), rangeText(row), row.label, kHeading};
 }
 
 /// The short keys of the kernel in force, from the rows that they stand for.
 void addShortRows(const RenderSettings& settings, std::vector<RendererSetting>& rows) {
-    constexpr const char* kSampleKeys[] = {"Ic.maxsamples", "DL.maxsamples", "Pt.maxsamples", "Pmc.maxsamples"};
-    const Int32 kernel = std::clamp(settings.kernel(), Int32(KERNEL_INFO), Int32(KERNEL_PMC));
+    const Int32 kernel = settings.kernel();
     RendererSetting samples;
     for (const RendererSetting& row : rows)
-        if (row.key == kSampleKeys[kernel]) samples = row;
+        if (row.key == samplesKey(kernel)) samples = row;
     samples.key = kSamplesKey;
-    samples.value = String::IntToString(settings.maxSamples());
     samples.label = "Samples per pixel of the kernel in force";
-    rows.insert(
-        rows.begin(),
-        {{kKernelKey, kernelName(kernel), kernelName(KERNEL_DIRECT), "path, direct, pmc, info", "Kernel"}, samples});
-}
-
-/// Levenshtein's distance between two texts, in edits of one letter.
-std::size_t editDistance(const std::string& a, const std::string& b) {
-    std::vector<std::size_t> row(b.size() + 1);
-    for (std::size_t j = 0; j <= b.size(); ++j) row[j] = j;
-    for (std::size_t i = 1; i <= a.size(); ++i) {
-        std::size_t corner = row[0];
-        row[0] = i;
-        for (std::size_t j = 1; j <= b.size(); ++j) {
-            const std::size_t above = row[j];
-            row[j] = std::min({above + 1, row[j - 1] + 1, corner + (a[i - 1] == b[j - 1] ? 0u : 1u)});
-            corner = above;
-        }
-    }
-    return row.back();
+    samples.group = kHeading;
+    rows.insert(rows.begin(), {{kKernelKey, kernelName(kernel), kernelName(KERNEL_DIRECT), "path, direct, pmc, info",
+                                "Kernel", kHeading},
+                               samples});
 }
 
 /// The sentence for a key that no row has.
 String unknownKey(const String& key, const std::vector<RendererSetting>& rows) {
-    const RendererSetting* nearest = nullptr;
-    std::size_t best = std::string::npos;
-    for (const RendererSetting& row : rows) {
-        const std::size_t distance = editDistance(key.ToLower().str(), row.key.ToLower().str());
-        if (distance >= best) continue;
-        best = distance;
-        nearest = &row;
-    }
-    return "There is no setting \"" + key + "\"" + (nearest ? "; did you mean \"" + nearest->key + "\"?" : ".");
+    std::vector<String> keys;
+    for (const RendererSetting& row : rows) keys.push_back(row.key);
+    return "There is no setting \"" + key + "\"; did you mean \"" + nearestText(key, keys) + "\"?";
 }
 
 BaseVideoPost* findPost(BaseDocument* document) {
@@ -144,22 +121,31 @@ BaseVideoPost* findPost(BaseDocument* document) {
 }
 
 /// Everything that this renderer keeps in the document, the short keys first.
-std::vector<RendererSetting> listSettings(const RenderSettings& settings, BaseDocument* document) {
-    std::vector<RendererSetting> rows = settings.list();
-    addShortRows(settings, rows);
+std::vector<RendererSetting> listAll(const RenderSettings& settings, BaseDocument* document) {
+    std::vector<RendererSetting> rows;
     const BaseVideoPost* post = findPost(document);
     for (const KeyRow& key : kKeys) rows.push_back(describe(key, post ? post->GetDataInstance() : nullptr));
+    for (RendererSetting& row : listSettings(settings)) rows.push_back(std::move(row));
+    addShortRows(settings, rows);
     return rows;
 }
 
-BaseVideoPost* ensurePost(BaseDocument* document) {
+/// A post that is made now holds what the document holds: live renders read the post when there is one.
+BaseVideoPost* ensurePost(BaseDocument* document, const RenderSettings& settings) {
     if (BaseVideoPost* post = findPost(document)) return post;
     BaseVideoPost* post = BaseVideoPost::Alloc(ID_LUMORA_VP_RENDERER);
-    if (post) document->GetActiveRenderData()->InsertVideoPost(post);
+    if (!post) return nullptr;
+    settings.writeToContainer(*post->GetDataInstance());
+    document->GetActiveRenderData()->InsertVideoPost(post);
     return post;
 }
 
-void setPostValue(RendererSettingsCall& call, const KeyRow& key) {
+/// The document's settings changed: the post follows.
+void syncPost(BaseDocument* document, const RenderSettings& settings) {
+    if (BaseVideoPost* post = findPost(document)) settings.writeToContainer(*post->GetDataInstance());
+}
+
+void setPostValue(RendererSettingsCall& call, const RenderSettings& settings, const KeyRow& key) {
     const Parameter& row = *vpRendererDescription()->Find(key.id);
     Bool isNumber = false;
     const Float value = call.value.ToFloat(&isNumber);
@@ -167,12 +153,59 @@ void setPostValue(RendererSettingsCall& call, const KeyRow& key) {
         call.error = "The setting " + String(key.key) + " takes " + rangeText(row) + ", not \"" + call.value + "\".";
         return;
     }
-    BaseVideoPost* post = ensurePost(call.document);
+    BaseVideoPost* post = ensurePost(call.document, settings);
     if (!post) {
         call.error = "The renderer's settings could not be added to the document.";
         return;
     }
     post->SetParameter(key.id, row.kind == Kind::Float ? GeData(value) : GeData(static_cast<Int32>(value)));
+}
+
+void setValue(RendererSettingsCall& call, RenderSettings& settings) {
+    const std::vector<RendererSetting> known = listAll(settings, call.document);
+    const bool isKnown =
+        std::any_of(known.begin(), known.end(), [&](const RendererSetting& row) { return row.key == call.key; });
+    if (!isKnown) {
+        call.error = unknownKey(call.key, known);
+    } else if (const KeyRow* key = findKey(call.key)) {
+        setPostValue(call, settings, *key);
+    } else if (setFromText(settings, call.key, call.value, &call.error)) {
+        syncPost(call.document, settings);
+    }
+}
+
+String presetNames(const std::vector<BaseContainer>& presets) {
+    String names;
+    for (const BaseContainer& preset : presets) names += (names.IsEmpty() ? "\"" : ", \"") + presetName(preset) + "\"";
+    return names;
+}
+
+void usePreset(RendererSettingsCall& call, RenderSettings& settings) {
+    std::vector<BaseContainer> presets = readPresets();
+    const BaseContainer* preset = findPreset(presets, call.preset);
+    if (!preset) {
+        call.error = "There is no preset \"" + call.preset + "\"; " +
+                     (presets.empty() ? String("none was saved.") : "there are " + presetNames(presets) + ".");
+        return;
+    }
+    if (applyPreset(settings, *preset, false))
+        syncPost(call.document, settings);
+    else
+        call.error = "The preset could not be put into the document.";
+}
+
+void savePreset(RendererSettingsCall& call, RenderSettings& settings) {
+    if (call.preset.IsEmpty()) {
+        call.error = "A preset needs a name.";
+        return;
+    }
+    std::vector<BaseContainer> presets = readPresets();
+    BaseContainer fresh = makePreset(settings, call.preset);
+    if (BaseContainer* held = findPreset(presets, call.preset))
+        *held = std::move(fresh);
+    else
+        presets.push_back(std::move(fresh));
+    if (!writePresets(presets)) call.error = "The presets could not be written to the folder of the preferences.";
 }
 
 }  // namespace
@@ -183,25 +216,27 @@ const Description* vpRendererDescription() {
 }
 
 bool answerRendererSettings(RendererSettingsCall& call) {
-    if (call.renderer != ID_LUMORA_VP_RENDERER || !call.document) return false;
+    if (call.renderer != ID_LUMORA_VP_RENDERER) return false;
+    if (call.task == RendererSettingsTask::ListPresets) {
+        for (const BaseContainer& preset : readPresets()) call.presets.push_back(presetName(preset));
+        return true;
+    }
+    if (!call.document) return false;
     RenderSettings settings;
     settings.setDocument(call.document, false);
     settings.readFromDocument(true);
-    if (call.key.Content()) {
-        const std::vector<RendererSetting> known = listSettings(settings, call.document);
-        const bool isKnown =
-            std::any_of(known.begin(), known.end(), [&](const RendererSetting& row) { return row.key == call.key; });
-        if (!isKnown) {
-            call.error = unknownKey(call.key, known);
-        } else if (const KeyRow* key = findKey(call.key)) {
-            setPostValue(call, *key);
-        } else if (settings.setFromText(call.key, call.value, &call.error)) {
-            settings.writeToDocument();
-            // Live renders read the video post when there is one.
-            if (BaseVideoPost* post = findPost(call.document)) settings.writeToContainer(*post->GetDataInstance());
-        }
+    switch (call.task) {
+        case RendererSettingsTask::ApplyPreset:
+            usePreset(call, settings);
+            break;
+        case RendererSettingsTask::SavePreset:
+            savePreset(call, settings);
+            break;
+        default:
+            if (call.key.Content()) setValue(call, settings);
+            break;
     }
-    call.rows = listSettings(settings, call.document);
+    call.rows = listAll(settings, call.document);
     return true;
 }
 

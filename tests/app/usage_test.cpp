@@ -26,10 +26,11 @@ TEST(Usage, HelpAndVersionGoToStdout) {
         std::vector<std::string> said;
     } cases[] = {
         {{"--version"}, {"lumora "}},
-        {{"--help"}, {"render", "info", "convert", "--version"}},
+        {{"--help"}, {"render", "settings", "info", "convert", "--version"}},
         {{"render", "--help"},
          {"SCENE", "--size", "--samples", "--kernel", "--camera", "--frame", "--threads", "--set", "--quiet",
           "--preferences", "Ctrl-C", "Examples"}},
+        {{"settings", "--help"}, {"SCENE", "--set", "--preset", "--save-preset", "--list-presets", "-o", "--json"}},
         {{"info", "--help"}, {"--json", "Examples"}},
         {{"convert", "--help"}, {"IN", "OUT", "Example"}},
     };

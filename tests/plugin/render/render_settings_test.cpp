@@ -1,8 +1,10 @@
 #include "plugin/render/render_settings.h"
 
+#include <cmath>
 #include <set>
 
 #include "plugin/core/ids.h"
+#include "plugin/render/settings_text.h"
 #include "tests/plugin/scene_fixture.h"
 
 namespace lumora::test {
@@ -28,7 +30,8 @@ Float otherValue(const SettingRow& r) {
 }
 
 TEST_F(SettingsTest, EveryRowIsReachedByEachOfItsAddressesAndNoOther) {
-    std::set<Int32> ids;
+    std::set<Int32> ids, elements;
+    std::set<std::pair<Int32, Int32>> bits;
     std::set<std::pair<SettingGroup, Int32>> codes;
     std::set<std::string> keys;
     const auto rows = settingRows();
@@ -36,12 +39,16 @@ TEST_F(SettingsTest, EveryRowIsReachedByEachOfItsAddressesAndNoOther) {
         const SettingRow& r = rows[i];
         const auto at = static_cast<Int32>(i);
         SCOPED_TRACE(std::string(groupName(r.group)) + "." + r.key + " " + r.label);
-        EXPECT_TRUE(r.id == 0 || ids.insert(r.id).second) << "id twice: " << r.id;
+        // Ten rows share a light id set, each with a bit of its own.
+        const bool isBit = r.type == SettingType::Bit;
+        EXPECT_TRUE(isBit ? bits.insert({r.id, r.bit}).second : ids.insert(r.id).second) << "id twice: " << r.id;
+        EXPECT_GT(r.id, 0) << "every setting lasts";
         EXPECT_TRUE(r.code == 0 || codes.insert({r.group, r.code}).second) << "code twice";
         EXPECT_TRUE(!*r.key || keys.insert(std::string(groupName(r.group)) + "." + r.key).second) << "key twice";
-        EXPECT_TRUE(*r.key || r.code || r.id) << "no address at all";
+        EXPECT_EQ(r.kind == kPassKind, r.pass != 0);
+        EXPECT_TRUE(!r.pass || elements.insert(r.element).second) << "control twice";
         EXPECT_STRNE(r.label, "");
-        if (r.id) {
+        if (!isBit) {
             EXPECT_EQ(findSettingById(r.id), at);
         }
         if (r.code) {
@@ -73,30 +80,90 @@ TEST_F(SettingsTest, PinsExistOnTheirNodes) {
     for (const auto& [group, type] : nodes) {
         ApiNode* node = createNode(type, root);
         for (const SettingRow& r : settingRows())
-            EXPECT_TRUE(r.group != group || !r.pin || node->hasPin(static_cast<PinId>(r.pin)))
+            EXPECT_TRUE(r.group != group || !r.pin || r.home != PinHome::Group ||
+                        node->hasPin(static_cast<PinId>(r.pin)))
                 << groupName(group) << " " << r.label;
+    }
+    const std::pair<PinHome, NodeType> owned[] = {{PinHome::Layer, NT_RENDER_LAYER}, {PinHome::Lut, NT_LUT}};
+    for (const auto& [home, type] : owned) {
+        ApiNode* node = createNode(type, root);
+        for (const SettingRow& r : settingRows())
+            EXPECT_TRUE(r.home != home || node->hasPin(static_cast<PinId>(r.pin))) << r.label;
     }
 }
 
 TEST_F(SettingsTest, EverythingStoredComesBack) {
-    for (const SettingRow& r : settingRows()) {
-        if (!r.id) continue;
-        if (r.type == SettingType::Colour)
-            settings.setColour(groupName(r.group), r.key, {0.1, 0.2, 0.3}, false);
-        else
-            EXPECT_TRUE(settings.setValueById(r.id, otherValue(r), false)) << r.id;
+    const Vector tint(0.1, 0.2, 0.3);
+    for (std::size_t i = 0; i < settingRows().size(); ++i) {
+        const SettingRow& r = settingRows()[i];
+        EXPECT_TRUE(
+            settings.setValueAt(static_cast<Int32>(i), {r.isNumber() ? otherValue(r) : 0, tint, "a b.cube"}, false));
     }
     RenderSettings read;
     read.setDocument(doc, true);
     ASSERT_TRUE(read.readFromDocument(false)) << "setting a value writes the document's container";
-    for (const SettingRow& r : settingRows()) {
-        if (!r.id) continue;
+    for (std::size_t i = 0; i < settingRows().size(); ++i) {
+        const SettingRow& r = settingRows()[i];
+        const SettingValue& value = read.valueAt(static_cast<Int32>(i));
         if (r.type == SettingType::Colour) {
-            EXPECT_EQ(read.colour(r.id), Vector(0.1, 0.2, 0.3));
+            EXPECT_EQ(value.colour, tint) << r.label;
+        } else if (r.type == SettingType::File) {
+            EXPECT_EQ(value.text, String("a b.cube"));
         } else {
-            EXPECT_DOUBLE_EQ(read.number(r.id), otherValue(r)) << r.id << " " << r.label;
+            EXPECT_DOUBLE_EQ(value.number, otherValue(r)) << r.id << " " << r.label;
         }
     }
+    for (Int32 id : {3219, 3222}) EXPECT_TRUE(settings.container()->Has(id));
+    read.restoreDefaults();
+    EXPECT_DOUBLE_EQ(read.number(3063), 64000);
+    EXPECT_DOUBLE_EQ(read.container()->GetFloat(3009), 0.001);
+}
+
+TEST_F(SettingsTest, ReadingIsByGroupAndRefusesWhatNoPictureCanBeMadeOf) {
+    BaseContainer bc;
+    bc.SetInt32(SETTING_KERNEL, 99);
+    bc.SetInt32(3063, 7);
+    bc.SetFloat(SETTING_EXPOSURE, std::nan(""));
+    bc.SetString(SETTING_GAMMA, "bright");
+    bc.SetFloat(3086, 1e300);
+    settings.readFromContainer(bc, groupBit(SettingGroup::Imager) | groupBit(SettingGroup::Kernel));
+    EXPECT_EQ(settings.kernel(), KERNEL_INFO) << "the container's default";
+    EXPECT_DOUBLE_EQ(settings.number(3063), 64000) << "not asked for";
+    EXPECT_DOUBLE_EQ(settings.number(SETTING_EXPOSURE), 1.0);
+    EXPECT_DOUBLE_EQ(settings.number(SETTING_GAMMA), 1.0);
+    settings.readFromContainer(bc);
+    EXPECT_DOUBLE_EQ(settings.number(3063), 7);
+    EXPECT_DOUBLE_EQ(settings.number(3086), 64000);
+}
+
+TEST_F(SettingsTest, ALightIdWriteChangesItsBitOnly) {
+    settings.ensureContainer();
+    const Int32 set = SETTING_LIGHT_IDS;  // of the direct lighting kernel
+    settings.container()->SetInt32(set, settings.container()->GetInt32(set) | 1 << 20);
+    const Int32 before = settings.container()->GetInt32(set);
+    settings.setValueById("DL", fourCC('L', 'I', 'D', '8'), 6, false);  // low bit 0
+    EXPECT_EQ(settings.container()->GetInt32(set), before & ~(1 << 9));
+    settings.setValueById("DL", fourCC('L', 'I', 'D', '8'), 7, false);
+    EXPECT_EQ(settings.container()->GetInt32(set), before);
+    settings.setValueById("Pmc", fourCC('L', 'L', 'I', 'E'), 1, false);
+    EXPECT_EQ(settings.container()->GetInt32(set + 5), 1 << 1);
+}
+
+TEST_F(SettingsTest, UnknownAddressesChangeNothingAndStillWriteTheContainer) {
+    EXPECT_FALSE(settings.setPass("", 12345, true, true));
+    EXPECT_TRUE(settings.container());
+    doc->GetDataInstance()->RemoveData(ID_LUMORA_SESSION);
+    EXPECT_FALSE(settings.setValueByKey("Ci", "no such", 1, true));
+    EXPECT_FALSE(settings.setValueById("none", fourCC('M', 'A', 'X', 'S'), 1, true));
+    EXPECT_TRUE(settings.container());
+    for (const SettingRow& r : settingRows())
+        if (r.kind == kPassKind) {
+            EXPECT_FALSE(settings.flag(r.id)) << r.label;
+        }
+    EXPECT_TRUE(settings.setValueByKey("Krn", "whatever", KERNEL_PMC, false));
+    EXPECT_EQ(settings.kernel(), KERNEL_PMC);
+    EXPECT_TRUE(settings.setValueByKey("pass", "1003", 1, false));
+    EXPECT_TRUE(settings.flag(3335)) << "the depth pass";
 }
 
 TEST_F(SettingsTest, DefaultsOfRecordAndOfContainer) {
@@ -112,8 +179,14 @@ TEST_F(SettingsTest, AnOldSettingsObjectIsTakenOver) {
     BaseObject* old = addNull("myLumoraSettings");
     old->GetDataInstance()->SetInt32(3063, 77);
     old->GetDataInstance()->SetInt32(5000, 1);  // beyond the settings
-    ASSERT_TRUE(settings.readFromDocument(true));
+    addNull("myLumoraSettings", addNull("Parent"));
+    for (const int value : {1, 2}) addNull("myLumoraSettings")->GetDataInstance()->SetInt32(3063, value);
+    ASSERT_TRUE(settings.setValueByKey("Ci", "exposure", 2, false)) << "setting one value keeps the others";
     EXPECT_DOUBLE_EQ(settings.number(3063), 77);
+    int left = 0;
+    for (BaseObject* o = doc->GetFirstObject(); o; o = o->GetNext())
+        left += o->GetName() == String("myLumoraSettings") ? 1 : 0;
+    EXPECT_EQ(left, 1);
     EXPECT_FALSE(settings.container()->Has(5000));
     EXPECT_EQ(settings.container()->GetInt32(SETTING_STORED_VERSION), kPluginVersionStamp);
 }
@@ -121,9 +194,9 @@ TEST_F(SettingsTest, AnOldSettingsObjectIsTakenOver) {
 TEST_F(SettingsTest, SettingsReachTheirPins) {
     settings.setKernel(KERNEL_PATH, false);
     settings.setValueByKey("Pt", "maxsamples", 33, false);
-    settings.setValueByCode("Pt", fourCC('A', 'C', 'H', 'N'), 1, false);
+    settings.setValueById("Pt", fourCC('A', 'C', 'H', 'N'), 1, false);
     settings.setValueByKey("Ci", "exposure", 1.5, false);
-    settings.setColour("Ci", "wBalance", {1, 0.5, 0.25}, false);
+    settings.applyColour("Ci", "wBalance", {1, 0.5, 0.25}, false);
     EXPECT_TRUE(settings.applyAll());
     ASSERT_TRUE(kernel());
     EXPECT_EQ(kernel()->type(), NT_KERNEL_PATH);
@@ -159,13 +232,13 @@ TEST_F(SettingsTest, RulesBeyondAPlainCopy) {
         settings.setValueByKey("DL", "gimod", stored, true);
         EXPECT_EQ(kernel()->getPinInt(P_GI_MODE), pin);
     }
-    settings.setValueByCode("DL", fourCC('L', 'I', 'D', 'A'), 1, true);
+    settings.setValueById("DL", fourCC('L', 'I', 'D', 'A'), 1, true);
     EXPECT_EQ(kernel()->getPinInt(P_LIGHT_IDS_ACTION), 0);
-    settings.setValueByCode("DL", fourCC('L', 'I', 'D', '3'), 2, true);  // the low bit is 0
+    settings.setValueById("DL", fourCC('L', 'I', 'D', '3'), 2, true);  // the low bit is 0
     EXPECT_EQ(kernel()->connectedNode(P_LIGHT_IDS)->getInt(A_VALUE), 1023 & ~(1 << 4));
-    settings.setValueByCode("DL", fourCC('A', 'S', 'P', 'X'), 3, true);
+    settings.setValueById("DL", fourCC('A', 'S', 'P', 'X'), 3, true);
     EXPECT_EQ(kernel()->getPinInt(P_PIXEL_GROUPING), 2) << "details of adaptive sampling wait until it is on";
-    settings.setValueByCode("DL", fourCC('A', 'S', 'M', 'P'), 1, true);
+    settings.setValueById("DL", fourCC('A', 'S', 'M', 'P'), 1, true);
     EXPECT_EQ(kernel()->getPinInt(P_PIXEL_GROUPING), 4);
 
     BaseContainer old;
@@ -198,15 +271,15 @@ TEST_F(SettingsTest, TextsOfAPerson) {
     };
     for (const Case& c : cases) {
         String error;
-        EXPECT_EQ(settings.setFromText(c.key, c.value, &error), c.taken) << c.key << " " << c.value;
+        EXPECT_EQ(setFromText(settings, c.key, c.value, &error), c.taken) << c.key << " " << c.value;
         EXPECT_EQ(error.Content(), !c.taken);
     }
     EXPECT_EQ(settings.kernel(), KERNEL_PATH);
     EXPECT_EQ(settings.maxSamples(), 17);
     // What the list shows can be typed back.
-    for (const RendererSetting& s : settings.list()) {
+    for (const RendererSetting& s : listSettings(settings)) {
         String error;
-        EXPECT_TRUE(settings.setFromText(s.key, s.value, &error)) << s.key.c_str() << " " << error.c_str();
+        EXPECT_TRUE(setFromText(settings, s.key, s.value, &error)) << s.key.c_str() << " " << error.c_str();
     }
 }
 

@@ -163,7 +163,7 @@ TEST_F(EnvironmentTest, WithoutASkyTheSettingsColour) {
     Lumora::ApiWriteJournal::reset();
     EXPECT_EQ(main.update(false, target, true), 0);
     EXPECT_EQ(writes(), 0u);
-    settings.setColour("Other", "envClr", {0.1, 0.2, 0.3}, false);
+    settings.applyColour("Other", "envClr", {0.1, 0.2, 0.3}, false);
     EXPECT_NE(main.update(false, target, true), 0);
     EXPECT_EQ(environment()->getPinFloat3(P_TEXTURE), (Float3{0.1f, 0.2f, 0.3f}));
     EXPECT_EQ(writes(), 1u);

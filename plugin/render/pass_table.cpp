@@ -1,0 +1,87 @@
+#include "plugin/render/pass_table.h"
+
+namespace lumora {
+
+namespace {
+
+constexpr PassRow kPasses[] = {
+    {"Emit", 3301, 155, 1},
+    {"Environment", 3302, 157, 2},
+    {"Diffuse", 3451, 276, 3},
+    {"Diffuse filter", 3452, 153, 6},
+    {"Diffuse direct", 3303, 152, 4},
+    {"Diffuse indirect", 3304, 154, 5},
+    {"Reflection", 3453, 279, 7},
+    {"Reflection filter", 3454, 182, 10},
+    {"Reflection direct", 3305, 181, 8},
+    {"Reflection indirect", 3306, 183, 9},
+    {"Refraction", 3307, 185, 11},
+    {"Refraction filter", 3455, 184, 12},
+    {"SSS", 3309, 189, 15},
+    {"Transmission", 3308, 193, 13},
+    {"Transmission filter", 3456, 192, 14},
+    {"Shadow", 3311, 354, 32},
+    {"Irradiance", 3371, 372, 33},
+    {"Light direction", 3372, 373, 34},
+    {"Volume", 3373, 378, 35},
+    {"Volume mask", 3374, 380, 36},
+    {"Volume emission", 3375, 379, 37},
+    {"Volume z-depth front", 3376, 382, 38},
+    {"Volume z-depth back", 3377, 383, 39},
+    {"Postpro", 3310, 180, 16},
+    {"Noise", 3326, 346, 31},
+    {"AI denoiser", 3380, 389, 43},
+    {"Denoised remainder", 3386, 398, 49},
+    {"Denoised diffuse direct", 3381, 393, 44},
+    {"Denoised diffuse indirect", 3382, 394, 45},
+    {"Denoised reflection direct", 3383, 395, 46},
+    {"Denoised reflection indirect", 3384, 396, 47},
+    {"Denoised emission", 3387, 445, 76},
+    {"Denoised volume", 3388, 442, 74},
+    {"Denoised volume emission", 3389, 443, 75},
+    {"Shadow (layer)", 3460, 166, 17},
+    {"Black shadows", 3312, 163, 18},
+    {"Layer reflections", 3314, 165, 20},
+    {"Ambient light", 3315, 148, 21},
+    {"Sun light", 3316, 190, 22},
+    {"Light pass 1", 3317, 167, 23},
+    {"Light pass 2", 3318, 168, 24},
+    {"Light pass 3", 3319, 169, 25},
+    {"Light pass 4", 3320, 170, 26},
+    {"Light pass 5", 3321, 171, 27},
+    {"Light pass 6", 3322, 172, 28},
+    {"Light pass 7", 3323, 173, 29},
+    {"Light pass 8", 3324, 174, 30},
+    {"Geo. normals", 3331, 159, 1000},
+    {"Shading normals", 3332, 188, 1001},
+    {"Vertex normals", 3333, 195, 1008},
+    {"Position", 3334, 179, 1002},
+    {"Z-Depth", 3335, 197, 1003},
+    {"MatID", 3337, 176, 1004},
+    {"UV", 3338, 194, 1005},
+    {"Tangent vector", 3340, 191, 1006},
+    {"Wireframe", 3341, 196, 1007},
+    {"Object id", 3342, 178, 1009},
+    {"Object layer color", 3349, 298, 1024},
+    {"Baking group ID", 3370, 275, 1017},
+    {"AO", 3343, 149, 1010},
+    {"Motion vector", 3344, 177, 1011},
+    {"Opacity", 3458, 278, 1016},
+    {"Diffuse filter (info)", 3363, 284, 1020},
+    {"Roughness filter", 3362, 282, 1018},
+    {"IOR filter", 3366, 283, 1019},
+    {"Reflection filter (info)", 3364, 285, 1021},
+    {"Refraction filter (info)", 3365, 286, 1022},
+    {"Transmission filter (info)", 3367, 287, 1023},
+    {"Render layer ID", 3345, 186, 1012},
+    {"Render layer mask", 3346, 187, 1013},
+    {"Light pass ID", 3348, 175, 1014},
+};
+
+}  // namespace
+
+std::span<const PassRow> passRows() {
+    return kPasses;
+}
+
+}  // namespace lumora
