@@ -39,7 +39,7 @@ ApiNode* makeLayerMap(ApiNode* mesh, const std::vector<SceneObjectInfo>& objects
     ApiNode* map = createNode(Lumora::NT_GEO_LAYER_MAP, Lumora::ApiProjectManager::rootNodeGraph());
     if (!map) return nullptr;
     connectIfChanged(map, Lumora::P_GEOMETRY, mesh);
-    map->evaluate();
+    evaluateItem(map);
     for (std::size_t k = 0; k < objects.size(); ++k) {
         const SceneObjectInfo& info = objects[k];
         if (!info.needsLayer) continue;

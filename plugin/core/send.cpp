@@ -1,6 +1,7 @@
 #include "plugin/core/send.h"
 
 #include <cmath>
+#include <unordered_set>
 
 #include "engine/api/lumora_api.h"
 #include "plugin/core/engine_binding.h"
@@ -14,7 +15,9 @@
 #include "plugin/core/session.h"
 #include "plugin/core/singletons.h"
 #include "plugin/materials/material_generation.h"
+#include "plugin/materials/material_identity.h"
 #include "plugin/materials/material_manager.h"
+#include "plugin/materials/unused_materials.h"
 #include "plugin/render/render_settings.h"
 #include "plugin/scene/camera_node.h"
 #include "plugin/scene/environment_builder.h"
@@ -43,6 +46,13 @@ BaseVideoPost* rendererPost(BaseDocument* document) {
     for (BaseVideoPost* post = document->GetActiveRenderData()->GetFirstVideoPost(); post; post = post->GetNext())
         if (post->GetType() == ID_LUMORA_VP_RENDERER) return post;
     return nullptr;
+}
+
+/// A switch of the renderer: materials that no object uses are left out.
+bool skipsUnusedMaterials(BaseDocument* document) {
+    constexpr Int32 kSkipUnusedMaterials = 1024;
+    const BaseVideoPost* post = rendererPost(document);
+    return post && post->GetDataInstance()->GetBool(kSkipUnusedMaterials);
 }
 
 /// Settings of the live render: the renderer's video post when the render data has one, else the document's own.
@@ -157,12 +167,18 @@ void createMaterials(lumoraLive& session) {
     materials.unitScale = globals().unitScale;
     materials.setDocument(session.liveDoc, session.finalRender ? session.sendDoc : nullptr);
     statusLine("Create Materials....");
+    materials.batchMode = session.finalRender;
+    materials.skipUnused = session.finalRender && skipsUnusedMaterials(session.sendDoc);
+    if (materials.skipUnused) collectUnusedMaterials(*session.sendDoc, materials.unusedMaterials, true, false);
+    const std::unordered_set<const BaseMaterial*> unused(materials.unusedMaterials.begin(),
+                                                         materials.unusedMaterials.end());
     // While the documents differ, the n-th material of the one is the copy of the n-th of the other.
     BaseMaterial* source = session.liveDoc != session.sendDoc ? session.liveDoc->GetFirstMaterial() : nullptr;
     for (BaseMaterial* material = session.sendDoc->GetFirstMaterial(); material; material = material->GetNext()) {
-        if (MatLink* link = materials.createMatLink(material)) {
-            link->renderMaterial = material;
-            if (source) link->link.SetLink(source);
+        MatLink* link = unused.contains(material) ? nullptr : materials.createMatLink(material);
+        if (link) {
+            materials.hashMaterial(*material, link->hash);
+            materials.setSource(*link, source);
         }
         if (source) source = source->GetNext();
     }
@@ -175,7 +191,8 @@ void createMaterials(lumoraLive& session) {
         }
         MatLink* link = materials.linkAt(i);
         filteredLine(kLogMaterials, "convert mat:" + link->name);
-        generateMaterial(materials, link->material, link);
+        BaseMaterial* twin = link->renderMaterial();
+        generateMaterial(materials, twin ? twin : link->material, link);
     }
 }
 
@@ -248,6 +265,7 @@ bool startLiveRender(lumoraLive& session, bool viewportMode) {
     session.setState(LiveState::Exporting);
     session.setRenderEnabled(false);
     session.viewportMode = viewportMode;
+    storeMaterialPointers(*document);
     session.setDocuments(document, document);
 
     RenderSettings& settings = *singletons().renderSettings;

@@ -20,7 +20,7 @@ namespace {
 /// A camera that looks at the origin, and a material for what has none.
 void makeDefaultTarget(lumoraLive& session) {
     Lumora::ApiRootNodeGraph& root = Lumora::ApiProjectManager::rootNodeGraph();
-    session.renderTarget = ApiNode::create(Lumora::NT_RENDER_TARGET, root, true);
+    session.renderTarget = createNode(Lumora::NT_RENDER_TARGET, root);
     if (!Engine::setRenderTargetNode(session.renderTarget)) logLine("renderTarget FALSE");
     if (!session.renderTarget) return;
     session.animationNode = ownedInput(session.renderTarget, Lumora::P_ANIMATION, Lumora::NT_ANIMATION_SETTINGS);
@@ -53,7 +53,7 @@ void lumoraLive::resetScene(bool createDefaults) {
 
     logLine("RESET PROJECT");
     if (items) items->clear();
-    Lumora::ApiProjectManager::rootNodeGraph().clear();
+    clearGraph(Lumora::ApiProjectManager::rootNodeGraph());
     setState(LiveState::Exporting);
     logLine("Init defaults");
     if (createDefaults) makeDefaultTarget(*this);
@@ -66,7 +66,15 @@ void lumoraLive::clearCollections() {
 }
 
 void lumoraLive::releaseMaterials() {
-    if (singletons().matMngr) singletons().matMngr->clearAll();
+    Singletons& all = singletons();
+    // A preview or a pass of another thread ends first.
+    constexpr Int32 kPollMs = 10;
+    for (MatManager* manager : {all.matMngr.get(), all.prevMatMngr.get()}) {
+        if (!manager) continue;
+        if (all.prevMatMngr) all.prevMatMngr->cancelPreview = true;
+        while (manager->busyUpdate || manager->busyPreview) GeSleep(kPollMs);
+        manager->clearAll();
+    }
 }
 
 void lumoraLive::collectItems(const char* label) {

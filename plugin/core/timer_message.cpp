@@ -11,6 +11,7 @@
 #include "plugin/core/send.h"
 #include "plugin/core/session.h"
 #include "plugin/core/singletons.h"
+#include "plugin/materials/material_identity.h"
 #include "plugin/materials/material_manager.h"
 #include "plugin/render/render_settings.h"
 #include "plugin/scene/camera_node.h"
@@ -45,6 +46,7 @@ const TimerMessage::Row TimerMessage::kRows[] = {
     {MSG_DEVICES_DENOISE, &TimerMessage::applyDevicesAndRedraw},
     {MSG_DEVICES_PRIORITY, &TimerMessage::applyDevices},
     {MSG_CONVERT_MATERIALS, &TimerMessage::convertMaterials},
+    {MSG_STORE_MATERIAL_POINTERS, &TimerMessage::storePointers},
 };
 
 bool sampleTargetReached() {
@@ -231,6 +233,10 @@ void TimerMessage::setClayMode(UInt64 mode, UInt64) {
 
 void TimerMessage::initEngine(UInt64, UInt64) {
     initLive(session_);
+}
+
+void TimerMessage::storePointers(UInt64, UInt64) {
+    if (BaseDocument* document = GetActiveDocument()) storeMaterialPointers(*document);
 }
 
 }  // namespace lumora

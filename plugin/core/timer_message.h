@@ -36,6 +36,7 @@ private:
     void applyDevices(UInt64, UInt64);
     void applyDevicesAndRedraw(UInt64, UInt64);
     void convertMaterials(UInt64, UInt64);
+    void storePointers(UInt64, UInt64);
 
     lumoraLive& session_;
 };

@@ -8,6 +8,7 @@
 #include "plugin/core/send_thread.h"
 #include "plugin/core/session.h"
 #include "plugin/core/singletons.h"
+#include "plugin/materials/material_manager.h"
 #include "plugin/scene/camera_node.h"
 
 namespace lumora {
@@ -32,6 +33,13 @@ Int32 check(lumoraLive& session, Int32 mask) {
                                               session.renderWidth, session.renderHeight))
         flags |= UPDATE_CAMERA;
     session.checkOthersTime.end();
+    if ((mask & CHECK_MATERIALS) && !globals().converting) {
+        session.materialsTime.start();
+        session.sendBusy = true;
+        if (singletons().matMngr->checkAndUpdate()) flags |= UPDATE_MATERIALS;
+        session.sendBusy = false;
+        session.materialsTime.end();
+    }
     return flags;
 }
 

@@ -8,7 +8,7 @@ namespace lumora {
 class lumoraLive;
 
 /// What an update pass looks at.
-enum UpdateMask : Int32 { CHECK_CAMERA = 1 };
+enum UpdateMask : Int32 { CHECK_CAMERA = 1, CHECK_MATERIALS = 2 };
 
 /// One pass over what the mask names. Nothing happens during a send or a final render, without a running render, or
 /// when another document is active. `background`: the engine's part is left to the send thread; otherwise the call

@@ -171,7 +171,7 @@ void InstanceManager::generateBaseMeshes(ApiNodeGraph& graph, float scale) {
             if (child.info.needsLayer) {
                 top = createNode(NT_GEO_LAYER_MAP, graph);
                 connectIfChanged(top, P_GEOMETRY, mesh);
-                if (top) top->evaluate();
+                evaluateItem(top);
                 writeObjectLayer(top, child.info);
             }
             ApiNode* scatter = createNode(NT_GEO_SCATTER, graph, "SCT");
@@ -209,19 +209,19 @@ void deleteGeometry(ApiNode* node) {
             std::vector<ApiNode*> below;
             for (unsigned i = 0; i < node->pinCount(); ++i)
                 if (ApiNode* n = node->connectedNodeIx(i)) below.push_back(n);
-            node->destroy();
+            destroyItem(node);
             for (ApiNode* n : below) deleteGeometry(n);
             break;
         }
         case NT_GEO_SCATTER:
         case NT_GEO_LAYER_MAP: {
             ApiNode* below = node->connectedNode(P_GEOMETRY);
-            node->destroy();
+            destroyItem(node);
             deleteGeometry(below);
             break;
         }
         case NT_GEO_MESH:
-            node->destroy();
+            destroyItem(node);
             break;
         default:
             break;

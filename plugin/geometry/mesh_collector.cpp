@@ -214,7 +214,7 @@ void MeshCollector::finishSingleMesh() {
     if (mesh) {
         const Float start = GeGetMilliSeconds();
         writeMeshAttributes(allMaterials.size());
-        mesh->evaluate();  // only now the material pins exist
+        evaluateItem(mesh);  // only now the material pins exist
         evaluateMs += GeGetMilliSeconds() - start;
         connectMaterials(allMaterials);
         buildMs += GeGetMilliSeconds() - start;
@@ -229,7 +229,7 @@ bool MeshCollector::finishObjectMesh(const SceneObjectInfo& /*info*/) {
     }
     const Float start = GeGetMilliSeconds();
     writeMeshAttributes(objectMaterials.size());
-    mesh->evaluate();
+    evaluateItem(mesh);
     evaluateMs += GeGetMilliSeconds() - start;
     setAttrIfChanged(mesh, A_FILENAME, "");
     setAttrIfChanged(mesh, A_RELOAD, false);

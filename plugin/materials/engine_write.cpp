@@ -1,5 +1,6 @@
 #include "plugin/materials/engine_write.h"
 
+#include <atomic>
 #include <cstring>
 
 namespace lumora {
@@ -28,6 +29,16 @@ bool setArray(ApiItem* item, AttributeId id, const Lumora::ApiArray<const T>& he
     return !same && item->set(id, values, count, evaluate);
 }
 
+std::atomic<std::uint64_t> destroyed{0};
+
+template <typename T>
+void destroyAndForget(T*& item) {
+    if (!item) return;
+    ++destroyed;
+    item->destroy();
+    item = nullptr;
+}
+
 }  // namespace
 
 bool connectIfChanged(ApiNode* node, PinId pin, ApiNode* target) {
@@ -51,13 +62,15 @@ bool disconnectPinIx(ApiNode* node, unsigned index) {
 ApiNode* ownedInput(ApiNode* node, PinId pin, NodeType type) {
     if (!node || !node->hasPin(pin)) return nullptr;
     ApiNode* held = node->connectedNode(pin);
-    return held && held->type() == type ? held : node->createInternal(pin, type, true, true);
+    const bool keep = held && held->type() == type && !held->graphOwned();
+    return keep ? held : node->createInternal(pin, type, true, true);
 }
 
 ApiNode* ownedInputIx(ApiNode* node, unsigned index, NodeType type) {
     if (!node || !node->hasPinIx(index)) return nullptr;
     ApiNode* held = node->connectedNodeIx(index);
-    return held && held->type() == type ? held : node->createInternalIx(index, type, true, true);
+    const bool keep = held && held->type() == type && !held->graphOwned();
+    return keep ? held : node->createInternalIx(index, type, true, true);
 }
 
 bool setBoolIfChanged(ApiNode* node, PinId pin, bool value) {
@@ -149,6 +162,12 @@ bool setNameIfChanged(ApiItem* item, const String& name) {
     return true;
 }
 
+bool setPluginDataStrIfChanged(ApiItem* item, const char* text) {
+    if (!item || !text || std::strcmp(item->pluginDataStr(), text) == 0) return false;
+    item->setPluginDataStr(text);
+    return true;
+}
+
 ApiNode* createNode(NodeType type, ApiNodeGraph& graph, const char* name) {
     ApiNode* node = ApiNode::create(type, graph, true);
     if (node && name) node->setName(name);
@@ -162,8 +181,32 @@ ApiNodeGraph* createGraph(ApiNodeGraph& owner, const char* name) {
 }
 
 void destroyItem(ApiNode*& node) {
-    if (node) node->destroy();
-    node = nullptr;
+    destroyAndForget(node);
+}
+
+void destroyItem(ApiNodeGraph*& graph) {
+    destroyAndForget(graph);
+}
+
+void destroyItem(ApiItem*& item) {
+    destroyAndForget(item);
+}
+
+void clearGraph(ApiNodeGraph& graph) {
+    ++destroyed;
+    graph.clear();
+}
+
+std::uint64_t destroyCount() {
+    return destroyed;
+}
+
+void evaluateItem(ApiItem* item) {
+    if (item) item->evaluate();
+}
+
+void unfoldGraph(ApiNodeGraph* graph, bool recurse) {
+    if (graph) graph->unfold(recurse);
 }
 
 bool ownedBy(const ApiItem* item, const ApiNodeGraph& graph) {

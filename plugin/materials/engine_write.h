@@ -1,8 +1,9 @@
 // Compare first, then write: the only way in which the plug-in writes to the engine.
 //
 // A write to a pin or attribute costs the render a restart, so every helper here reads what the engine holds and writes
-// a difference only. The result says whether anything was written. Null nodes and pins that a node does not have are
-// refused quietly (false or null): one table of pins serves node types of which some lack a row.
+// a difference only. A test refuses direct setter calls elsewhere in the plug-in. The result says whether anything was
+// written. Null nodes and pins that a node does not have are refused quietly (false or null): one table of pins serves
+// node types of which some lack a row.
 //
 // Threads: as the engine's items, any thread; callers write on the sending thread.
 #pragma once
@@ -40,7 +41,8 @@ bool connectIxIfChanged(ApiNode* node, unsigned index, ApiNode* target);
 bool disconnectPin(ApiNode* node, PinId pin);
 bool disconnectPinIx(ApiNode* node, unsigned index);
 
-/// The connected node when it has that type, else a new one inside the pin. Null when the pin refuses the type.
+/// The node that the pin owns when it has that type, else a new one inside the pin. A node of a graph that is connected
+/// there may serve others and is left alone. Null when the pin refuses the type.
 ApiNode* ownedInput(ApiNode* node, PinId pin, NodeType type);
 ApiNode* ownedInputIx(ApiNode* node, unsigned index, NodeType type);
 
@@ -82,14 +84,28 @@ bool writeArray(ApiItem* item, AttributeId id, const T* values, std::size_t coun
 }
 
 bool setNameIfChanged(ApiItem* item, const String& name);
+/// The text that the engine keeps for us with an item.
+bool setPluginDataStrIfChanged(ApiItem* item, const char* text);
 
 // --- Items ----------------------------------------------------------------------------------------------------------
 /// A node in the graph, named when a name is given. Null when the engine refuses the type.
 ApiNode* createNode(NodeType type, ApiNodeGraph& graph, const char* name = nullptr);
 /// A graph inside a graph, named when a name is given.
 ApiNodeGraph* createGraph(ApiNodeGraph& owner, const char* name = nullptr);
-/// Destroys the item and empties the caller's pointer. Null is fine.
+/// Destroys the item with what it owns and empties the caller's pointer. Null is fine.
 void destroyItem(ApiNode*& node);
+void destroyItem(ApiNodeGraph*& graph);
+void destroyItem(ApiItem*& item);
+/// Destroys everything in the graph.
+void clearGraph(ApiNodeGraph& graph);
+/// Moves with every destroyItem and clearGraph: while it stands, a pointer to an item that a graph or the caller owns
+/// is as good as before. What a pin owns goes with its connection and is not counted.
+std::uint64_t destroyCount();
+
+/// Applies what was written with `evaluate` off: dynamic pins come and go.
+void evaluateItem(ApiItem* item);
+/// Lays the graph out for the node graph window.
+void unfoldGraph(ApiNodeGraph* graph, bool recurse);
 
 /// Whether `item` stands in `graph` at any depth, inside pins included.
 bool ownedBy(const ApiItem* item, const ApiNodeGraph& graph);

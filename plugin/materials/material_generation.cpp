@@ -3,6 +3,7 @@
 #include <set>
 
 #include "plugin/core/log.h"
+#include "plugin/materials/material_identity.h"
 #include "plugin/materials/texture_nodes.h"
 
 namespace lumora {
@@ -216,9 +217,11 @@ void generateStandard(MatManager& manager, BaseMaterial& material, MatLink& link
 
 void generateMaterial(MatManager& manager, BaseMaterial* material, MatLink* link) {
     if (!material || !link) return;
+    writeMaterialAddress(*material);
     link->generated = false;
     link->bit = dirtySum(*material);
     if (!link->node) return;
+    const GenerationScope scope(*link);
     filteredLine(kLogMaterials, "generate material:" + material->GetName());
     if (material->GetType() == Mmaterial) generateStandard(manager, *material, *link);
     link->generated = true;

@@ -2,176 +2,28 @@
 
 #include <algorithm>
 #include <mutex>
-#include <unordered_set>
 
 #include "plugin/core/ids.h"
 #include "plugin/core/log.h"
+#include "plugin/materials/material_identity.h"
 
 namespace lumora {
 
-namespace {
+// --- Document -------------------------------------------------------------------------------------------------------
 
-// The plug-in's private parameters of a material are no content.
-constexpr Int32 kPrivateFirst = 99000, kPrivateLast = 99020;
-
-bool directlyOwned(const ApiNodeGraph& graph, const ApiItem* item) {
-    Lumora::ApiItemArray items;
-    graph.getOwnedItems(items);
-    for (std::size_t i = 0; i < items.size(); ++i)
-        if (items.get(i) == item) return true;
-    return false;
+bool MatManager::readColorProfile() {
+    const bool srgb = doc && doc->GetDataInstance()->GetInt32(DOCUMENT_COLORPROFILE, 1) == 1;
+    const Int32 before = colorProfile;
+    colorProfile = srgb ? 0 : 2;
+    return colorProfile != before;
 }
-
-Float characterSum(const std::string& text) {
-    Float sum = 0;
-    for (char c : text) sum += static_cast<UChar>(c);
-    return sum;
-}
-
-void addContent(const BaseList2D& element, ContentHash& hash, std::unordered_set<const BaseList2D*>& seen);
-
-void addValue(const BaseList2D& element, const GeData& value, ContentHash& hash,
-              std::unordered_set<const BaseList2D*>& seen) {
-    switch (value.GetType()) {
-        case DataType::Int:
-            hash.a += static_cast<Float>(value.GetInt64());
-            break;
-        case DataType::Float:
-            hash.b += value.GetFloat();
-            break;
-        case DataType::Vector: {
-            const Vector v = value.GetVector();
-            hash.a += v.x, hash.b += v.y, hash.c += v.z;
-            break;
-        }
-        case DataType::String:
-            hash.a += characterSum(value.GetString().str());
-            break;
-        case DataType::Filename:
-            hash.b += characterSum(value.GetFilename().str());
-            break;
-        case DataType::Link:
-            if (const BaseList2D* target = value.GetLink(element.GetDocument())) {
-                hash.b += static_cast<Float>(target->GetGUID() & 0xFFFFFFFFu);
-                addContent(*target, hash, seen);
-            }
-            break;
-        case DataType::Custom:
-            if (const auto* gradient = static_cast<const Gradient*>(value.GetCustom(CUSTOMDATATYPE_GRADIENT)))
-                for (const Gradient::Knot& k : gradient->knots)
-                    hash.c += k.colour.x + 2 * k.colour.y + 3 * k.colour.z + 5 * k.position + 7 * k.brightness +
-                              11 * k.bias + 13 * static_cast<Float>(k.interpolation);
-            break;
-        default:
-            break;
-    }
-}
-
-void addContent(const BaseList2D& element, ContentHash& hash, std::unordered_set<const BaseList2D*>& seen) {
-    if (!seen.insert(&element).second) return;
-    const BaseContainer& data = *element.GetDataInstance();
-    for (Int32 i = 0; i < data.GetCount(); ++i) {
-        const Int32 id = data.GetIndexId(i);
-        if (id < kPrivateFirst || id > kPrivateLast) addValue(element, data.GetIndexData(i), hash, seen);
-    }
-}
-
-NodeType ownMaterialType(Int32 choice) {
-    switch (choice) {
-        case 2511:
-            return NT_MAT_GLOSSY;
-        case 2513:
-            return NT_MAT_SPECULAR;
-        case 2514:
-            return NT_MAT_METALLIC;
-        case 2515:
-            return NT_MAT_TOON;
-        case 2516:
-            return NT_MAT_UNIVERSAL;
-        default:
-            return NT_MAT_DIFFUSE;
-    }
-}
-
-NodeType standardMaterialType(const BaseMaterial& material) {
-    const BaseContainer& d = *material.GetDataInstance();
-    if (d.GetBool(MATERIAL_USE_TRANSPARENCY) && d.GetFloat(MATERIAL_TRANSPARENCY_REFRACTION, 1.0) != 1.0)
-        return NT_MAT_SPECULAR;
-    if (d.GetBool(MATERIAL_USE_LUMINANCE)) return NT_MAT_DIFFUSE;
-    if (!d.GetBool(MATERIAL_USE_REFLECTION)) return NT_MAT_DIFFUSE;
-    // A surface that is metal all over reflects its colour and scatters none.
-    const bool metal = d.GetFloat(MATERIAL_REFLECTION_METALNESS, 0.0) >= 0.5 &&
-                       !material.GetShader(MATERIAL_REFLECTION_METALNESS_SHADER);
-    return metal ? NT_MAT_METALLIC : NT_MAT_GLOSSY;
-}
-
-}  // namespace
-
-// --- MatLink --------------------------------------------------------------------------------------------------------
-
-ApiNodeGraph& MatLink::owningGraph() const {
-    return graph ? *graph : ApiProjectManager::rootNodeGraph();
-}
-
-MatNodeRec* MatLink::findRec(NodeType type, const BaseList2D* owner, UInt32 pin) {
-    for (MatNodeRec& rec : nodes) {
-        if (!rec.node) return nullptr;
-        if (rec.owner != owner || (pin != 0 && rec.pin != pin)) continue;
-        // The node may be gone behind the record's back: asked of the graph, never of the pointer.
-        if (!directlyOwned(owningGraph(), rec.node)) return nullptr;
-        const ApiNode* node = rec.node->toNode();
-        if (type != NT_UNKNOWN && (!node || node->type() != type)) return nullptr;
-        rec.used = true;
-        return &rec;
-    }
-    return nullptr;
-}
-
-MatNodeRec& MatLink::addRec(const BaseList2D* owner, UInt32 pin, ApiItem* node) {
-    // A record whose node is gone, or has become another type, gives its place to the new one.
-    std::erase_if(nodes, [&](const MatNodeRec& r) { return r.owner == owner && r.pin == pin; });
-    MatNodeRec rec;
-    rec.node = node;
-    rec.owner = owner;
-    rec.pin = pin;
-    rec.dirty = owner ? owner->GetDirty(DIRTYFLAGS_ALL) : 0;
-    rec.stamp = stamp;
-    nodes.push_back(rec);
-    return nodes.back();
-}
-
-void MatLink::clearMarks() {
-    for (MatNodeRec& rec : nodes) {
-        rec.used = false;
-        rec.stamp = stamp;
-    }
-}
-
-bool MatLink::purgeUnused(bool keep) {
-    if (keep) return false;
-    bool destroyed = false;
-    for (std::size_t i = nodes.size(); i-- > 0;) {
-        if (nodes[i].used || !nodes[i].node) continue;
-        if (directlyOwned(owningGraph(), nodes[i].node)) {
-            nodes[i].node->destroy();
-            destroyed = true;
-        } else {
-            debugLine("REM:" + String::IntToString(static_cast<Int64>(i)));
-        }
-        nodes.erase(nodes.begin() + static_cast<std::ptrdiff_t>(i));
-    }
-    return destroyed;
-}
-
-// --- MatManager: document -------------------------------------------------------------------------------------------
 
 void MatManager::setDocument(BaseDocument* document, BaseDocument* copy) {
     const std::lock_guard guard(lock);
     doc = document;
     renderDoc = copy;
     docLink.SetLink(document);
-    const bool srgb = document && document->GetDataInstance()->GetInt32(DOCUMENT_COLORPROFILE, 1) == 1;
-    colorProfile = srgb ? 0 : 2;
+    readColorProfile();
     syncDocState();
 }
 
@@ -186,22 +38,36 @@ void MatManager::syncDocState() {
 
 void MatManager::clearAll() {
     const std::lock_guard guard(lock);
+    busyUpdate = true;
     doc = renderDoc = nullptr;
     docLink.SetLink(nullptr);
+    soloTextureChanged = false;
     links_.clear();
+    pending_.clear();
+    unusedMaterials.clear();
+    reindex();
+    GeFKill(GeGetStartupWritePath() + "tex" + "tmp");
+    busyUpdate = false;
+    cancelPreview = false;
 }
 
 void MatManager::forgetNodes() {
     const std::lock_guard guard(lock);
     defaultMaterial_ = nullptr;
-    for (const auto& link : links_) {
-        link->node = link->outNode = nullptr;
-        link->graph = nullptr;
-        link->nodes.clear();
-    }
+    for (const auto& link : links_) link->forgetNodes();
 }
 
-// --- MatManager: links ----------------------------------------------------------------------------------------------
+void MatManager::setSoloTexture(BaseList2D* shader) {
+    soloTexture_.SetLink(shader);
+    soloTextureChanged = shader != nullptr;
+}
+
+void MatManager::setSoloMaterial(BaseList2D* material) {
+    soloMaterial_.SetLink(material);
+    soloMaterialActive = material != nullptr;
+}
+
+// --- Links ----------------------------------------------------------------------------------------------------------
 
 ApiNode* MatManager::createMaterialNode(ApiNodeGraph* graph, const BaseMaterial& material, NodeType* type) {
     *type = matNodeType(material);
@@ -219,32 +85,61 @@ MatLink* MatManager::createMatLink(BaseMaterial* material) {
         link->graph = createGraph(ApiProjectManager::rootNodeGraph());
         if (!link->graph) return nullptr;
         link->outNode = createNode(NT_OUT_MATERIAL, *link->graph);
-        if (material->GetType() == ID_LUMORA_BLEND_MATERIAL) link->graph->setPluginDataStr("C4DBlendMat");
+        if (material->GetType() == ID_LUMORA_BLEND_MATERIAL) setPluginDataStrIfChanged(link->graph, "C4DBlendMat");
     }
     link->node = createMaterialNode(link->graph, *material, &link->nodeType);
-    if (!link->node) return nullptr;
+    if (!link->node) {
+        destroyItem(link->graph);
+        return nullptr;
+    }
     connectIfChanged(link->outNode, P_INPUT, link->node);
     link->name = material->GetName();
-    link->uid = material->GetGUID();
+    link->uid = nextMaterialUid();
+    writeMaterialUid(*material, link->uid);
     link->material = material;
     link->link.SetLink(material);
     link->bit = dirtySum(*material);
-    link->stamp = passCounter;
-    if (link->graph) link->graph->unfold(false);
+    link->stamp = static_cast<UInt32>(passCounter);
+    unfoldGraph(link->graph, false);
     filteredLine(kLogMaterials, String("Create MatLink ") + link->node->name() + " -> " + material->GetName() +
                                     " bit:" + String::IntToString(link->bit));
     links_.push_back(std::move(link));
+    indexLink(links_.size() - 1);
     return links_.back().get();
+}
+
+void MatManager::hashMaterial(const BaseMaterial& material, ContentHash& hash) {
+    visited_.clear();
+    addContent(material, hash, visited_);
+}
+
+void MatManager::setSource(MatLink& link, BaseMaterial* source) {
+    if (!source || source == link.material) return;
+    link.renderLink.SetLink(link.material);
+    link.link.SetLink(source);
+    link.material = source;
+    if (const auto at = byUid_.find(link.uid); at != byUid_.end()) indexLink(at->second);
+}
+
+void MatManager::indexLink(std::size_t at) {
+    byGuid_.try_emplace(links_[at]->link.GetGUID(), at);
+    byUid_.try_emplace(links_[at]->uid, at);
+}
+
+void MatManager::reindex() {
+    byGuid_.clear();
+    byUid_.clear();
+    for (std::size_t i = 0; i < links_.size(); ++i) indexLink(i);
 }
 
 Int32 MatManager::findLinkIndex(const BaseMaterial* material) const {
     if (!material) return -1;
-    const UInt64 uid = material->GetGUID();
-    for (std::size_t i = 0; i < links_.size(); ++i)
-        if (links_[i]->material == material) return static_cast<Int32>(i);
-    for (std::size_t i = 0; i < links_.size(); ++i)
-        if (links_[i]->uid == uid) return static_cast<Int32>(i);
-    return -1;
+    // A weak link leads to a material only when both have the same GUID.
+    if (const auto found = byGuid_.find(material->GetGUID()); found != byGuid_.end())
+        if (links_[found->second]->link.GetLink(document()) == material) return static_cast<Int32>(found->second);
+    const UInt64 uid = materialUid(*material);
+    const auto found = uid ? byUid_.find(uid) : byUid_.end();
+    return found != byUid_.end() ? static_cast<Int32>(found->second) : -1;
 }
 
 MatLink* MatManager::findLinkByMaterial(const BaseMaterial* material) {
@@ -262,19 +157,22 @@ MatLink* MatManager::findLinkByNode(const ApiNode* node) {
     for (const auto& link : links_)
         if (link->node == node) return link.get();
     for (const auto& link : links_)
-        for (const MatNodeRec& rec : link->nodes)
+        for (const MatNodeRec& rec : link->nodes())
             if (rec.node == node) return link.get();
     return nullptr;
 }
 
 MatLink* MatManager::findLinkByShader(const BaseShader* shader) {
     for (const auto& link : links_)
-        for (const MatNodeRec& rec : link->nodes)
+        for (const MatNodeRec& rec : link->nodes())
             if (rec.owner == shader && rec.node) return link.get();
     return nullptr;
 }
 
 ApiNode* MatManager::findNodeByMaterial(const BaseMaterial* material) {
+    if (!material) return nullptr;
+    for (const auto& link : links_)
+        if (link->link.ForceGetLink() == material) return link->node;
     const MatLink* link = findLinkByMaterial(material);
     return link ? link->node : nullptr;
 }
@@ -295,7 +193,7 @@ ApiNode* MatManager::defaultMaterial() {
     return defaultMaterial_;
 }
 
-// --- MatManager: nodes ----------------------------------------------------------------------------------------------
+// --- Nodes ----------------------------------------------------------------------------------------------------------
 
 ApiNode* MatManager::reuseOrCreate(MatLink& link, const BaseList2D* owner, UInt32 pin, NodeType type) {
     if (reuseNodes)
@@ -304,8 +202,24 @@ ApiNode* MatManager::reuseOrCreate(MatLink& link, const BaseList2D* owner, UInt3
     if (!node) return nullptr;
     MatNodeRec& rec = link.addRec(owner, pin, node);
     rec.used = true;
-    rec.stamp = passCounter;
+    rec.stamp = static_cast<UInt32>(passCounter);
     return node;
+}
+
+ApiNodeGraph* MatManager::reuseOrCreateGraph(MatLink& link, const BaseList2D* owner, UInt32 pin) {
+    if (reuseNodes)
+        if (MatNodeRec* rec = link.findRec(NT_UNKNOWN, owner, pin))
+            if (ApiNodeGraph* graph = rec->node->toGraph()) return graph;
+    ApiNodeGraph* graph = createGraph(link.owningGraph(), owner ? owner->GetName().c_str() : nullptr);
+    if (!graph) return nullptr;
+    MatNodeRec& rec = link.addRec(owner, pin, graph);
+    rec.used = true;
+    rec.stamp = static_cast<UInt32>(passCounter);
+    return graph;
+}
+
+bool MatManager::materialRgbPin(MatLink& link, PinId pin, const Vector& rgb) {
+    return setRgbNode(link.node, pin, toFloat3(rgb));
 }
 
 ApiNode* MatManager::rgbNode(MatLink& link, UInt32 pin, const Vector& rgb) {
@@ -322,33 +236,6 @@ ApiNode* MatManager::floatNode(MatLink& link, UInt32 pin, float value) {
 
 Vector MatManager::toLinear(const Vector& colour) const {
     return TransformColor(colour, colorsAreSrgb() ? ColorTransform::SrgbToLinear : ColorTransform::None);
-}
-
-// --- Free functions -------------------------------------------------------------------------------------------------
-
-UInt32 dirtySum(const BaseList2D& element) {
-    return element.GetDirty(DIRTYFLAGS_ALL) + element.GetHDirty(HDIRTYFLAGS_ALL);
-}
-
-ContentHash hashParameters(const BaseList2D& element) {
-    ContentHash hash;
-    std::unordered_set<const BaseList2D*> seen;
-    addContent(element, hash, seen);
-    return hash;
-}
-
-NodeType matNodeType(const BaseMaterial& material) {
-    switch (material.GetType()) {
-        case ID_LUMORA_MIX_MATERIAL:
-        case ID_LUMORA_BLEND_MATERIAL:
-            return NT_MAT_MIX;
-        case 1029623:
-            return NT_MAT_PORTAL;
-        case ID_LUMORA_MATERIAL:
-            return ownMaterialType(material.GetDataInstance()->GetInt32(2509, 2510));
-        default:
-            return standardMaterialType(material);
-    }
 }
 
 }  // namespace lumora

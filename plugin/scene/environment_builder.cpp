@@ -89,8 +89,8 @@ bool EnvironmentBuilder::ensureNodes() {
 
 void EnvironmentBuilder::removeEnvironment() {
     disconnectPin(renderTarget_, environmentPin(visible_));
-    if (graph_) graph_->destroy();
-    graph_ = textureGraph_ = nullptr;
+    destroyItem(graph_);
+    textureGraph_ = nullptr;
     envNode_ = outputLinker_ = nullptr;
     built_ = false;
 }
@@ -108,8 +108,7 @@ bool EnvironmentBuilder::buildTexture(const BaseObject* sky) {
         // A plain colour is one node that stays.
         if (textureGraph_) {
             disconnectPin(envNode_, P_TEXTURE);
-            textureGraph_->destroy();
-            textureGraph_ = nullptr;
+            destroyItem(textureGraph_);
         }
         const Vector colour = shaders_.toLinear(colour_);
         if (!visible_) logLine("The scene has no sky: a soft sky of one colour lights it.");
@@ -127,7 +126,7 @@ bool EnvironmentBuilder::buildTexture(const BaseObject* sky) {
     ApiNode* texture = channelColorNode(shaders_, *laid.material, link);
     connectIfChanged(linker, P_INPUT, texture);
     connectIfChanged(envNode_, P_TEXTURE, linker);
-    if (old) old->destroy();
+    destroyItem(old);
 
     const BaseContainer& tag = *laid.tag->GetDataInstance();
     const Float3 move{static_cast<float>(tag.GetFloat(TEXTURETAG_OFFSETX, 0.0)),
