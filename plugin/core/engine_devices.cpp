@@ -26,8 +26,10 @@ std::vector<unsigned> chosen(const std::array<bool, kMaxDevices>& flags, unsigne
 }
 
 void activate(const std::vector<unsigned>& render, const std::vector<unsigned>& denoise) {
-    Engine::setDevicesActivity(render.data(), static_cast<unsigned>(render.size()), denoise.data(),
-                               static_cast<unsigned>(denoise.size()));
+    // Null lists would give the stored choice back: an empty one still needs an address.
+    static constexpr unsigned kNone = 0;
+    Engine::setDevicesActivity(render.empty() ? &kNone : render.data(), static_cast<unsigned>(render.size()),
+                               denoise.empty() ? &kNone : denoise.data(), static_cast<unsigned>(denoise.size()));
 }
 
 }  // namespace

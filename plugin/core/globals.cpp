@@ -22,6 +22,10 @@ void resetGlobals() {
 bool sendBroken() {
     Globals& flags = globals();
     if (flags.breakSend.load(std::memory_order_relaxed)) return true;
+    if (flags.ending.load(std::memory_order_relaxed)) {
+        flags.breakSend = true;  // a reset of the scene had cleared it
+        return true;
+    }
     C4DThread* thread = flags.breakThread.load(std::memory_order_relaxed);
     if (!thread || !thread->TestBreak()) return false;
     flags.breakSend = true;

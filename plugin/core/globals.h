@@ -13,6 +13,7 @@ namespace lumora {
 struct Globals {
     std::atomic<bool> renderFailed{false};  ///< the engine reported a failure (engine thread)
     std::atomic<bool> renderError{false};   ///< the main thread has seen it
+    std::atomic<bool> ending{false};        ///< shut-down has begun: every send and render breaks off
     std::atomic<bool> pluginExited{false};  ///< shut-down has run
     std::atomic<bool> breakUpdate{false};   ///< stop the update work
     std::atomic<bool> breakSend{false};     ///< stop the running send at its next test

@@ -23,10 +23,10 @@ namespace {
 
 bool ended = false, released = false;
 
-/// A send on another thread ends at its next test of the break flags. One whose first update never came to the engine
-/// runs no longer: there is nothing to wait for.
+/// A send on another thread, or the final render around it, ends at its next test of the break flags, and uses the
+/// managers until then. A send whose first update never came to the engine runs no longer: nothing is waited for.
 bool sendRuns(const lumoraLive& session) {
-    return session.state() == LiveState::Exporting && session.sendBusy;
+    return session.finalRender || (session.state() == LiveState::Exporting && session.sendBusy);
 }
 
 void waitForSend(const lumoraLive& session) {
@@ -84,6 +84,7 @@ void endPluginActivity() {
     lumoraLive& live = *session();
     if (live.state() == LiveState::Exporting)
         logLine("Update of Lumora Scene is still in progress.\nIt will be forced to be closed.");
+    globals().ending = true;
     globals().breakSend = true;
     globals().breakUpdate = true;
     waitForSend(live);
