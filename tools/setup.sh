@@ -8,7 +8,7 @@ packages=(
   # ray tracing and threads
   libembree-dev libtbb-dev
   # images; CMake's description of the library checks that its tools are there
-  libopenimageio-dev openimageio-tools
+  libopenimageio-dev openimageio-tools libpng-dev libjpeg-dev
   # scene files
   libassimp-dev zlib1g-dev nlohmann-json3-dev libdraco-dev
   # command line, tests, benchmarks

@@ -1,9 +1,11 @@
 #include "engine/compile/image_loader.h"
 
-#include <OpenImageIO/imageio.h>
+#include <tbb/parallel_for.h>
 
-#include <cstring>
+#include <algorithm>
 #include <filesystem>
+
+#include "engine/compile/image_formats.h"
 
 namespace Lumora::engine {
 
@@ -13,87 +15,76 @@ std::string quoted(const std::string& path) {
     return "\"" + path + "\"";
 }
 
-}  // namespace
+struct FileState {
+    std::int64_t stamp = 0, size = -1;
+};
 
-ImageTexturePtr readImageFile(const std::string& path, std::string& why) {
+FileState stateOf(const std::string& path) {
+    FileState state;
     std::error_code error;
-    if (!std::filesystem::exists(path, error)) {
-        why = "the file does not exist";
-        return nullptr;
-    }
-    if (!std::filesystem::is_regular_file(path, error)) {
-        why = "it is no file";
-        return nullptr;
-    }
-    try {
-        const auto input = OIIO::ImageInput::open(path);
-        if (!input) {
-            why = OIIO::geterror();
-            if (why.empty()) why = "its format is not known";
-            return nullptr;
-        }
-        const OIIO::ImageSpec& spec = input->spec();
-        if (spec.width < 1 || spec.height < 1 || spec.nchannels < 1 || spec.depth > 1 || spec.width > kMaxImageEdge ||
-            spec.height > kMaxImageEdge) {
-            why = "its size is out of range";
-            return nullptr;
-        }
-        PixelFormat format = PixelFormat::Half;
-        OIIO::TypeDesc type = OIIO::TypeDesc::HALF;
-        if (spec.format == OIIO::TypeDesc::UINT8) {
-            format = PixelFormat::Byte;
-            type = OIIO::TypeDesc::UINT8;
-        } else if (spec.format == OIIO::TypeDesc::FLOAT || spec.format == OIIO::TypeDesc::DOUBLE ||
-                   spec.format == OIIO::TypeDesc::UINT32) {
-            format = PixelFormat::Float;
-            type = OIIO::TypeDesc::FLOAT;
-        }
-        const int channels = std::min(spec.nchannels, 4);
-        const std::uint64_t bytes = static_cast<std::uint64_t>(spec.width) * static_cast<std::uint64_t>(spec.height) *
-                                    static_cast<std::uint64_t>(channels) * type.size();
-        // The reader unpacks all channels of a strip; files with thousands of them are not pictures.
-        if (bytes > kMaxImageBytes || spec.nchannels > 64) {
-            why = "it is too large";
-            return nullptr;
-        }
-        std::vector<std::byte> pixels(bytes);
-        if (!input->read_image(0, 0, 0, channels, type, pixels.data())) {
-            why = input->geterror();
-            if (why.empty()) why = "its pixels cannot be read";
-            return nullptr;
-        }
-        return std::make_shared<ImageTexture>(spec.width, spec.height, channels, format, std::move(pixels));
-    } catch (const std::bad_alloc&) {
-        why = "there is not enough memory for it";
-    } catch (const std::exception& e) {
-        why = e.what();
-    }
-    return nullptr;
+    const auto time = std::filesystem::last_write_time(path, error);
+    if (!error) state.stamp = static_cast<std::int64_t>(time.time_since_epoch().count());
+    const auto size = std::filesystem::file_size(path, error);
+    if (!error) state.size = static_cast<std::int64_t>(size);
+    return state;
 }
+
+}  // namespace
 
 ImageTexturePtr ImageStore::imageOf(const NodeRecord& node, const LogFunction& log) {
     const std::string path = node.attributeValue<std::string>(A_FILENAME, {});
-    return path.empty() ? fromBuffer(node, log) : fromFile(path, node.name, log);
+    if (path.empty()) return fromBuffer(node, log);
+    return fromFile({path, static_cast<ImageImport>(node.attributeValue<int>(A_IMAGE_IMPORT, -1))}, node.name, log);
 }
 
-ImageTexturePtr ImageStore::fromFile(const std::string& path, const std::string& name, const LogFunction& log) {
-    std::error_code error;
-    const auto time = std::filesystem::last_write_time(path, error);
-    const std::int64_t stamp = error ? 0 : static_cast<std::int64_t>(time.time_since_epoch().count());
-    const auto size = std::filesystem::file_size(path, error);
-    const std::int64_t fileSize = error ? -1 : static_cast<std::int64_t>(size);
-    const auto it = files_.find(path);
-    if (it != files_.end() && it->second.stamp == stamp && it->second.size == fileSize) {
-        if (it->second.failed) return nullptr;
-        if (auto image = it->second.image.lock()) return image;
+void ImageStore::read(const FileKey& key, FileEntry& entry, ImageTexturePtr& image) {
+    image = readImageFile(key.path, key.import, entry.remark);
+    entry.image = image;
+    entry.failed = !image;
+    entry.noted = entry.logged = false;
+}
+
+ImageTexturePtr ImageStore::fromFile(const FileKey& key, const std::string& name, const LogFunction& log) {
+    const FileState state = stateOf(key.path);
+    const auto it = files_.try_emplace(key).first;
+    FileEntry& entry = it->second;
+    ImageTexturePtr image = entry.image.lock();
+    if (entry.noted) return nullptr;
+    const bool current = entry.stamp == state.stamp && entry.size == state.size;
+    if (!current || (!image && !entry.failed)) {
+        entry.stamp = state.stamp;
+        entry.size = state.size;
+        if (deferring_) {
+            entry.noted = true;
+            noted_.push_back(it);
+            return nullptr;
+        }
+        read(key, entry, image);
     }
-    std::string why;
-    ImageTexturePtr image = readImageFile(path, why);
-    if (!image && log) {
-        log("Image " + quoted(path) + (name.empty() ? "" : " of " + quoted(name)) + " is left out: " + why);
+    if (!entry.logged && !entry.remark.empty() && log) {
+        log("Image " + quoted(key.path) + (name.empty() ? "" : " of " + quoted(name)) +
+            (image ? ": " : " is left out: ") + entry.remark);
+        entry.logged = true;
     }
-    files_[path] = {stamp, fileSize, !image, image};
     return image;
+}
+
+ImageStore::Deferral::~Deferral() {
+    for (const auto& file : store_.noted_) file->second.noted = false;
+    store_.noted_.clear();
+    store_.deferring_ = false;
+}
+
+bool ImageStore::Deferral::load() {
+    store_.deferring_ = false;
+    const auto& noted = store_.noted_;
+    if (noted.empty()) return false;
+    store_.loaded_.resize(noted.size());
+    tbb::parallel_for(
+        std::size_t{0}, noted.size(),
+        [&](std::size_t i) { read(noted[i]->first, noted[i]->second, store_.loaded_[i]); }, tbb::simple_partitioner());
+    store_.noted_.clear();
+    return true;
 }
 
 ImageTexturePtr ImageStore::fromBuffer(const NodeRecord& node, const LogFunction& log) {
@@ -103,21 +94,21 @@ ImageTexturePtr ImageStore::fromBuffer(const NodeRecord& node, const LogFunction
     const auto* floats = std::get_if<SharedArray<float>>(value);
     const void* data = nullptr;
     std::size_t byteCount = 0;
-    std::shared_ptr<const void> keep;
+    std::shared_ptr<const void> array;
     if (bytes && *bytes) {
         data = (*bytes)->data();
         byteCount = (*bytes)->size();
-        keep = *bytes;
+        array = *bytes;
     } else if (floats && *floats) {
         data = (*floats)->data();
         byteCount = (*floats)->size() * sizeof(float);
-        keep = *floats;
+        array = *floats;
     }
     if (!data || byteCount == 0) return nullptr;
     const auto size = node.attributeValue<Vec2<int>>(A_SIZE, {});
     const int type = node.attributeValue<int>(A_IMAGE_TYPE, 0);
     BufferEntry& entry = buffers_[node.uid];
-    if (entry.pixels == data && entry.size == size && entry.type == type) {
+    if (entry.pixels == data && entry.size == size && entry.type == type && !entry.array.expired()) {
         if (auto image = entry.image.lock()) return image;
     }
     const bool wide = type == 2;
@@ -129,15 +120,24 @@ ImageTexturePtr ImageStore::fromBuffer(const NodeRecord& node, const LogFunction
         if (log) log("The pixels of image " + quoted(node.name) + " do not fit its size; they are left out.");
         return nullptr;
     }
-    std::vector<std::byte> pixels(needed);
-    std::memcpy(pixels.data(), data, needed);
-    auto image = std::make_shared<const ImageTexture>(size.x, size.y, 4, wide ? PixelFormat::Float : PixelFormat::Byte,
-                                                      std::move(pixels));
-    entry = {data, size, type, keep, image};
+    const PixelFormat format = wide ? PixelFormat::Float : PixelFormat::Byte;
+    std::shared_ptr<const void> owner = array;
+    const void* pixels = data;
+    if (wide && !allFinite(static_cast<const float*>(data), needed / sizeof(float))) {
+        const auto* values = static_cast<const float*>(data);
+        auto copy = std::make_shared<std::vector<float>>(values, values + needed / sizeof(float));
+        makeFinite(copy->data(), copy->size());
+        pixels = copy->data();
+        owner = std::move(copy);
+        if (log) log("Image " + quoted(node.name) + ": it has values that are no finite numbers");
+    }
+    auto image = std::make_shared<const ImageTexture>(size.x, size.y, 4, format, pixels, needed, std::move(owner));
+    entry = {data, size, type, array, image};
     return image;
 }
 
 void ImageStore::sweep() {
+    loaded_.clear();
     std::erase_if(files_, [](const auto& f) { return !f.second.failed && f.second.image.expired(); });
     std::erase_if(buffers_, [](const auto& b) { return b.second.image.expired(); });
 }

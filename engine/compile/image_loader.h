@@ -6,50 +6,70 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
+#include "engine/compile/image_reader.h"
 #include "engine/compile/nodes.h"
-#include "engine/render/image_texture.h"
 
 namespace Lumora::engine {
-
-/// Limits of an image: pixels along an edge and bytes in memory. Larger ones are refused before memory is taken.
-inline constexpr int kMaxImageEdge = 65536;
-inline constexpr std::uint64_t kMaxImageBytes = 4ull << 30;
-
-/// Reads an image file with any reader of OpenImageIO. Null with the reason in `why`.
-ImageTexturePtr readImageFile(const std::string& path, std::string& why);
 
 /// The images of the nodes in use. Build thread only.
 class ImageStore {
 public:
     /// The image of an image node; null when it has none or it cannot be read, which is logged once for each state of
-    /// the file. Files are shared by all nodes that name them.
+    /// the file. Files are shared by all nodes that name them with the same import type. Pixels that a node holds
+    /// itself are used where they lie.
     ImageTexturePtr imageOf(const NodeRecord& node, const LogFunction& log);
+
+    /// While one lives, files that are not in memory are noted instead of read, and their images are null.
+    class Deferral {
+    public:
+        explicit Deferral(ImageStore& store) : store_(store) { store_.deferring_ = true; }
+        ~Deferral();
+        Deferral(const Deferral&) = delete;
+        Deferral& operator=(const Deferral&) = delete;
+        /// Reads what was noted, on all cores, and ends the deferral. False when there was nothing to read.
+        bool load();
+
+    private:
+        ImageStore& store_;
+    };
 
     /// Forgets what no scene uses any more. Call after a build, with the old scene gone.
     void sweep();
 
+    /// Memory of the images, each once.
     std::uint64_t bytes() const;
     std::size_t count() const;
 
 private:
+    struct FileKey {
+        std::string path;
+        ImageImport import = ImageImport::AsStored;
+        auto operator<=>(const FileKey&) const = default;
+    };
     struct FileEntry {
-        std::int64_t stamp = 0, size = 0;
-        bool failed = false;
+        std::int64_t stamp = 0, size = -1;
+        bool failed = false, noted = false, logged = false;
+        std::string remark;  ///< why there is no image, or what is odd about it
         std::weak_ptr<const ImageTexture> image;
     };
     struct BufferEntry {
         const void* pixels = nullptr;  ///< identity of the node's array
         Vec2<int> size;
         int type = 0;
-        std::shared_ptr<const void> keep;  ///< so that the address is not used again
+        std::weak_ptr<const void> array;  ///< gone: the address may be another's
         std::weak_ptr<const ImageTexture> image;
     };
-    ImageTexturePtr fromFile(const std::string& path, const std::string& name, const LogFunction& log);
+    static void read(const FileKey& key, FileEntry& entry, ImageTexturePtr& image);
+    ImageTexturePtr fromFile(const FileKey& key, const std::string& name, const LogFunction& log);
     ImageTexturePtr fromBuffer(const NodeRecord& node, const LogFunction& log);
 
-    std::map<std::string, FileEntry> files_;
+    std::map<FileKey, FileEntry> files_;
     std::unordered_map<ItemUid, BufferEntry> buffers_;
+    std::vector<std::map<FileKey, FileEntry>::iterator> noted_;
+    std::vector<ImageTexturePtr> loaded_;  ///< until a scene holds them
+    bool deferring_ = false;
 };
 
 }  // namespace Lumora::engine

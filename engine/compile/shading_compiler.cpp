@@ -124,8 +124,10 @@ Material MaterialCompiler::describe(const NodeRecord& node) {
 
 }  // namespace
 
-std::shared_ptr<const Shading> compileShading(const NodeTable& nodes, const Geometry& geometry, ImageStore& images,
-                                              int clayMode, const LogFunction& log) {
+namespace {
+
+std::shared_ptr<const Shading> compileOnce(const NodeTable& nodes, const Geometry& geometry, ImageStore& images,
+                                           int clayMode, const LogFunction& log) {
     auto out = std::make_shared<Shading>();
     MaterialCompiler compiler(nodes, images, clayMode, *out, log);
     out->slotMaterials.reserve(geometry.slots.size());
@@ -134,6 +136,21 @@ std::shared_ptr<const Shading> compileShading(const NodeTable& nodes, const Geom
         if (!out->materials[id].opaque) out->transparent = true;
     }
     return out;
+}
+
+}  // namespace
+
+std::shared_ptr<const Shading> compileShading(const NodeTable& nodes, const Geometry& geometry, ImageStore& images,
+                                              int clayMode, const LogFunction& log) {
+    // Images that are not in memory yet are read together, on all cores; the materials are then made with them.
+    std::vector<std::string> lines;
+    ImageStore::Deferral deferral(images);
+    auto made = compileOnce(nodes, geometry, images, clayMode, [&lines](const std::string& l) { lines.push_back(l); });
+    if (deferral.load()) return compileOnce(nodes, geometry, images, clayMode, log);
+    for (const std::string& line : lines) {
+        if (log) log(line);
+    }
+    return made;
 }
 
 Float3 blackbodyColor(float temperature) {

@@ -49,17 +49,22 @@ Rgba ImageTexture::texel(std::uint32_t x, std::uint32_t y) const {
     float c[4];
     switch (format_) {
         case PixelFormat::Byte: {
-            const auto* p = reinterpret_cast<const std::uint8_t*>(pixels_.data()) + first;
+            const auto* p = static_cast<const std::uint8_t*>(pixels_) + first;
             for (std::uint32_t i = 0; i < channels_; ++i) c[i] = static_cast<float>(p[i]) * (1.0f / 255.0f);
             break;
         }
+        case PixelFormat::Word: {
+            const auto* p = static_cast<const std::uint16_t*>(pixels_) + first;
+            for (std::uint32_t i = 0; i < channels_; ++i) c[i] = static_cast<float>(p[i]) * (1.0f / 65535.0f);
+            break;
+        }
         case PixelFormat::Half: {
-            const auto* p = reinterpret_cast<const std::uint16_t*>(pixels_.data()) + first;
+            const auto* p = static_cast<const std::uint16_t*>(pixels_) + first;
             for (std::uint32_t i = 0; i < channels_; ++i) c[i] = halfToFloat(p[i]);
             break;
         }
         case PixelFormat::Float:
-            std::memcpy(c, reinterpret_cast<const float*>(pixels_.data()) + first, channels_ * sizeof(float));
+            std::memcpy(c, static_cast<const float*>(pixels_) + first, channels_ * sizeof(float));
             break;
     }
     switch (channels_) {
@@ -99,7 +104,7 @@ Rgba ImageTexture::decoded(int x, int y, BorderMode border, const float* byteTab
         }
     }
     if (format_ == PixelFormat::Byte && byteTable) {
-        const auto* p = reinterpret_cast<const std::uint8_t*>(pixels_.data()) +
+        const auto* p = static_cast<const std::uint8_t*>(pixels_) +
                         (static_cast<std::size_t>(y) * width_ + static_cast<std::size_t>(x)) * channels_;
         constexpr float kScale = 1.0f / 255.0f;
         switch (channels_) {

@@ -1,0 +1,83 @@
+#include "engine/compile/image_formats.h"
+
+#include <array>
+#include <atomic>
+#include <fstream>
+#include <string_view>
+
+namespace Lumora::engine {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+struct Magic {
+    std::string_view bytes;
+    ImageDecoder decoder;
+};
+constexpr std::array kMagics{
+    Magic{"\x89PNG\r\n\x1a\n"sv, {"PNG", decodePng}},
+    Magic{"\xff\xd8\xff"sv, {"JPEG", decodeJpeg}},
+    Magic{"\x76\x2f\x31\x01"sv, {"EXR", decodeExr}},
+    Magic{"#?RADIANCE"sv, {"HDR", decodeHdr}},
+    Magic{"#?RGBE"sv, {"HDR", decodeHdr}},
+};
+
+std::atomic<std::uint64_t> shared{0};
+
+/// Memory that the system can give out, in bytes; without the system's word for it, no limit.
+std::uint64_t availableMemory() {
+    std::ifstream file("/proc/meminfo");
+    std::string name, unit;
+    for (std::uint64_t kilobytes = 0; file >> name >> kilobytes; std::getline(file, unit)) {
+        if (name == "MemAvailable:") return kilobytes * 1024;
+    }
+    return UINT64_MAX;
+}
+
+std::uint64_t channelBytes(PixelFormat format) {
+    return format == PixelFormat::Byte ? 1 : format == PixelFormat::Float ? 4 : 2;
+}
+
+}  // namespace
+
+MemoryShare::MemoryShare(std::uint64_t bytes) : bytes_(bytes) {
+    // Small images are not worth a look; the rest of the program needs room too.
+    constexpr std::uint64_t kSmall = 16ull << 20;
+    const std::uint64_t all = shared.fetch_add(bytes_) + bytes_;
+    if (bytes_ > kSmall && all > availableMemory() / 4 * 3) {
+        shared.fetch_sub(bytes_);
+        throw ImageFault("there is not enough memory for it");
+    }
+}
+
+MemoryShare::~MemoryShare() {
+    shared.fetch_sub(bytes_);
+}
+
+std::uint64_t DecodedImage::bytes() const {
+    return std::uint64_t{width} * height * channels * channelBytes(format);
+}
+
+void DecodedImage::allocate(std::uint64_t workspace) {
+    checkImageSize(width, height, channels * channelBytes(format));
+    share = std::make_unique<MemoryShare>(bytes() + workspace);
+    pixels = std::make_shared_for_overwrite<std::byte[]>(bytes());
+}
+
+void checkImageSize(std::uint64_t width, std::uint64_t height, std::uint64_t bytesPerPixel) {
+    if (width < 1 || height < 1 || width > kMaxImageEdge || height > kMaxImageEdge) {
+        throw ImageFault("its size is out of range");
+    }
+    if (width * height > kMaxImageBytes / bytesPerPixel) throw ImageFault("it is too large");
+}
+
+const ImageDecoder* imageDecoder(FileBytes file) {
+    const std::string_view head(reinterpret_cast<const char*>(file.data()), file.size());
+    for (const Magic& magic : kMagics) {
+        if (head.starts_with(magic.bytes)) return &magic.decoder;
+    }
+    return nullptr;
+}
+
+}  // namespace Lumora::engine

@@ -1,0 +1,163 @@
+#include "engine/compile/image_reader.h"
+
+#include <OpenImageIO/imageio.h>
+
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+
+#include "engine/compile/image_formats.h"
+
+namespace Lumora::engine {
+
+namespace {
+
+struct File {
+    std::unique_ptr<MemoryShare> share;
+    std::unique_ptr<unsigned char[]> bytes;
+    std::size_t size = 0;
+    FileBytes span() const { return {bytes.get(), size}; }
+};
+
+File readWhole(const std::string& path) {
+    std::error_code error;
+    const auto status = std::filesystem::status(path, error);
+    if (!std::filesystem::exists(status)) throw ImageFault("the file does not exist");
+    if (!std::filesystem::is_regular_file(status)) throw ImageFault("it is no file");
+    const std::uint64_t size = std::filesystem::file_size(path, error);
+    std::ifstream stream(path, std::ios::binary);
+    if (error || !stream) throw ImageFault("it cannot be opened");
+    if (size == 0) throw ImageFault("it is empty");
+    // Looked at before the rest is read: a film that somebody named as a texture is not for the memory.
+    unsigned char head[16];
+    stream.read(reinterpret_cast<char*>(head), sizeof head);
+    if (!imageDecoder({head, static_cast<std::size_t>(stream.gcount())})) {
+        throw ImageFault("it is neither PNG, JPEG, EXR nor HDR, which are what the engine reads");
+    }
+    if (size > kMaxImageBytes) throw ImageFault("it is too large");
+    stream.clear();
+    stream.seekg(0);
+    File file;
+    file.share = std::make_unique<MemoryShare>(size);
+    file.bytes = std::make_unique_for_overwrite<unsigned char[]>(size);
+    stream.read(reinterpret_cast<char*>(file.bytes.get()), static_cast<std::streamsize>(size));
+    file.size = static_cast<std::size_t>(stream.gcount());
+    if (file.size < size) throw ImageFault("it cannot be read to its end");
+    return file;
+}
+
+struct Target {
+    PixelFormat format;
+    bool alpha = true;
+};
+
+Target targetOf(PixelFormat stored, ImageImport import) {
+    const bool wide = stored == PixelFormat::Half || stored == PixelFormat::Float;
+    switch (import) {
+        case ImageImport::Float:
+            return {wide ? PixelFormat::Float : stored};
+        case ImageImport::Half:
+            return {wide ? PixelFormat::Half : stored};
+        case ImageImport::HalfRgb:
+            return {wide ? PixelFormat::Half : stored, false};
+        case ImageImport::ByteRgb:
+            return {wide ? stored : PixelFormat::Byte, false};
+        case ImageImport::ByteRgba:
+        case ImageImport::FineByteRgba:
+            return {wide ? stored : PixelFormat::Byte};
+        default:
+            return {stored};
+    }
+}
+
+OIIO::TypeDesc typeOf(PixelFormat format) {
+    switch (format) {
+        case PixelFormat::Byte:
+            return OIIO::TypeDesc::UINT8;
+        case PixelFormat::Word:
+            return OIIO::TypeDesc::UINT16;
+        case PixelFormat::Half:
+            return OIIO::TypeDesc::HALF;
+        case PixelFormat::Float:
+            break;
+    }
+    return OIIO::TypeDesc::FLOAT;
+}
+
+DecodedImage convert(DecodedImage image, const Target& target) {
+    const bool dropAlpha = !target.alpha && image.channels % 2 == 0;
+    if (target.format == image.format && !dropAlpha) return image;
+    DecodedImage out;
+    out.width = image.width;
+    out.height = image.height;
+    out.channels = image.channels - (dropAlpha ? 1 : 0);
+    out.format = target.format;
+    out.note = image.note;
+    out.allocate();
+    const auto from = typeOf(image.format), to = typeOf(out.format);
+    OIIO::convert_image(static_cast<int>(out.channels), static_cast<int>(out.width), static_cast<int>(out.height), 1,
+                        image.pixels.get(), from, static_cast<OIIO::stride_t>(image.rowBytes() / image.width),
+                        OIIO::AutoStride, OIIO::AutoStride, out.pixels.get(), to,
+                        static_cast<OIIO::stride_t>(out.rowBytes() / out.width), OIIO::AutoStride, OIIO::AutoStride);
+    return out;
+}
+
+/// Exponent bits all set: infinite, or no number when the mantissa is not zero.
+bool makeHalvesFinite(std::uint16_t* values, std::size_t count) {
+    bool any = false;
+    for (std::size_t i = 0; i < count; ++i) {
+        if ((values[i] & 0x7c00u) != 0x7c00u) continue;
+        values[i] = values[i] & 0x3ffu ? 0 : static_cast<std::uint16_t>((values[i] & 0x8000u) | 0x7bffu);
+        any = true;
+    }
+    return any;
+}
+
+}  // namespace
+
+bool allFinite(const float* values, std::size_t count) {
+    bool all = true;
+    for (std::size_t i = 0; i < count; ++i) all &= std::isfinite(values[i]);
+    return all;
+}
+
+bool makeFinite(float* values, std::size_t count) {
+    bool any = false;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (std::isfinite(values[i])) continue;
+        values[i] = std::isnan(values[i]) ? 0.0f : std::copysign(std::numeric_limits<float>::max(), values[i]);
+        any = true;
+    }
+    return any;
+}
+
+ImageTexturePtr readImageFile(const std::string& path, ImageImport import, std::string& why) {
+    why.clear();
+    try {
+        DecodedImage image;
+        {
+            const File file = readWhole(path);
+            image = imageDecoder(file.span())->decode(file.span());
+        }
+        const Target target = targetOf(image.format, import);
+        image = convert(std::move(image), target);
+        const std::size_t values = std::size_t{image.width} * image.height * image.channels;
+        bool odd = false;
+        if (image.format == PixelFormat::Float) odd = makeFinite(reinterpret_cast<float*>(image.pixels.get()), values);
+        if (image.format == PixelFormat::Half)
+            odd = makeHalvesFinite(reinterpret_cast<std::uint16_t*>(image.pixels.get()), values);
+        why = std::move(image.note);
+        if (odd) why += (why.empty() ? "" : "; ") + std::string("it has values that are no finite numbers");
+        return std::make_shared<ImageTexture>(image.width, image.height, image.channels, image.format,
+                                              image.pixels.get(), image.bytes(), image.pixels);
+    } catch (const std::bad_alloc&) {
+        why = "there is not enough memory for it";
+    } catch (const std::exception& e) {
+        why = e.what();
+    }
+    return nullptr;
+}
+
+}  // namespace Lumora::engine
