@@ -44,6 +44,10 @@ protected:
             tag->GetDataInstance()->SetBool(1233, tag == notASun);
             tag->GetDataInstance()->SetFloat(1241, 2.5);
         }
+        // As earlier versions left them, whatever a fresh one holds.
+        camera->GetDataInstance()->RemoveData(1424);
+        sun->GetDataInstance()->RemoveData(1247);
+        for (Int32 id = 1340; id < 1350; ++id) blend->GetDataInstance()->RemoveData(id);
         camera->GetDataInstance()->SetInt32(1460, 7);
         light->GetDataInstance()->SetBool(1166, true);
         displacement->GetDataInstance()->SetFloat(2052, 3);
