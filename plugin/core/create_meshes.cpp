@@ -2,12 +2,15 @@
 #include "engine/api/lumora_api.h"
 #include "plugin/core/globals.h"
 #include "plugin/core/log.h"
+#include "plugin/core/object_check.h"
 #include "plugin/core/object_link.h"
 #include "plugin/core/send.h"
 #include "plugin/core/session.h"
 #include "plugin/core/singletons.h"
 #include "plugin/geometry/instance_manager.h"
 #include "plugin/geometry/mesh_collector.h"
+#include "plugin/geometry/movable_objects.h"
+#include "plugin/geometry/object_layer.h"
 #include "plugin/materials/material_manager.h"
 #include "plugin/scene/light_collector.h"
 
@@ -17,7 +20,6 @@ namespace {
 
 constexpr int kMainGroupPins = 8;
 constexpr unsigned kLightPin = 0;
-constexpr unsigned kFirstLayerPin = 1;
 
 String slotText(std::size_t slot, unsigned pin, std::size_t count) {
     return "[" + String::IntToString(static_cast<Int64>(slot)) + "] geoSlot:" + String::IntToString(pin) +
@@ -36,18 +38,9 @@ void connectEmptySlot(ApiNode* mainGroup, std::size_t slot, unsigned pin, std::s
 
 /// One engine layer for each object that wants one, by its place in the list.
 ApiNode* makeLayerMap(ApiNode* mesh, const std::vector<SceneObjectInfo>& objects) {
-    ApiNode* map = createNode(Lumora::NT_GEO_LAYER_MAP, Lumora::ApiProjectManager::rootNodeGraph());
-    if (!map) return nullptr;
-    connectIfChanged(map, Lumora::P_GEOMETRY, mesh);
-    evaluateItem(map);
-    for (std::size_t k = 0; k < objects.size(); ++k) {
-        const SceneObjectInfo& info = objects[k];
-        if (!info.needsLayer) continue;
-        ApiNode* layer = ownedInputIx(map, kFirstLayerPin + static_cast<unsigned>(k), Lumora::NT_OBJECT_LAYER);
-        setFloatIfChanged(layer, Lumora::P_LAYER_OPACITY, static_cast<float>(info.opacity));
-        setBoolIfChanged(layer, Lumora::P_CAMERA_VISIBILITY, info.cameraVisible);
-        setBoolIfChanged(layer, Lumora::P_SHADOW_VISIBILITY, info.shadowVisible);
-    }
+    ApiNode* map = createLayerMap(mesh);
+    for (std::size_t k = 0; k < objects.size(); ++k)
+        if (objects[k].needsLayer) updateObjectLayer(map, objects[k], kFirstLayerPin + static_cast<unsigned>(k));
     return map;
 }
 
@@ -83,7 +76,24 @@ bool sendSlot(lumoraLive& session, ApiNode* mainGroup, std::size_t slot, unsigne
 
 }  // namespace
 
-void createMeshes(lumoraLive& session, bool /*allSlots*/) {
+namespace {
+
+/// The objects of the movable slots, one by one, from the records of the send's own walk.
+void sendMovableObjects(lumoraLive& session, ObjectCheck& check) {
+    check.clear();
+    if (!check.checkCollected(session.sendDoc, session.collections)) return;
+    MovableUpdateOptions options;
+    options.scale = globals().unitScale;
+    options.finalRender = session.finalRender;
+    const MovableUpdateResult done =
+        updateMovableObjects(check, session.mainGroup, *singletons().matMngr, true, options);
+    debugLine("MOVABLE OBJ:" + String::IntToString(done.meshesBuilt) +
+              " triangles:" + String::IntToString(done.triangleCount));
+}
+
+}  // namespace
+
+void createMeshes(lumoraLive& session, bool allSlots) {
     SceneCollections& found = session.collections;
     ApiNode* mainGroup = createNode(Lumora::NT_GEO_GROUP, Lumora::ApiProjectManager::rootNodeGraph(), "Main Group");
     if (!mainGroup) return;
@@ -101,11 +111,17 @@ void createMeshes(lumoraLive& session, bool /*allSlots*/) {
     globals().firstSlot = 1;
     for (std::size_t slot = 0; slot < found.meshSlots.size(); ++slot) {
         const auto pin = static_cast<unsigned>(slot) + 1;
-        if (found.meshSlots[slot].empty())
-            connectEmptySlot(mainGroup, slot, pin, 0);
+        if (found.meshSlots[slot].empty() || (slot > 0 && !allSlots))
+            connectEmptySlot(mainGroup, slot, pin, found.meshSlots[slot].size());
         else if (!sendSlot(session, mainGroup, slot, pin))
             return;
     }
+
+    if (allSlots)
+        singletons().objectCheck->clear();
+    else
+        sendMovableObjects(session, *singletons().objectCheck);
+    if (sendBroken()) return;
 
     globals().instancePin = 5;
     globals().particlePin = 6;

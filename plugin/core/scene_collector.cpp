@@ -42,6 +42,7 @@ private:
         ++result_.objects;
         readPlace(record, object, generator);
         readObjectTags(document_, object, record, options_.tags);
+        readTagSums(record, object);
         if (const LayerObject* layer = object->GetLayerObject())
             if (!layer->GetDataInstance()->GetBool(ID_LAYER_RENDER, true)) record.renderVisible = false;
         if (object->GetBit(BIT_CONTROL_OBJECT)) record.isControlObject = true;
@@ -52,6 +53,8 @@ private:
 
         Int32 child = 0;
         BaseObject* evaluated = object->GetDeformCache() ? object->GetDeformCache() : object->GetCache();
+        // A movable floor is a plane of the engine; the polygons of its cache serve the static mesh only.
+        if (object->GetType() == Ofloor && record.meshGroupSlot > 0) evaluated = nullptr;
         if (evaluated) {
             SceneObjectInfo inCache = record;
             inCache.inHiddenGenerator = inCache.inHiddenGenerator || !record.renderVisible;
@@ -75,8 +78,14 @@ private:
         record.dirty.data = 2 * object->GetDirty(DIRTYFLAGS_DATA) + object->GetDirty(DIRTYFLAGS_CACHE) +
                             object->GetHDirty(HDIRTYFLAGS_TAG) + (generator ? generator->dirty.data : 0);
         record.dirty.matrix = object->GetDirty(DIRTYFLAGS_MATRIX);
-        record.dirty.tags = object->GetDirty(DIRTYFLAGS_DESCENDANTS);
+    }
+
+    /// After the tags were read: what hangs on them.
+    static void readTagSums(SceneObjectInfo& record, const BaseObject* object) {
+        record.dirty.tags = object->GetDirty(DIRTYFLAGS_DESCENDANTS) + record.tagDirtySum;
         record.dirty.hierarchy = object->GetDirty(DIRTYFLAGS_CACHE);
+        if (record.mainTextureTag) record.dirty.hierarchy += record.mainTextureTag->GetDirty(DIRTYFLAGS_ALL);
+        record.dirty.poly = record.materialDirtySum;
     }
 
     void routeSplinesAndHair(const SceneObjectInfo& record, BaseObject* object) {
@@ -92,6 +101,7 @@ private:
         const BaseContainer* data = object->GetDataInstance();
         switch (object->GetType()) {
             case Opolygon:
+            case Ofloor:
                 collections_.meshSlots[static_cast<std::size_t>(record.meshGroupSlot)].push_back(record);
                 break;
             case Oinstance:

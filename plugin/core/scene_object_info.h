@@ -22,11 +22,11 @@ struct TextureTagEntry {
 
 /// Sums of the host's change counters of one object, read by a walk and compared by the next.
 struct ObjectDirtySums {
-    UInt32 data = 0;       ///< points, polygons, parameters: the mesh
-    UInt32 matrix = 0;     ///< own and parents' placement
-    UInt32 tags = 0;       ///< texture tags and what their projections depend on
-    UInt32 hierarchy = 0;  ///< children came or went
-    UInt32 poly = 0;       ///< of the cache that is read
+    UInt32 data = 0;       ///< points, polygons, parameters, caches and tags, those of the generator above too
+    UInt32 matrix = 0;     ///< own placement
+    UInt32 tags = 0;       ///< tags of the object and below it, texture tags above it and what they project from
+    UInt32 hierarchy = 0;  ///< caches and children, and the main texture tag
+    UInt32 poly = 0;       ///< materials of the texture tags
 };
 
 /// Objects live as long as the document that was walked; the record holds plain pointers and does not outlive a send

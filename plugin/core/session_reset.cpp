@@ -2,6 +2,7 @@
 #include "engine/api/lumora_api.h"
 #include "plugin/core/globals.h"
 #include "plugin/core/log.h"
+#include "plugin/core/object_check.h"
 #include "plugin/core/object_link.h"
 #include "plugin/core/session.h"
 #include "plugin/core/singletons.h"
@@ -62,6 +63,7 @@ void lumoraLive::resetScene(bool createDefaults) {
 
 void lumoraLive::clearCollections() {
     singletons().objectLinks->clear();
+    singletons().objectCheck->clear();
     collections.clear();
 }
 

@@ -14,6 +14,7 @@ class LightCollector;
 class MatManager;
 class MatPreviewThread;
 class MeshCollector;
+class ObjectCheck;
 class ObjectLinkTable;
 class RenderSettings;
 class SendThread;
@@ -31,7 +32,8 @@ struct Singletons {
     std::unique_ptr<MatManager> matMngr, prevMatMngr, lghtMatMngr;
     std::unique_ptr<MeshCollector> meshBuilder;
     std::unique_ptr<LightCollector> lightCollector;
-    std::unique_ptr<ObjectLinkTable> objectLinks;
+    std::unique_ptr<ObjectLinkTable> objectLinks;  ///< static meshes
+    std::unique_ptr<ObjectCheck> objectCheck;      ///< movable objects
     std::unique_ptr<RenderSettings> renderSettings;
     std::unique_ptr<InstanceManager> instances;
     std::unique_ptr<SendThread> sendThread;

@@ -1,5 +1,6 @@
 #include "plugin/geometry/mesh_collector.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <string>
@@ -85,16 +86,20 @@ void MeshCollector::init() {
     polygonTotal = vertexTotal = cornerTotal = triangleCount = 0;
     objectCount = 0;
     objectMaterials.clear();
+    setTimeSampling(nullptr, nullptr);
+}
+
+void MeshCollector::setTimeSampling(const Lumora::ApiTimeSampling* sampling, VertexMotion* motion) {
+    sampling_ = sampling;
+    motion_ = motion;
 }
 
 ApiNode* MeshCollector::collectObjectMesh(const SceneObjectInfo& info, float scale, bool applyTransform,
-                                          bool /*wantsVertexMotion*/) {
+                                          bool wantsVertexMotion) {
     scale_ = scale;
     objectCount = 1;
     polygonTotal = vertexTotal = cornerTotal = triangleCount = 0;
-    if (!mesh) mesh = createNode(NT_GEO_MESH, graph());
-    if (!mesh || !info.object) return nullptr;
-    setNameIfChanged(mesh, "mesh");
+    if (!info.object) return nullptr;
 
     MeshSource source;
     const MeshRefusal why = findMeshSource(info, &source);
@@ -108,13 +113,56 @@ ApiNode* MeshCollector::collectObjectMesh(const SceneObjectInfo& info, float sca
         cornerTotal = source.cornerCount;
         good = allocateArrays(info.vertexMapTag != nullptr);
     }
-    if (!good) {
+    // An object without a mesh leaves no trace in the engine.
+    if (good && !mesh) mesh = createNode(NT_GEO_MESH, graph(), "mesh");
+    if (!good || !mesh) {
         releaseBuffers();
         destroyItem(mesh);
         return nullptr;
     }
     convert({&source, 1}, applyTransform);
+    if (info.motionType == MOTION_VELOCITY_MAPS) collectVelocities(info, *source.polygonObject);
+    if (wantsVertexMotion) collectVertexMotion(info);
     return mesh;
+}
+
+void MeshCollector::collectVelocities(const SceneObjectInfo& info, const PolygonObject& object) {
+    if (!info.objectTag) return;
+    const VertexTag* maps[3] = {};
+    const BaseObject* host = nullptr;
+    for (Int32 axis = 0; axis < 3; ++axis) {
+        auto* linked = info.objectTag->GetDataInstance()->GetLink(OBJTAG_VELOCITY_X + axis, object.GetDocument());
+        // A link may name the map itself or the object that carries it.
+        if (linked && linked->GetFamily() == NodeFamily::Object)
+            linked = static_cast<const BaseObject*>(linked)->GetTag(Tvertexmap);
+        if (!linked || linked->GetType() != Tvertexmap) return;
+        const auto* map = static_cast<const VertexTag*>(static_cast<const BaseTag*>(linked));
+        if (host && map->GetObject() != host) return;
+        host = map->GetObject();
+        maps[axis] = map;
+        if (map->Data().size() != static_cast<std::size_t>(vertexTotal)) return;
+    }
+    if (!host || host->GetType() != Opolygon) return;
+    try {
+        arrays_.velocities.allocate(static_cast<std::size_t>(vertexTotal));
+    } catch (const std::bad_alloc&) {
+        return;
+    }
+    for (std::size_t i = 0; i < arrays_.velocities.size(); ++i)
+        arrays_.velocities[i] = {maps[0]->Data()[i], maps[1]->Data()[i], -maps[2]->Data()[i]};
+}
+
+void MeshCollector::collectVertexMotion(const SceneObjectInfo& info) {
+    if (!motion_ || !sampling_ || sampling_->count == 0) return;
+    const auto vertices = static_cast<std::size_t>(vertexTotal);
+    try {
+        arrays_.animatedVertices.allocate(vertices * sampling_->count);
+    } catch (const std::bad_alloc&) {
+        logLine("Memory allocation error on, vertex motion blur!");
+        return;
+    }
+    if (!motion_->fill(info, vertices, sampling_->count, scale_, arrays_.animatedVertices.data()))
+        arrays_.animatedVertices.release();
 }
 
 bool MeshCollector::allocateArrays(bool vertexMap) {
@@ -130,6 +178,11 @@ bool MeshCollector::allocateArrays(bool vertexMap) {
             arrays_.uvs2.allocate(c);
             arrays_.polyUv2Indices.allocate(c);
         }
+        if (colorTableSize > 0) {
+            arrays_.uvs3.allocate(static_cast<std::size_t>(objectCount));
+            std::fill_n(arrays_.uvs3.data(), objectCount, Float3{});  // objects without a mesh have an entry too
+            arrays_.polyUv3Indices.allocate(c);
+        }
     } catch (const std::bad_alloc&) {
         releaseBuffers();
         return false;
@@ -142,6 +195,7 @@ void MeshCollector::convert(std::span<MeshSource> sources, bool applyTransform) 
     options.scale = scale_;
     options.applyTransform = applyTransform;
     options.gridUvs = !arrays_.uvs2.empty();
+    options.colorTableSize = arrays_.uvs3.empty() ? 0 : colorTableSize;
     triangleCount = convertMeshes(sources, options, arrays_);
 }
 
@@ -150,11 +204,17 @@ void MeshCollector::writeMeshAttributes(std::size_t materialCount) {
     const auto write = [this](AttributeId id, const auto& values) {
         writeArray(mesh, id, values.data(), values.size());
     };
+    // What the object had when the node was made and has no longer is emptied.
     const auto writeIfAny = [&](AttributeId id, const auto& values) {
-        if (!values.empty()) write(id, values);
+        if (!values.empty() || mesh->getArraySize(id) > 0) write(id, values);
     };
-    setAttrIfChanged(mesh, A_VERTICES_ANIMATED, false);
-    write(A_VERTICES, a.vertices);
+    const bool animated = !a.animatedVertices.empty();
+    setAttrIfChanged(mesh, A_VERTICES_ANIMATED, animated);
+    if (animated)
+        mesh->setAnim(A_VERTICES, *sampling_, sampling_->count, a.animatedVertices.data(), a.animatedVertices.size(),
+                      false);
+    else
+        write(A_VERTICES, a.vertices);
     writeIfAny(A_VERTEX_VELOCITIES, a.velocities);
     write(A_VERTICES_PER_POLY, a.vertsPerPoly);
     write(A_POLY_VERTEX_INDICES, a.polyVertexIndices);
@@ -194,9 +254,13 @@ void MeshCollector::connectMaterials(std::span<BaseMaterial* const> materials) {
     const unsigned first = mesh->staticPinCount() + 1;  // the first dynamic pin is the slot "default"
     for (std::size_t i = 0; i < materials.size(); ++i) {
         const MatLink* link = materials[i] ? materials_.findLinkByMaterial(materials[i]) : nullptr;
-        if (!link) continue;
-        ApiNode* node = link->meshNode();
         const unsigned pin = first + static_cast<unsigned>(i);
+        if (!link) {
+            // Of a node in its second use, the pin may show what its object had before.
+            disconnectPinIx(mesh, pin);
+            continue;
+        }
+        ApiNode* node = link->meshNode();
         materialNodes.push_back(node);
         if (inRoot) {
             connectIxIfChanged(mesh, pin, node);
@@ -271,6 +335,10 @@ Vector meshSignature(const SceneObjectInfo& info) {
     const BaseTag* first = info.object->GetFirstTag();
     if (!first) first = info.mainTextureTag;
     for (const BaseTag* tag = first; tag; tag = tag->GetNext()) addTag(*tag);
+    // Texture tags of a parent show on an object that has tags of other kinds.
+    if (info.object->GetFirstTag())
+        for (const TextureTag* tag : visibleTextureTags(info.object))
+            if (tag->GetObject() != info.object) addTag(*tag);
     if (object->GetPointCount() >= 2)
         for (const Vector& p : object->Points()) sum += Vector(std::abs(p.x), std::abs(p.y), std::abs(p.z));
     sum.z += object->GetPolygonCount();

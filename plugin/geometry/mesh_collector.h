@@ -31,7 +31,18 @@ struct MeshArrays {
     Buffer<Float3> vertices;                                          ///< V, metres
     Buffer<Float3> normals, uvs, uvs2;                                ///< C
     Buffer<Float3> uvs3;                                              ///< O, or empty
-    Buffer<Float3> velocities;                                        ///< V, or empty
+    Buffer<Float3> velocities;                                        ///< V, or empty; metres a second
+    Buffer<Float3> animatedVertices;                                  ///< V x samples, vertex after vertex, or empty
+};
+
+/// Where vertices are at the times of a frame's motion: what the motion processor answers for an object.
+class VertexMotion {
+public:
+    virtual ~VertexMotion() = default;
+    /// Fills vertices x samples, all samples of a vertex one after the other, in engine space and metres. False: the
+    /// object's points do not move, or do not match.
+    virtual bool fill(const SceneObjectInfo& info, std::size_t vertices, std::size_t samples, float scale,
+                      Float3* out) = 0;
 };
 
 class MeshCollector {
@@ -47,6 +58,9 @@ public:
 
     // --- One object -------------------------------------------------------------------------------------------------
     void init();
+    /// Times of the vertex motion that collectObjectMesh may be asked for. The array must live until the mesh is
+    /// finished. Null ends it.
+    void setTimeSampling(const Lumora::ApiTimeSampling* sampling, VertexMotion* motion);
     /// Presetting `mesh` reuses a node. Null, and the node destroyed, when the object has no mesh.
     ApiNode* collectObjectMesh(const SceneObjectInfo& info, float scale, bool applyTransform, bool wantsVertexMotion);
     bool finishObjectMesh(const SceneObjectInfo& info);
@@ -63,12 +77,15 @@ public:
     Int64 triangleCount = 0;
     Int64 polygonTotal = 0, vertexTotal = 0, cornerTotal = 0;
     Int32 objectCount = 0;
+    Int32 colorTableSize = 0;  ///< entries of the colour tables that are in use; above 0 the third UV set is made
     Float buildMs = 0, evaluateMs = 0;  ///< summed since the caller cleared them
 
     const MeshArrays& arrays() const { return arrays_; }
 
 private:
     bool allocateArrays(bool vertexMap);
+    void collectVelocities(const SceneObjectInfo& info, const PolygonObject& object);
+    void collectVertexMotion(const SceneObjectInfo& info);
     void convert(std::span<MeshSource> sources, bool applyTransform);
     void writeMeshAttributes(std::size_t materialCount);
     void connectMaterials(std::span<BaseMaterial* const> materials);
@@ -78,6 +95,8 @@ private:
     ApiNodeGraph* graph_ = nullptr;
     MeshArrays arrays_;
     float scale_ = 0.01f;
+    const Lumora::ApiTimeSampling* sampling_ = nullptr;
+    VertexMotion* motion_ = nullptr;
 };
 
 /// Three sums that change when the object's points, polygon count or tags do. Cheap; no proof of equality.

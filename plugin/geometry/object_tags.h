@@ -32,6 +32,9 @@ enum ObjectTagId : Int32 {
     OBJTAG_LIGHT_PASS_FIRST = 1329,  ///< ten switches
 };
 
+/// What moves of an object while the shutter is open.
+enum ObjectMotion : Int32 { MOTION_NONE = 0, MOTION_TRANSFORM = 1, MOTION_DEFORMATION = 2, MOTION_VELOCITY_MAPS = 3 };
+
 /// Walk-wide choices that readObjectTags follows.
 struct ObjectTagContext {
     bool finalRender = false;

@@ -1,0 +1,235 @@
+#include "plugin/geometry/movable_objects.h"
+
+#include <string>
+#include <unordered_set>
+
+#include "plugin/core/globals.h"
+#include "plugin/core/log.h"
+#include "plugin/geometry/engine_matrix.h"
+#include "plugin/geometry/object_layer.h"
+#include "plugin/geometry/stacked_materials.h"
+
+namespace lumora {
+
+namespace {
+
+constexpr std::size_t kFirstMovable = 1, kSlots = 4;
+constexpr unsigned kPlaneMaterialPin = 1;
+/// Squared distance of signatures below which a mesh counts as the same.
+constexpr Float kSameSignature = 1e-7;
+
+/// Items of the project's root graph: what of a removed link's nodes is still there. Made once for all links.
+std::unordered_set<const ApiItem*> rootItems() {
+    Lumora::ApiItemArray items;
+    ApiProjectManager::rootNodeGraph().getOwnedItems(items);
+    std::unordered_set<const ApiItem*> all;
+    all.reserve(items.size());
+    for (std::size_t i = 0; i < items.size(); ++i)
+        if (ApiItem* item = items.get(i)) all.insert(item->isNode() ? item->toNode() : item);
+    return all;
+}
+
+void destroyRemoved(ObjectCheck& state) {
+    bool any = false;
+    for (ObjectLinkTable& table : state.slotLinks) any = any || !table.removed().empty();
+    if (!any) return;
+    const std::unordered_set<const ApiItem*> alive = rootItems();
+    for (ObjectLinkTable& table : state.slotLinks) {
+        for (ObjectLink& link : table.removed()) {
+            destroyStackedGraphs(alive.contains(link.meshNode) ? link.meshNode : nullptr);
+            for (ApiNode** node : {&link.transformNode, &link.layerNode, &link.meshNode})
+                if (*node && alive.contains(*node)) destroyItem(*node);
+        }
+        table.clearRemoved();
+    }
+}
+
+Float squaredDistance(const Vector& a, const Vector& b) {
+    const Vector d = a - b;
+    return d.x * d.x + d.y * d.y + d.z * d.z;
+}
+
+/// One update: what its steps share.
+class Update {
+public:
+    Update(MatManager& materials, const MovableUpdateOptions& options)
+        : materials_(materials), options_(options), collector_(materials) {}
+
+    MovableUpdateResult result;
+
+    void slot(ObjectLinkTable& table, ApiNode* group) {
+        const int wanted = table.count();
+        // A slot whose objects have no mesh all has fewer pins than objects: it grows only when a pin is missing.
+        unsigned pin = 0;
+        for (ObjectLink& link : table.links()) {
+            if (sendBroken() || globals().breakUpdate) {
+                result.broken = true;
+                return;
+            }
+            if (!object(link)) continue;
+            if (pin >= group->pinCount()) setAttrIfChanged(group, A_GROUP_PIN_COUNT, wanted);
+            connectIxIfChanged(group, pin++, link.transformNode);
+            result.triangleCount += link.triangleCount;
+        }
+        setAttrIfChanged(group, A_GROUP_PIN_COUNT, static_cast<int>(pin));
+    }
+
+private:
+    /// False when the object has nothing to place.
+    bool object(ObjectLink& link) {
+        const SceneObjectInfo& info = *link.info;
+        const bool rebuilt = geometry(link, info);
+        if (!link.meshNode) {
+            drop(link);
+            return false;
+        }
+        if (!link.transformNode) {
+            link.transformNode = createNode(NT_GEO_SCATTER, ApiProjectManager::rootNodeGraph(), link.name.c_str());
+            link.matrixDirty = true;
+        }
+        transform(link, info);
+        layer(link, info, rebuilt);
+        if (link.meshNode->type() == NT_GEO_MESH) setAttrIfChanged(link.meshNode, A_MESH_OBJECT_ID, info.colorId);
+        return link.transformNode != nullptr;
+    }
+
+    /// Builds the mesh when it is missing or marked. True when it did.
+    bool geometry(ObjectLink& link, const SceneObjectInfo& info) {
+        if (link.meshDirty && link.meshNode && link.triangleCount > 0 && !options_.finalRender) {
+            const Vector signature = meshSignature(info);
+            if (!link.forceGeometry && squaredDistance(signature, link.signature) <= kSameSignature)
+                link.meshDirty = false;
+            link.signature = signature;
+        }
+        if (!link.meshDirty && (link.meshNode || link.refused)) return false;
+        const bool floor = info.object->GetType() == Ofloor;
+        if (link.meshNode && (link.meshNode->type() == NT_GEO_PLANE) != floor) destroyItem(link.meshNode);
+        if (floor)
+            plane(link, info);
+        else
+            mesh(link, info);
+        link.meshDirty = link.forceGeometry = false;
+        link.refused = !link.meshNode;
+        result.sent = true;
+        return true;
+    }
+
+    void plane(ObjectLink& link, const SceneObjectInfo& info) {
+        if (!link.meshNode)
+            link.meshNode = createNode(NT_GEO_PLANE, ApiProjectManager::rootNodeGraph(), link.name.c_str());
+        if (!link.meshNode) return;
+        const MatLink* material = info.mainMaterial ? materials_.findLinkByMaterial(info.mainMaterial) : nullptr;
+        connectIxIfChanged(link.meshNode, kPlaneMaterialPin,
+                           material ? material->meshNode() : materials_.defaultMaterial());
+        link.triangleCount = 0;
+        ++result.meshesBuilt;
+    }
+
+    void mesh(ObjectLink& link, const SceneObjectInfo& info) {
+        destroyStackedGraphs(link.meshNode);
+        collector_.init();
+        const bool deformation = options_.motion && options_.deformation && info.motionType == MOTION_DEFORMATION;
+        if (deformation) collector_.setTimeSampling(options_.motion->vertexTimes(), options_.motion);
+        collector_.mesh = link.meshNode;
+        link.meshNode = collector_.collectObjectMesh(info, options_.scale, false, deformation);
+        if (link.meshNode) {
+            subdivision(link.meshNode, info);
+            collector_.finishObjectMesh(info);
+            buildStackedMaterials(materials_, link.meshNode, info);
+            link.triangleCount = static_cast<Int32>(collector_.triangleCount);
+            link.materials = collector_.objectMaterials;
+            link.name = info.object->GetName();
+            setNameIfChanged(link.meshNode, link.name);
+            ++result.meshesBuilt;
+        }
+        collector_.destroy();
+    }
+
+    static void subdivision(ApiNode* mesh, const SceneObjectInfo& info) {
+        setAttrIfChanged(mesh, A_SUBD_LEVEL, info.subdLevel, false);
+        if (info.subdLevel == 0) return;
+        setAttrIfChanged(mesh, A_SUBD_SHARPNESS, static_cast<float>(info.subdSharpness), false);
+        setAttrIfChanged(mesh, A_SUBD_BOUNDARY, info.subdBoundary, false);
+    }
+
+    void transform(ObjectLink& link, const SceneObjectInfo& info) {
+        if (options_.motion && info.motionType != MOTION_NONE &&
+            options_.motion->writeTransform(info, link.transformNode, options_.scale)) {
+            link.matrixDirty = false;
+            return;
+        }
+        // A transform that was animated and is so no longer is written too.
+        if (!link.matrixDirty && link.transformNode->getSampleCount(A_TRANSFORM) <= 1) return;
+        const EngineMatrix matrix = toEngineMatrix(info.globalMatrix, options_.scale);
+        if (setArrayIfChanged(link.transformNode, A_TRANSFORM, &matrix, 1)) ++result.transforms;
+        link.matrix = info.globalMatrix;
+        link.matrixDirty = false;
+        result.sent = true;
+    }
+
+    void layer(ObjectLink& link, const SceneObjectInfo& info, bool meshChanged) {
+        if (!info.needsLayer) {
+            if (connectIfChanged(link.transformNode, P_GEOMETRY, link.meshNode)) result.sent = true;
+            destroyItem(link.layerNode);
+            return;
+        }
+        if (!link.layerNode) link.layerNode = createLayerMap(link.meshNode);
+        connectIfChanged(link.transformNode, P_GEOMETRY, link.layerNode);
+        connectIfChanged(link.layerNode, P_GEOMETRY, link.meshNode);
+        if (meshChanged) evaluateItem(link.layerNode);
+        if (updateObjectLayer(link.layerNode, info)) result.sent = true;
+    }
+
+    static void drop(ObjectLink& link) {
+        destroyItem(link.transformNode);
+        destroyItem(link.layerNode);
+        link.triangleCount = 0;
+        link.materials.clear();
+        link.matrixDirty = false;  // a mesh that appears later brings a new scatter
+    }
+
+    MatManager& materials_;
+    const MovableUpdateOptions& options_;
+    MeshCollector collector_;
+};
+
+}  // namespace
+
+ApiNode* slotGroup(ApiNode* mainGroup, std::size_t slot) {
+    const auto pin = static_cast<unsigned>(slot) + 1;
+    ApiNode* held = mainGroup->connectedNodeIx(pin);
+    if (held && held->type() == NT_GEO_GROUP) return held;
+    const std::string name = "Group_" + std::to_string(slot);
+    ApiNode* group = createNode(NT_GEO_GROUP, ApiProjectManager::rootNodeGraph(), name.c_str());
+    connectIxIfChanged(mainGroup, pin, group);
+    return group;
+}
+
+MovableUpdateResult updateMovableObjects(ObjectCheck& state, ApiNode* mainGroup, MatManager& materials, bool force,
+                                         const MovableUpdateOptions& options) {
+    Update update(materials, options);
+    if (!mainGroup) return update.result;
+    for (ObjectLinkTable& table : state.slotLinks)
+        if (!table.removed().empty()) update.result.sent = true;
+    destroyRemoved(state);
+    for (std::size_t slot = kFirstMovable; slot < kSlots; ++slot) {
+        if (!force && state.slotState[slot] == SlotState::Same) continue;
+        ObjectLinkTable& table = state.slotLinks[slot];
+        if (state.slotState[slot] != SlotState::Same)
+            debugLine(String(state.slotState[slot] == SlotState::Matrices ? "MESH MATRIX UPDATED grp:"
+                                                                          : "MESH OBJE COUNT CHANGED grp:") +
+                      String::IntToString(static_cast<Int64>(slot)) + " cnt:" + String::IntToString(table.count()));
+        ApiNode* group = slotGroup(mainGroup, slot);
+        if (!group) continue;
+        if (table.count() > 0)
+            update.slot(table, group);
+        else
+            setAttrIfChanged(group, A_GROUP_PIN_COUNT, 0);
+        if (update.result.broken) return update.result;
+        if (state.slotState[slot] == SlotState::CountChanged) update.result.sent = true;
+        state.slotState[slot] = SlotState::Same;
+    }
+    return update.result;
+}
+
+}  // namespace lumora
