@@ -184,12 +184,21 @@ void gatherLayersForObject(const SceneObjectInfo& info, MeshSource& source, std:
         materials.push_back(tag->GetMaterial());
         return static_cast<UInt32>(slots.size());
     };
-    if (info.mainTextureTag && info.mainTextureTag->GetMaterial())
-        addLayer(info, info.mainTextureTag, slotOf(info.mainTextureTag), source);
+    // A stack has the slot of its entry, which is that of its last layer.
+    const auto slotOfEntry = [&](const TextureTagEntry& entry, const TextureTag* tag) {
+        return entry.stacked && slotIsOfLevel(entry, seen) ? static_cast<UInt32>(entry.slot) : slotOf(tag);
+    };
+    if (info.mainTextureTag && info.mainTextureTag->GetMaterial()) {
+        const auto whole = std::find_if(info.textureTags.begin(), info.textureTags.end(),
+                                        [](const TextureTagEntry& e) { return e.selection.IsEmpty(); });
+        const UInt32 slot =
+            whole != info.textureTags.end() ? slotOfEntry(*whole, info.mainTextureTag) : slotOf(info.mainTextureTag);
+        addLayer(info, info.mainTextureTag, slot, source);
+    }
     for (const TextureTagEntry& entry : info.textureTags) {
         if (entry.selection.IsEmpty()) continue;
         TextureTag* tag = entry.primaryTag ? entry.primaryTag : info.mainTextureTag;
-        if (tag && tag->GetMaterial()) addLayer(info, tag, slotOf(tag), source);
+        if (tag && tag->GetMaterial()) addLayer(info, tag, slotOfEntry(entry, tag), source);
     }
     if (!source.layers.empty()) return;
     TextureTag* tag = lastPlainTag(seen);

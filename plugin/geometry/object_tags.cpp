@@ -183,4 +183,10 @@ std::vector<TextureTag*> visibleTextureTags(const BaseObject* object) {
     return tags;
 }
 
+bool slotIsOfLevel(const TextureTagEntry& entry, const std::vector<TextureTag*>& seen) {
+    if (entry.slot < 1 || static_cast<std::size_t>(entry.slot) > seen.size()) return false;
+    const TextureTag* tag = seen[static_cast<std::size_t>(entry.slot) - 1];
+    return std::find(entry.tags.begin(), entry.tags.end(), tag) != entry.tags.end();
+}
+
 }  // namespace lumora

@@ -49,4 +49,8 @@ void readObjectTags(const BaseDocument* doc, BaseObject* object, SceneObjectInfo
 /// The texture tags that the object sees: its own; else those of its cache parent, else of its parent, upward.
 std::vector<TextureTag*> visibleTextureTags(const BaseObject* object);
 
+/// Whether the entry's slot counts the tags that the object sees. An entry that was inherited by an object with texture
+/// tags of its own counts those of the level above.
+bool slotIsOfLevel(const TextureTagEntry& entry, const std::vector<TextureTag*>& seen);
+
 }  // namespace lumora

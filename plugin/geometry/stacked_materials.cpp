@@ -1,7 +1,9 @@
 #include "plugin/geometry/stacked_materials.h"
 
+#include <algorithm>
 #include <cstdint>
 
+#include "plugin/geometry/object_tags.h"
 #include "plugin/materials/material_generation.h"
 #include "plugin/materials/material_manager.h"
 
@@ -20,6 +22,82 @@ ApiNodeGraph* stackOnPin(const ApiNode* mesh, unsigned pin) {
     return graph && graph->pluginData() == kStackMark ? graph : nullptr;
 }
 
+/// One layer of a stack in the engine.
+struct BuiltLayer {
+    ApiNode* material = nullptr;  ///< output linker of the copy
+    ApiNode* alpha = nullptr;     ///< output linker of its opacity, of layers with alpha
+};
+
+/// Takes the opacity out of the copy and hands it to a linker: the mix shows it instead.
+ApiNode* moveOpacity(ApiNodeGraph& inner, ApiNode* material, const TextureTag& tag) {
+    ApiNode* opacity = material && material->hasPin(P_OPACITY) ? material->connectedNode(P_OPACITY) : nullptr;
+    if (!opacity) return nullptr;
+    if (!opacity->graphOwned()) {
+        // A plain number lives inside the pin and goes with it.
+        const float value = material->getPinFloat(P_OPACITY);
+        opacity = createNode(NT_TEX_FLOAT, inner);
+        setAttrIfChanged(opacity, A_VALUE, value);
+    }
+    ApiNode* linker = createNode(NT_OUT_TEXTURE, inner);
+    connectIfChanged(linker, P_INPUT, opacity);
+    disconnectPin(material, P_OPACITY);
+    if (!tag.GetDataInstance()->GetBool(TEXTURETAG_TILE, true)) setIntIfChanged(opacity, P_BORDER_MODE, 1);
+    return linker;
+}
+
+BuiltLayer buildLayer(MatManager& materials, ApiNodeGraph& outer, const TextureTag& tag, bool alpha) {
+    BuiltLayer built;
+    BaseMaterial* material = tag.GetMaterial();
+    if (MatLink* source = materials.findLinkByMaterial(material)) {
+        source->stacked = true;
+        materials.stackedSeen = true;
+    }
+    ApiNodeGraph* inner = createGraph(outer, material->GetName().c_str());
+    if (!inner) return built;
+    // The copy is generated once with the mesh: its records are not kept.
+    MatLink copy;
+    copy.graph = inner;
+    copy.material = material;
+    copy.link.SetLink(material);
+    copy.name = material->GetName();
+    copy.node = materials.createMaterialNode(inner, *material, &copy.nodeType);
+    if (!copy.node) return built;
+    built.material = copy.outNode = createNode(NT_OUT_MATERIAL, *inner);
+    connectIfChanged(copy.outNode, P_INPUT, copy.node);
+    generateMaterial(materials, material, &copy);
+    if (alpha) built.alpha = moveOpacity(*inner, copy.node, tag);
+    return built;
+}
+
+void buildStack(MatManager& materials, ApiNode* mesh, unsigned pin, const std::vector<TextureTag*>& tags,
+                const std::vector<bool>& alphas) {
+    ApiNodeGraph* outer = createGraph(ApiProjectManager::rootNodeGraph(), "Stacked");
+    if (!outer) return;
+    outer->setPluginData(kStackMark);
+    ApiNode* linker = createNode(NT_OUT_MATERIAL, *outer);
+    ApiNode* result = nullptr;
+    for (std::size_t i = 0; i < tags.size(); ++i) {
+        if (!tags[i] || !tags[i]->GetMaterial()) continue;
+        const BuiltLayer layer = buildLayer(materials, *outer, *tags[i], alphas[i]);
+        if (!layer.material) continue;
+        if (!result) {
+            result = layer.material;
+            continue;
+        }
+        ApiNode* mix = createNode(NT_MAT_MIX, *outer);
+        if (layer.alpha)
+            connectIfChanged(mix, P_AMOUNT, layer.alpha);
+        else
+            setFloatNode(mix, P_AMOUNT, 1.0f);  // a layer without alpha covers what lies below
+        connectIfChanged(mix, P_MATERIAL1, layer.material);
+        connectIfChanged(mix, P_MATERIAL2, result);
+        result = mix;
+    }
+    connectIfChanged(linker, P_INPUT, result);
+    connectIxIfChanged(mesh, pin, linker);
+    unfoldGraph(outer, true);
+}
+
 }  // namespace
 
 void destroyStackedGraphs(ApiNode* mesh) {
@@ -28,8 +106,21 @@ void destroyStackedGraphs(ApiNode* mesh) {
         if (ApiNodeGraph* graph = stackOnPin(mesh, pin)) destroyItem(graph);
 }
 
-void buildStackedMaterials(MatManager& /*materials*/, ApiNode* mesh, const SceneObjectInfo& info) {
+void buildStackedMaterials(MatManager& materials, ApiNode* mesh, const SceneObjectInfo& info) {
     if (!mesh || info.stackedTagIndex == -1) return;
+    const std::vector<TextureTag*> seen = visibleTextureTags(info.object);
+    for (const TextureTagEntry& entry : info.textureTags) {
+        if (!entry.stacked || entry.tags.empty() || !slotIsOfLevel(entry, seen)) continue;
+        const unsigned pin = mesh->staticPinCount() + static_cast<unsigned>(entry.slot);
+        if (!mesh->hasPinIx(pin)) continue;
+        std::vector<TextureTag*> tags = entry.tags;
+        std::vector<bool> alphas = entry.alphaFlags;
+        if (alphas.front() && info.mainTextureTag) {
+            tags.insert(tags.begin(), info.mainTextureTag);
+            alphas.insert(alphas.begin(), false);
+        }
+        buildStack(materials, mesh, pin, tags, alphas);
+    }
 }
 
 }  // namespace lumora

@@ -3,6 +3,7 @@
 
 #include "plugin/core/globals.h"
 #include "plugin/core/ids.h"
+#include "plugin/core/object_check.h"
 #include "plugin/core/object_link.h"
 #include "plugin/core/singletons.h"
 #include "tests/plugin/support/plugin_test.h"
@@ -54,6 +55,27 @@ TEST_F(SendTest, LitCubeBecomesOneMeshThatIsSampledToItsTarget) {
     EXPECT_EQ(statistics.samplesPerPixel(Lumora::RP_BEAUTY), 4.0f);
     EXPECT_EQ(statistics.filmSize.x, 64u);
     EXPECT_EQ(statistics.filmSize.y, 48u);
+}
+
+TEST_F(SendTest, MovableObjectsAreSentOneByOneUnlessAllSlotsAreAsked) {
+    BaseDocument* document = makeLitCube();
+    BaseTag* tag = document->GetFirstObject()->MakeTag(ID_LUMORA_OBJECT_TAG);
+    ASSERT_NE(tag, nullptr);
+    tag->SetParameter(OBJTAG_SLOT, GeData(2));
+    startLive(document);
+    const ApiNode* slot = mainGroup()->inputNodeIx(3);
+    ASSERT_NE(slot, nullptr);
+    ASSERT_EQ(slot->type(), Lumora::NT_GEO_GROUP);
+    EXPECT_STREQ(slot->name(), "Group_2");
+    ASSERT_EQ(slot->pinCount(), 1u);
+    EXPECT_EQ(slot->inputNodeIx(0)->type(), Lumora::NT_GEO_SCATTER);
+    EXPECT_EQ(singletons().objectCheck->slotLinks[2].count(), 1);
+
+    live().stopRender();
+    ASSERT_TRUE(sendAndStart(live(), document, document, false, true, nullptr));
+    ASSERT_NE(mainGroup()->inputNodeIx(3), nullptr);
+    EXPECT_EQ(mainGroup()->inputNodeIx(3)->type(), Lumora::NT_GEO_MESH);
+    EXPECT_EQ(singletons().objectCheck->slotLinks[2].count(), 0);
 }
 
 TEST_F(SendTest, SecondSendMakesTheSameGraphAndLeaksNoItems) {

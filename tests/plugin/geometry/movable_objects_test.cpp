@@ -330,6 +330,47 @@ TEST_F(MovableTest, VelocityMapsReachTheMeshOnlyWhenAllThreeFit) {
     EXPECT_EQ(link(1, 0).meshNode->getArraySize(A_VERTEX_VELOCITIES), 0u) << "a reused node keeps none";
 }
 
+TEST_F(MovableTest, StackIsBuiltOnThePinOfItsPolygonsAndGoesWithTheMesh) {
+    BaseMaterial *base = addMaterial("Base"), *decal = addMaterial("Decal");
+    decal->GetDataInstance()->SetBool(MATERIAL_USE_ALPHA, true);
+    BaseShader* picture = BaseShader::Alloc(Xcolor);
+    decal->InsertShader(picture);
+    decal->GetDataInstance()->SetLink(MATERIAL_ALPHA_SHADER, picture);
+    generate(base);
+    generate(decal);
+    PolygonObject* object = addMovable("A", Vector());
+    addTexture(object, base);
+    addTexture(object, decal);
+    pass();
+    ApiNode* mesh = link(1, 0).meshNode;
+    EXPECT_EQ(ints(mesh, A_POLY_MATERIAL_INDICES), std::vector<int>(2, 2));
+    ApiNode* linker = mesh->connectedNodeIx(mesh->staticPinCount() + 2);
+    ASSERT_NE(linker, nullptr);
+    ASSERT_EQ(linker->type(), NT_OUT_MATERIAL);
+    EXPECT_STREQ(linker->graphOwner()->name(), "Stacked");
+    ApiNode* mix = linker->connectedNode(P_INPUT);
+    ASSERT_NE(mix, nullptr);
+    EXPECT_EQ(mix->type(), NT_MAT_MIX);
+    EXPECT_NE(mix->inputNode(P_MATERIAL1), nullptr);
+    EXPECT_NE(mix->inputNode(P_MATERIAL2), nullptr);
+    EXPECT_TRUE(materials.findLinkByMaterial(decal)->stacked);
+
+    Lumora::ApiItemArray before, after;
+    ApiProjectManager::rootNodeGraph().getOwnedItems(before);
+    object->GetPointW()[1] = Vector(0, 5, 1);
+    object->SetDirty(DIRTYFLAGS_DATA);
+    pass();
+    ApiProjectManager::rootNodeGraph().getOwnedItems(after);
+    EXPECT_EQ(after.size(), before.size()) << "the old stack is gone";
+
+    object->Remove();
+    BaseObject* gone = object;
+    BaseObject::Free(gone);
+    pass();
+    ApiProjectManager::rootNodeGraph().getOwnedItems(after);
+    EXPECT_EQ(after.size(), before.size() - 3) << "scatter, mesh and stack";
+}
+
 TEST_F(MovableTest, SeriesOfEditsEndsWhereAFreshSendDoes) {
     BaseMaterial* colours[] = {addMaterial("Red", Vector(1, 0, 0)), addMaterial("Blue", Vector(0, 0, 1))};
     for (BaseMaterial* material : colours) generate(material);
