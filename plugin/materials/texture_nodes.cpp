@@ -1,6 +1,7 @@
 #include "plugin/materials/texture_nodes.h"
 
 #include "plugin/core/log.h"
+#include "plugin/materials/image_pixels.h"
 #include "plugin/materials/uv_transform.h"
 
 namespace lumora {
@@ -19,18 +20,16 @@ struct BitmapUse {
     Filename path;
     Int32 channel = CHANNEL_COLOUR;
     int border = BORDER_WRAP;
-    float gamma = 2.2f;
+    Int32 profile = 0;
+    bool isData = false;  ///< numbers, not colours
+    bool linear = false;  ///< the file holds linear light
     Vector factor{1.0};
     UvPlacement placement;
 };
 
-bool isFloatFile(const Filename& path) {
-    return path.CheckSuffix("exr") || path.CheckSuffix("hdr");
-}
-
-float gammaOf(const MatManager& manager, const BaseContainer& d, const Filename& path, const TextureUse& use) {
-    if (use.isData || isFloatFile(path)) return 1.0f;
-    switch (d.GetInt32(BITMAPSHADER_COLORPROFILE, 0)) {
+float gammaOf(const MatManager& manager, const BitmapUse& bitmap) {
+    if (bitmap.isData || bitmap.linear || bitmap.channel != CHANNEL_COLOUR) return 1.0f;
+    switch (bitmap.profile) {
         case 1:
             return 1.0f;
         case 2:
@@ -57,7 +56,8 @@ bool readBitmap(const MatManager& manager, const BaseShader& shader, const Textu
     }
     out->channel = d.GetInt32(BITMAPSHADER_CHANNEL, CHANNEL_COLOUR);
     out->border = borderOf(shader, d);
-    out->gamma = out->channel == CHANNEL_COLOUR ? gammaOf(manager, d, out->path, use) : 1.0f;
+    out->profile = d.GetInt32(BITMAPSHADER_COLORPROFILE, 0);
+    out->isData = use.isData;
     out->factor = d.GetVector(BITMAPSHADER_FACTOR, Vector(1.0));
     out->placement = {d.GetFloat(BITMAPSHADER_OFFSETX, 0.0), d.GetFloat(BITMAPSHADER_OFFSETY, 0.0),
                       d.GetFloat(BITMAPSHADER_SCALEX, 1.0), d.GetFloat(BITMAPSHADER_SCALEY, 1.0),
@@ -86,6 +86,15 @@ Vector channelFactor(const BitmapUse& use) {
     }
 }
 
+/// By name what the engine reads itself, else by pixels. False when the picture cannot be had.
+bool writePicture(ApiNode* image, BitmapUse* bitmap) {
+    const PictureSource source = pictureSource(bitmap->path);
+    if (source == PictureSource::Pixels) return writePicturePixels(image, bitmap->path, &bitmap->linear);
+    bitmap->linear = source == PictureSource::LinearFile;
+    writePictureFile(image, bitmap->path);
+    return true;
+}
+
 ApiNode* bitmapTexture(MatManager& manager, BaseShader& shader, MatLink& link, const TextureUse& use) {
     BitmapUse bitmap;
     if (!readBitmap(manager, shader, use, &bitmap)) return nullptr;
@@ -93,9 +102,9 @@ ApiNode* bitmapTexture(MatManager& manager, BaseShader& shader, MatLink& link, c
     ApiNode* image = manager.reuseOrCreate(link, &shader, kKeyImage, type);
     if (!image) return nullptr;
     setNameIfChanged(image, shader.GetName());
-    if (setAttrIfChanged(image, A_FILENAME, bitmap.path.c_str(), false)) setAttrIfChanged(image, A_RELOAD, true);
+    if (!writePicture(image, &bitmap)) return nullptr;
     setFloatNode(image, P_POWER, manager.prefs.imagePower);
-    setFloatIfChanged(image, P_GAMMA, bitmap.gamma);
+    setFloatIfChanged(image, P_GAMMA, gammaOf(manager, bitmap));
     setIntIfChanged(image, P_BORDER_MODE, bitmap.border);
 
     const PictureTransforms place = toPictureTransforms(bitmap.placement);

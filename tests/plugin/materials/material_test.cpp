@@ -11,9 +11,12 @@ namespace {
 class MaterialTest : public SceneTest {
 protected:
     MaterialTest() {
-        // The engine is not asked to read it: any file will do.
+        // The engine is not asked to read it: a file that begins as one that it reads will do.
         image = (std::filesystem::temp_directory_path() / "lumora_material_test.png").string();
-        if (std::FILE* f = std::fopen(image.c_str(), "wb")) std::fclose(f);
+        if (std::FILE* f = std::fopen(image.c_str(), "wb")) {
+            std::fputs("\x89PNG\r\n\x1a\n", f);
+            std::fclose(f);
+        }
     }
     ~MaterialTest() override { std::filesystem::remove(image); }
 
