@@ -153,6 +153,7 @@ bool callUpdate(lumoraLive& session, bool wait, const char* label) {
         ++session.updateCount;
         debugLine(String("update ") + label + " level:" + String::IntToString(static_cast<Int64>(level)));
     }
+    session.collectItems(label);
     constexpr Int32 kPollMs = 5;
     while (wait && session.builtChangeLevel.load() < level && !globals().renderFailed) GeSleep(kPollMs);
     return true;

@@ -165,7 +165,10 @@ bool PluginStart() {
     resetPluginEnd();
     installCrashHook();
     loadEngine();
-    return pluginStart() && registerClasses(resource());
+    if (pluginStart() && registerClasses(resource())) return true;
+    // The host may unload the library now: no thread of it may run on.
+    endPluginActivity();
+    return false;
 }
 
 bool PluginMessage(Int32 id, void* data) {

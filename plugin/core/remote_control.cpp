@@ -32,7 +32,7 @@ void remoteControl(lumoraLive& session, const BaseContainer& request) {
             SpecialEventAdd(MSG_START_RENDER);
             break;
         case REMOTE_RESTART:
-            SpecialEventAdd(MSG_RESTART_RENDER);
+            SpecialEventAdd(MSG_RESTART_RENDER, reinterpret_cast<UInt64>(GetActiveDocument()));
             break;
         case REMOTE_STOP:
             if (!session.finalRender) session.stopRender();

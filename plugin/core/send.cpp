@@ -135,6 +135,7 @@ void sendScene(lumoraLive& session, bool allSlots, RenderSettings& settings, boo
     createMaterials(session);
     if (sendBroken()) return;
     logLine("Export materials time= " + milliseconds(session.materialsTime.end()) + " ms");
+    session.collectItems("export materials");
 
     session.objectsTime.start();
     session.setProgress(STAGE_COLLECT, 0, false);
@@ -155,6 +156,7 @@ void sendScene(lumoraLive& session, bool allSlots, RenderSettings& settings, boo
     updateCameraNode(session);
     session.environments[0]->update(false, session.renderTarget, true);
     session.environments[1]->update(false, session.renderTarget, false);
+    session.collectItems("camera and environment");
 }
 
 }  // namespace

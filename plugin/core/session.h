@@ -166,14 +166,16 @@ public:
     SceneCollections collections;
     std::array<std::unique_ptr<EnvironmentBuilder>, 2> environments;  ///< the environment and the visible one
     BackdropRecord background, foreground;
-    /// Of the root graph after the last stage; null until the engine is ready.
+    /// Of the root graph after the last stage or update; null until the engine is ready. For counting: a node in it may
+    /// be gone. Under itemsLock.
     std::unique_ptr<Lumora::ApiItemArray> items;
+    std::mutex itemsLock;
 
     /// Empties the engine's project and everything that remembers its nodes. With `createDefaults` makes the default
     /// render target again. Leaves the state Exporting.
     void resetScene(bool createDefaults);
     void clearCollections();
-    /// Counts the project's items anew.
+    /// Lists the project's items anew, after each stage of a send and after each update. Any thread.
     void collectItems(const char* label);
     /// Drops what points at engine nodes in the material managers.
     void releaseMaterials();

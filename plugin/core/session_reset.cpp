@@ -53,7 +53,7 @@ void lumoraLive::resetScene(bool createDefaults) {
     all.lghtMatMngr->forgetNodes();
 
     logLine("RESET PROJECT");
-    if (items) items->clear();
+    if (const std::lock_guard guard(itemsLock); items) items->clear();
     clearGraph(Lumora::ApiProjectManager::rootNodeGraph());
     setState(LiveState::Exporting);
     logLine("Init defaults");
@@ -80,6 +80,7 @@ void lumoraLive::releaseMaterials() {
 }
 
 void lumoraLive::collectItems(const char* label) {
+    const std::lock_guard guard(itemsLock);
     if (!items) return;
     Lumora::ApiProjectManager::rootNodeGraph().getOwnedItems(*items);
     debugLine(String(label) + " items:" + String::IntToString(static_cast<Int64>(items->size())));

@@ -2,9 +2,11 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
+#include <mutex>
 #include <thread>
 
 #include "engine/api/delayload.h"
+#include "host/runtime/plugin_registry.h"
 #include "host/sdk/render.h"
 #include "plugin/core/command_line.h"
 #include "plugin/core/commands.h"
@@ -57,6 +59,9 @@ TEST_F(StartTest, EngineThatDoesNotStartIsTriedAgainByTheNextRender) {
     EXPECT_GE(renderError(document).Find("no such processor"), 0);
     EXPECT_EQ(live().state(), LiveState::NotInit);
     EXPECT_FALSE(live().finalRender);
+    CallCommand(ID_LUMORA_DIALOG);
+    EXPECT_EQ(consoleCount("Lumora could not be initialised"), 1);
+    EXPECT_GE(consoleCount("no window for the settings dialog"), 1) << "where devices are chosen";
     SpecialEventAdd(MSG_START_RENDER);
     app->processEvents();
     EXPECT_EQ(live().state(), LiveState::NotInit);
@@ -142,6 +147,38 @@ TEST_F(StartTest, WorldDataIsStampedWithTheVersion) {
     start();
     EXPECT_EQ(GetWorldPluginData(ID_LUMORA_SETTINGS)->GetInt32(5000), 4000021);
     EXPECT_FALSE(GetWorldPluginData(ID_LUMORA_SETTINGS)->Has(6000)) << "the stamp is written afresh";
+}
+
+TEST_F(StartTest, AClassWhoseIdIsTakenEndsTheStart) {
+    ApplicationOptions options;
+    options.preferences = preferences.path();
+    options.loadPlugins = false;
+    std::vector<std::string> lines;
+    std::mutex lock;
+    options.console = [&](const String& line) {
+        const std::lock_guard guard(lock);
+        lines.push_back(line.str());
+    };
+    Application application(options);
+    constexpr Int32 kTaken = 1039376, kCommandTaken = 1031194;
+    CommandData command;
+    constexpr PluginOwner kOther = 9999;
+    {
+        const PluginScope another(kOther);
+        ASSERT_TRUE(RegisterShaderPlugin(
+            kTaken, "Squatter", 0, [] { return std::make_unique<ShaderData>(); }, nullptr, 0));
+        ASSERT_TRUE(RegisterCommandPlugin(kCommandTaken, "Squatter", 0, "", "", &command));
+    }
+    EXPECT_FALSE(application.startPlugin(&c4d_main, Filename(LUMORA_TEST_PLUGIN_DIR)));
+    const auto said = [&](const std::string& text) {
+        const std::lock_guard guard(lock);
+        return std::any_of(lines.begin(), lines.end(), [&](const std::string& line) { return line == text; });
+    };
+    EXPECT_TRUE(said("Register ID_LUMORA_TEST_PLUGIN ERROR!!!!")) << "a command's failure ends nothing";
+    EXPECT_TRUE(said("Lumora: the class Instance Range could not be registered."));
+    EXPECT_TRUE(globals().pluginExited) << "no thread of a refused plug-in may run on";
+    application.end();
+    removeRegistrations(kOther);
 }
 
 TEST_F(StartTest, CrashHookSaysWhereItIsAndHandsOn) {
