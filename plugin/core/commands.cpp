@@ -103,7 +103,7 @@ void stopAndReset(lumoraLive& live, BaseDocument*) {
 }
 
 void checkUpdate(lumoraLive& live, BaseDocument*) {
-    updatePass(live, CHECK_CAMERA | CHECK_MATERIALS, false, true);
+    updatePass(live, CHECK_CAMERA, false, true);
 }
 
 void apiUpdate(lumoraLive& live, BaseDocument*) {

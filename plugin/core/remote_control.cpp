@@ -41,7 +41,7 @@ void remoteControl(lumoraLive& session, const BaseContainer& request) {
             session.externalWindow = request.GetInt64(kWindow);
             break;
         case REMOTE_UPDATE:
-            updatePass(session, CHECK_CAMERA | CHECK_MATERIALS, false, true);
+            updatePass(session, CHECK_CAMERA, false, true);
             break;
         case REMOTE_SETTINGS:
             SpecialEventAdd(MSG_OPEN_SETTINGS);

@@ -105,6 +105,8 @@ MatNodeRec* MatLink::findRec(NodeType type, const BaseList2D* owner, UInt32 pin)
         if (!made || made->type() != type) return nullptr;
     }
     rec.used = true;
+    if (owner) rec.animated = playsSeveralFrames(*owner);
+    hasAnimatedImage |= rec.animated;
     return &rec;
 }
 

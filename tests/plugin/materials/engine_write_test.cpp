@@ -1,0 +1,37 @@
+// One place writes to the engine.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <regex>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The build folder lies in the repository. Empty elsewhere.
+fs::path pluginSources() {
+    for (fs::path at = LUMORA_TEST_PLUGIN_DIR; at.has_relative_path(); at = at.parent_path())
+        if (fs::exists(at / "plugin/materials/engine_write.h")) return at / "plugin";
+    return {};
+}
+
+TEST(EngineWriteTest, ThePluginWritesThroughItsHelpersOnly) {
+    if (pluginSources().empty()) GTEST_SKIP() << "the sources are not here";
+    const std::regex direct(
+        R"((->|\.)(setPinValue|connectTo|connectToIx|createInternal|createInternalIx|setPluginData|setPluginDataStr|destroy|unfold|evaluate|setAnim|clearAllAttr|deleteUnconnectedItems|setName|configureEmptyPins)\()"
+        R"(|(->|\.)set\((Lumora::)?A_|ApiNode(Graph)?::create\(|rootNodeGraph\(\)\.clear\()");
+    int files = 0;
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(pluginSources())) {
+        const fs::path& path = entry.path();
+        if ((path.extension() != ".cpp" && path.extension() != ".h") || path.stem() == "engine_write") continue;
+        ++files;
+        std::ifstream in(path);
+        std::string line;
+        for (int number = 1; std::getline(in, line); ++number)
+            EXPECT_FALSE(std::regex_search(line, direct)) << path << ":" << number << ": " << line;
+    }
+    EXPECT_GT(files, 50);
+}
+
+}  // namespace
