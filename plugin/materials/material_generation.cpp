@@ -12,7 +12,7 @@ namespace {
 
 // Keys of helper nodes that no shader owns. Each channel has its own.
 enum HelperKey : UInt32 {
-    kEmission = 2300,
+    kEmission = 7100,
     kMixFirst = 900000,  // plus the channel's colour parameter: the mix, then its amount and colour
     kAlphaStep = 7101,
     kAlphaClamp,

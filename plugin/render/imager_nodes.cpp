@@ -43,7 +43,7 @@ bool RenderSettings::applyLut(ApiNode* imager) {
     const char* held = lut->pluginDataStr();
     if (!held || std::strcmp(held, file.c_str()) != 0) {
         changed = setAttrIfChanged(lut, A_FILENAME, file.c_str());
-        lut->setPluginDataStr(file.c_str());
+        setPluginDataStrIfChanged(lut, file.c_str());
     }
     return writeGroupPins(lut, SettingGroup::Imager, PinHome::Lut) || changed;
 }

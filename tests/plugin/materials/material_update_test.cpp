@@ -111,6 +111,14 @@ TEST_F(MaterialUpdateTest, AnEditCostsWhatItIsWorth) {
                  material->GetShader(MATERIAL_COLOR_SHADER)->GetDataInstance()->SetInt32(id, 1);
          },
          true, 1},
+        {"a colour of its own instead",
+         [&] {
+             d.RemoveData(MATERIAL_LUMINANCE_SHADER);
+             d.SetVector(MATERIAL_LUMINANCE_COLOR, Vector(0.5));
+         },
+         true, 4},
+        {"its brightness", [&] { d.SetFloat(MATERIAL_LUMINANCE_BRIGHTNESS, 3.0); }, true, 1},
+        {"that colour", [&] { d.SetVector(MATERIAL_LUMINANCE_COLOR, Vector(0.25)); }, true, 1},
         {"a parameter that nothing shows", [&] { d.SetFloat(MATERIAL_BUMP_STRENGTH, 0.7); }, true, 0},
         {"the other material", [&] { other->GetDataInstance()->SetFloat(MATERIAL_COLOR_TEXTURESTRENGTH, 0.75); }, true,
          1},
