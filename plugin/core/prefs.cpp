@@ -24,6 +24,12 @@ constexpr PrefRow colour(Int32 id, Vector value, Int32 control, const char* labe
     return {id, PrefKind::Colour, 0, control, label, "", value};
 }
 
+#ifdef __APPLE__
+constexpr bool kSynchronizeGeometry = false;
+#else
+constexpr bool kSynchronizeGeometry = true;
+#endif
+
 constexpr PrefRow kRows[] = {
     toggle(PREF_OPENGL_PREVIEWS, true, 13059, "Use Lumora for Opengl previews"),
     toggle(PREF_OPENGL_ALPHA, false, 13080, "Alpha for Opengl previews"),
@@ -32,7 +38,7 @@ constexpr PrefRow kRows[] = {
     toggle(PREF_TEXTURE_STATS, true, 13064, "Texture Stats"),
     toggle(PREF_GPU_STATS, true, 13063, "Gpu Stats"),
     toggle(PREF_RENDER_STATS, true, 13062, "Render Stats"),
-    toggle(PREF_SYNCHRONIZE_GEOMETRY, true, 13061, "Synchronization on geo. updates"),
+    toggle(PREF_SYNCHRONIZE_GEOMETRY, kSynchronizeGeometry, 13061, "Synchronization on geo. updates"),
     toggle(PREF_KEEP_STATS, true, 13065, "Keep Stats"),
     toggle(PREF_SEND_STATS, false, 13112, "Allow to send renderstats to Lumora"),
     toggle(PREF_VIEWPORT_SOLO, true, 13078, "Use Viewport Solo"),

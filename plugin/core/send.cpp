@@ -59,10 +59,9 @@ bool skipsUnusedMaterials(BaseDocument* document) {
 void readLiveSettings(RenderSettings& settings, BaseDocument* document, bool engineReady) {
     settings.resetDefaults();
     settings.setDocument(document, engineReady);
-    if (const BaseVideoPost* post = rendererPost(document))
-        settings.readFromContainer(*post->GetDataInstance());
-    else
-        settings.readFromDocument(true);
+    // The document first, in any case: one of an older version is converted by it.
+    settings.readFromDocument(true);
+    if (const BaseVideoPost* post = rendererPost(document)) settings.readFromContainer(*post->GetDataInstance());
 }
 
 /// The first sky without the tag's switch goes to the environment, the first with it to the visible one; suns alike.

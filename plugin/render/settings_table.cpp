@@ -54,7 +54,8 @@ void addGlobal(std::vector<SettingRow>& rows) {
     add("rndTexHdr", "RNTH", 3223, T::Bool, 0, 0, "32-bit shader textures");
     add("rndTexHdrDisp", "RTHD", 3224, T::Bool, 1, 0, "32-bit displacement textures");
     add("shdTextSize", "SHTS", SETTING_BAKE_SIZE, T::Int, 128, 0, "Shader texture size", 1, 16384);
-    rows.push_back(row(G::Kernel, "type", "", SETTING_KERNEL, T::Int, KERNEL_INFO, 0, "Kernel", 0, 3, KERNEL_DIRECT));
+    rows.push_back(row(G::Kernel, "type", "", SETTING_KERNEL, T::Int, KERNEL_INFO, 0,
+                       "Kernel: 0 info channels, 1 direct lighting, 2 path tracing, 3 PMC", 0, 3, KERNEL_DIRECT));
     rows.push_back(colourRow(G::Kernel, "tShdAmb", SETTING_SHADOW_AMBIENT, Vector(0.5), 0, "Shadow ambient"));
     rows.push_back(colourRow(G::Other, "envClr", SETTING_ENVIRONMENT_COLOR, Vector(0.9), 0, "Environment color"));
 }
@@ -97,7 +98,16 @@ const KernelRow kKernelRows[] = {
     {"glosdepth", "GLSD", T::Int, P_GLOSSY_DEPTH, {3006, 2}, kNone, kNone, "Glossy depth", 1, 1024},
     {"glossydepth", "GLSD", T::Int, P_MAX_GLOSSY_DEPTH, kNone, {3069, 24}, {3093, 24}, "Glossy depth", 1, 1024},
     {"specdepth", "SPCD", T::Int, P_SPECULAR_DEPTH, {3007, 5}, kNone, kNone, "Specular depth", 1, 1024},
-    {"gimod", "GMOD", T::Int, P_GI_MODE, {3012, 1}, kNone, kNone, "GI mode", 0, 2},
+    {"gimod",
+     "GMOD",
+     T::Int,
+     P_GI_MODE,
+     {3012, 1},
+     kNone,
+     kNone,
+     "GI mode: 0 none, 1 ambient occlusion, 2 diffuse",
+     0,
+     2},
     {"aodist", "AODS", T::Float, P_AO_DISTANCE, {3002, 5.0}, kNone, kNone, "AO distance", 0.01, 1024},
     {"fsize", "FSIZ", T::Float, P_FILTER_SIZE, {3008, 1.2}, {3064, 1.2}, {3087, 1.2}, "Filter size", 1, 8},
     {"rayeps",
@@ -145,11 +155,20 @@ const KernelRow kKernelRows[] = {
     {"", "ASTR", T::Float, P_NOISE_THRESHOLD, {3141, 0.03}, {3131, 0.03}, kNone, "Noise threshold", 0, 1},
     {"", "AMIN", T::Int, P_MIN_ADAPTIVE_SAMPLES, {3143, 256}, {3133, 256}, kNone, "Min. adaptive samples", 2, 100000},
     {"", "ASEX", T::Float, P_EXPECTED_EXPOSURE, {3142, 0}, {3132, 0}, kNone, "Expected exposure", 0, 4096},
-    {"", "ASPX", T::Int, P_PIXEL_GROUPING, {3144, 1}, {3134, 1}, kNone, "Group pixels", 0, 2},
+    {"", "ASPX", T::Int, P_PIXEL_GROUPING, {3144, 1}, {3134, 1}, kNone, "Group pixels: 0 none, 1 2x2, 2 4x4", 0, 2},
     {"", "AILG", T::Bool, P_AI_LIGHT, {3151, 0}, {3170, 0}, {3240, 0}, "AI light enable"},
     {"", "AILU", T::Bool, P_AI_LIGHT_UPDATE, {3152, 1}, {3171, 1}, {3241, 1}, "AI light update"},
     {"", "AILS", T::Float, P_AI_LIGHT_STRENGTH, {3153, 0.8}, kNone, kNone, "AI light strength", 0, 1},
-    {"", "LIDA", T::Int, P_LIGHT_IDS_ACTION, {3155, 0}, {3173, 0}, {3243, 0}, "Light IDs action", 0, 1},
+    {"",
+     "LIDA",
+     T::Int,
+     P_LIGHT_IDS_ACTION,
+     {3155, 0},
+     {3173, 0},
+     {3243, 0},
+     "Light IDs action: 0 disable, 1 enable",
+     0,
+     1},
     {"expStrength",
      "EXST",
      T::Float,

@@ -1,6 +1,8 @@
 // Documents of earlier versions.
 #include "plugin/render/document_conversion.h"
 
+#include <utility>
+
 #include "plugin/core/ids.h"
 #include "plugin/render/render_settings.h"
 #include "tests/plugin/support/plugin_test.h"
@@ -187,6 +189,16 @@ TEST_F(ConversionTest, LiveSettingsOfOldDocumentsGoToAVideoPostOfTheirOwn) {
     EXPECT_EQ(found, 1);
     EXPECT_EQ(old->GetDataInstance()->GetInt32(3063), 11);
     EXPECT_EQ(consoleCount("Transfer LV settings to Lumora VPost..."), 1);
+}
+
+TEST_F(ConversionTest, ALiveRenderConvertsOnceWhicheverSettingsItTakes) {
+    document->GetActiveRenderData()->InsertVideoPost(BaseVideoPost::Alloc(ID_LUMORA_VP_RENDERER));
+    BaseContainer stored;
+    stored.SetInt32(SETTING_STORED_VERSION, 2150000);
+    document->GetDataInstance()->SetContainer(ID_LUMORA_SESSION, stored);
+    startLive(std::exchange(document, BaseDocument::Alloc()));
+    EXPECT_EQ(consoleCount("Scene created in plugin version 2150000"), 1);
+    EXPECT_DOUBLE_EQ(value(sun, 1247), 90);
 }
 
 }  // namespace
