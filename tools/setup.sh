@@ -5,8 +5,8 @@ set -euo pipefail
 packages=(
   # tools
   g++ cmake ninja-build pkg-config python3
-  # ray tracing and threads
-  libembree-dev libtbb-dev
+  # ray tracing, threads, subdivision
+  libembree-dev libtbb-dev libosd-dev
   # images; CMake's description of the library checks that its tools are there
   libopenimageio-dev openimageio-tools libpng-dev libjpeg-dev
   # scene files

@@ -95,10 +95,9 @@ struct GeometryCompiler::Walk {
     const NodeTable& nodes;
     const LogFunction& log;
     std::shared_ptr<Geometry> out = std::make_shared<Geometry>();
-    std::vector<CachedMesh*> meshes;                         ///< in the order in which they were met
-    std::unordered_map<ItemUid, std::uint32_t> meshIndex{};  ///< into `meshes`
-    std::vector<CachedMesh*> stale{};                        ///< those that must be built
-    std::vector<ItemUid> planes{};                           ///< the material on each plane's pin
+    std::vector<CachedMesh*> meshes;   ///< in the order in which they were met
+    std::vector<CachedMesh*> stale{};  ///< those that must be built
+    std::vector<ItemUid> planes{};     ///< the material on each plane's pin
     std::unordered_set<int> loggedTypes{};
     int depth = 0;
 
@@ -108,9 +107,8 @@ struct GeometryCompiler::Walk {
 };
 
 void GeometryCompiler::meshLeaf(Walk& walk, const NodeRecordPtr& node, Leaves& out) {
-    const auto [it, fresh] = walk.meshIndex.try_emplace(node->uid, static_cast<std::uint32_t>(walk.meshes.size()));
-    if (fresh) {
-        CachedMesh& cached = meshes_[node->uid];
+    CachedMesh& cached = meshes_[node->uid];
+    if (cached.stamp != stamp_) {  // met for the first time in this compilation
         if (cached.node != node) {
             MeshSource source = meshSource(*node);
             if (!cached.node || !(cached.source == source)) {
@@ -121,10 +119,11 @@ void GeometryCompiler::meshLeaf(Walk& walk, const NodeRecordPtr& node, Leaves& o
             cached.node = node;
         }
         cached.stamp = stamp_;
+        cached.index = static_cast<std::uint32_t>(walk.meshes.size());
         walk.meshes.push_back(&cached);
     }
     Leaf leaf;
-    leaf.mesh = it->second;
+    leaf.mesh = cached.index;
     out.push_back(leaf);
 }
 

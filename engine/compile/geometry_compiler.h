@@ -43,7 +43,8 @@ private:
         NodeRecordPtr node;  ///< that it was made from
         MeshSource source;
         std::shared_ptr<const CompiledMesh> mesh;
-        std::uint64_t stamp = 0;
+        std::uint64_t stamp = 0;  ///< of the last compilation that met it
+        std::uint32_t index = 0;  ///< into Walk::meshes of that compilation
     };
     struct Walk;
 

@@ -6,6 +6,8 @@
 
 #include <stdexcept>
 
+#include "engine/compile/subdivision.h"
+
 namespace Lumora::engine {
 
 namespace {
@@ -200,45 +202,8 @@ void buildEmbree(RTCDeviceTy* device, CompiledMesh& mesh) {
     checkEmbree(device);
 }
 
-}  // namespace
-
-std::uint64_t CompiledMesh::extraBytes() const {
-    return firstCorner.capacity() * sizeof(std::uint32_t) + quadIndices.capacity() * sizeof(std::uint32_t) +
-           paddedVertices.capacity() * sizeof(Float3);
-}
-
-MeshSource meshSource(const NodeRecord& node) {
-    MeshSource s;
-    s.vertices = array<Float3>(node, A_VERTICES);
-    s.vertexSamples = timeSamples(node, A_VERTICES);
-    s.normals = array<Float3>(node, A_NORMALS);
-    s.uvs[0] = array<Float3>(node, A_UVWS);
-    s.uvs[1] = array<Float3>(node, A_UVWS_2);
-    s.uvs[2] = array<Float3>(node, A_UVWS_3);
-    s.verticesPerPolygon = array<int>(node, A_VERTICES_PER_POLY);
-    s.vertexIndices = array<int>(node, A_POLY_VERTEX_INDICES);
-    s.normalIndices = array<int>(node, A_POLY_NORMAL_INDICES);
-    s.uvIndices[0] = array<int>(node, A_POLY_UVW_INDICES);
-    s.uvIndices[1] = array<int>(node, A_POLY_UVW_INDICES_2);
-    s.uvIndices[2] = array<int>(node, A_POLY_UVW_INDICES_3);
-    s.materialIndices = array<int>(node, A_POLY_MATERIAL_INDICES);
-    s.objectIndices = array<int>(node, A_POLY_OBJECT_INDICES);
-    return s;
-}
-
-std::shared_ptr<const CompiledMesh> buildMesh(RTCDeviceTy* device, const MeshSource& source, std::string& why) {
-    if (source.vertexSamples > 1 && source.vertices) {
-        auto first = std::make_shared<std::vector<Float3>>();
-        first->reserve(source.vertices->size() / source.vertexSamples + 1);
-        for (std::size_t i = 0; i + source.vertexSamples <= source.vertices->size(); i += source.vertexSamples) {
-            first->push_back((*source.vertices)[i]);
-        }
-        MeshSource still = source;
-        still.vertices = std::move(first);
-        still.vertexSamples = 1;
-        return buildMesh(device, still, why);
-    }
-    why.clear();
+/// The mesh without its hierarchy, or null with the reason.
+std::shared_ptr<CompiledMesh> checkedMesh(const MeshSource& source, std::string& why) {
     if (empty(source.verticesPerPolygon) && empty(source.vertexIndices)) return nullptr;
     if (empty(source.vertices) || empty(source.verticesPerPolygon) || empty(source.vertexIndices)) {
         why = "vertices, corner counts and vertex indices are needed together";
@@ -289,6 +254,70 @@ std::shared_ptr<const CompiledMesh> buildMesh(RTCDeviceTy* device, const MeshSou
     if (corners.triangles == polygons) mesh->cornersPerPolygon = 3;
     if (corners.triangles == 0) mesh->cornersPerPolygon = 4;
     if (mesh->cornersPerPolygon == 0) buildMixed(*mesh, *source.verticesPerPolygon);
+    return mesh;
+}
+
+Subdivision subdivisionOf(const NodeRecord& node) {
+    Subdivision s;
+    s.level = std::clamp(node.attributeValue<int>(A_SUBD_LEVEL, 0), 0, 1000);
+    if (s.level == 0) return s;
+    s.boundary = static_cast<Boundary>(std::clamp(node.attributeValue<int>(A_SUBD_BOUNDARY, 0), 0, 3));
+    const float sharpness = node.attributeValue<float>(A_SUBD_SHARPNESS, 0.0f);
+    if (sharpness > 0.0f) s.sharpness = std::min(sharpness, 10.0f);
+    return s;
+}
+
+}  // namespace
+
+std::uint64_t CompiledMesh::extraBytes() const {
+    return firstCorner.capacity() * sizeof(std::uint32_t) + quadIndices.capacity() * sizeof(std::uint32_t) +
+           paddedVertices.capacity() * sizeof(Float3);
+}
+
+MeshSource meshSource(const NodeRecord& node) {
+    MeshSource s;
+    s.vertices = array<Float3>(node, A_VERTICES);
+    s.vertexSamples = timeSamples(node, A_VERTICES);
+    s.normals = array<Float3>(node, A_NORMALS);
+    s.uvs[0] = array<Float3>(node, A_UVWS);
+    s.uvs[1] = array<Float3>(node, A_UVWS_2);
+    s.uvs[2] = array<Float3>(node, A_UVWS_3);
+    s.verticesPerPolygon = array<int>(node, A_VERTICES_PER_POLY);
+    s.vertexIndices = array<int>(node, A_POLY_VERTEX_INDICES);
+    s.normalIndices = array<int>(node, A_POLY_NORMAL_INDICES);
+    s.uvIndices[0] = array<int>(node, A_POLY_UVW_INDICES);
+    s.uvIndices[1] = array<int>(node, A_POLY_UVW_INDICES_2);
+    s.uvIndices[2] = array<int>(node, A_POLY_UVW_INDICES_3);
+    s.materialIndices = array<int>(node, A_POLY_MATERIAL_INDICES);
+    s.objectIndices = array<int>(node, A_POLY_OBJECT_INDICES);
+    s.subdivision = subdivisionOf(node);
+    return s;
+}
+
+std::shared_ptr<const CompiledMesh> buildMesh(RTCDeviceTy* device, const MeshSource& source, std::string& why) {
+    if (source.vertexSamples > 1 && source.vertices) {
+        auto first = std::make_shared<std::vector<Float3>>();
+        first->reserve(source.vertices->size() / source.vertexSamples + 1);
+        for (std::size_t i = 0; i + source.vertexSamples <= source.vertices->size(); i += source.vertexSamples) {
+            first->push_back((*source.vertices)[i]);
+        }
+        MeshSource still = source;
+        still.vertices = std::move(first);
+        still.vertexSamples = 1;
+        return buildMesh(device, still, why);
+    }
+    why.clear();
+    std::shared_ptr<CompiledMesh> mesh = checkedMesh(source, why);
+    if (!mesh) return nullptr;
+    if (source.subdivision.level > 0) {
+        const MeshSource refined = subdivide(*mesh, *source.verticesPerPolygon, source.subdivision, why);
+        std::string broken;
+        if (refined.vertices) mesh = checkedMesh(refined, broken);
+        if (!mesh) {
+            why = "its subdivision leaves no usable surface, " + broken;
+            return nullptr;
+        }
+    }
     buildEmbree(device, *mesh);
     return mesh;
 }

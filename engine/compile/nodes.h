@@ -1,10 +1,10 @@
 // The node records in force, and reading values from them.
 #pragma once
 
+#include <array>
 #include <functional>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
 
 #include "engine/graph/record.h"
 #include "engine/render/vec.h"
@@ -13,19 +13,38 @@ namespace Lumora::engine {
 
 using LogFunction = std::function<void(const std::string&)>;
 
+/// The parts of a scene that are built one by one, each from the nodes that it read.
+enum class ScenePart { Geometry, Shading, Environment, VisibleEnvironment, Count };
+
 class NodeTable {
 public:
     /// The record of a node, or null. Valid until the node is replaced or removed.
     const NodeRecord* find(ItemUid uid) const { return share(uid).get(); }
     /// The same, to be kept.
     const NodeRecordPtr& share(ItemUid uid) const {
+        if (reading_) {
+            // A node that is not there is read too: when it comes, the part must be built again.
+            Entry& entry = entries_[uid];
+            entry.readAt[static_cast<std::size_t>(part_)] = builds_[static_cast<std::size_t>(part_)];
+            return entry.record;
+        }
         static const NodeRecordPtr kNoRecord;
-        if (reads_) reads_->insert(uid);
-        const auto it = records_.find(uid);
-        return it == records_.end() ? kNoRecord : it->second;
+        const auto it = entries_.find(uid);
+        return it == entries_.end() ? kNoRecord : it->second.record;
     }
-    /// While `reads` is not null, every node that is looked for is added to it, found or not: what a build depends on.
-    void noteReads(std::unordered_set<ItemUid>* reads) const { reads_ = reads; }
+    /// Between these every node that is looked for, found or not, counts as read by that part. What the part read
+    /// before is forgotten. One part at a time, one thread.
+    void startReading(ScenePart part) {
+        part_ = part;
+        ++builds_[static_cast<std::size_t>(part)];
+        reading_ = true;
+    }
+    void endReading() { reading_ = false; }
+    bool readBy(ScenePart part, ItemUid uid) const {
+        const auto p = static_cast<std::size_t>(part);
+        const auto it = entries_.find(uid);
+        return it != entries_.end() && builds_[p] != 0 && it->second.readAt[p] == builds_[p];
+    }
     /// The node connected to a pin, or null.
     const NodeRecord* input(const NodeRecord& node, PinId pin) const {
         const ItemUid uid = node.input(pin);
@@ -41,13 +60,30 @@ public:
     int integer(const NodeRecord& node, PinId pin, int fallback) const;
     bool flag(const NodeRecord& node, PinId pin, bool fallback) const { return integer(node, pin, fallback) != 0; }
 
-    void put(NodeRecordPtr record) { records_[record->uid] = std::move(record); }
-    void remove(ItemUid uid) { records_.erase(uid); }
-    std::size_t size() const { return records_.size(); }
+    void put(NodeRecordPtr record) {
+        Entry& entry = entries_[record->uid];
+        count_ += entry.record == nullptr;
+        entry.record = std::move(record);
+    }
+    /// Parts that read the node must be built again, which tells anew who looks for it.
+    void remove(ItemUid uid) {
+        const auto it = entries_.find(uid);
+        if (it == entries_.end()) return;
+        count_ -= it->second.record != nullptr;
+        entries_.erase(it);
+    }
+    std::size_t size() const { return count_; }
 
 private:
-    std::unordered_map<ItemUid, NodeRecordPtr> records_;
-    mutable std::unordered_set<ItemUid>* reads_ = nullptr;
+    struct Entry {
+        NodeRecordPtr record;
+        std::array<std::uint32_t, static_cast<std::size_t>(ScenePart::Count)> readAt{};
+    };
+    mutable std::unordered_map<ItemUid, Entry> entries_;
+    std::array<std::uint32_t, static_cast<std::size_t>(ScenePart::Count)> builds_{};
+    std::size_t count_ = 0;
+    ScenePart part_{};
+    bool reading_ = false;
 };
 
 /// Samples over time that each element of an attribute's array has; 1 when it is not animated. The first is shown.

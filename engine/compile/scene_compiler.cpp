@@ -45,26 +45,28 @@ SceneCompiler::~SceneCompiler() = default;
 /// While it lives, the nodes that are read are written down. A part that was not finished stays stale.
 class SceneCompiler::Reading {
 public:
-    Reading(const NodeTable& nodes, Dependency& dependency, ItemUid root) : nodes_(nodes), dependency_(dependency) {
+    Reading(NodeTable& nodes, Dependency& dependency, ItemUid root) : nodes_(nodes), dependency_(dependency) {
         dependency_.stale = true;
         dependency_.root = root;
-        dependency_.reads.clear();
-        nodes_.noteReads(&dependency_.reads);
+        nodes_.startReading(dependency_.part);
     }
-    ~Reading() { nodes_.noteReads(nullptr); }
+    ~Reading() { nodes_.endReading(); }
     Reading(const Reading&) = delete;
     Reading& operator=(const Reading&) = delete;
     void finish() { dependency_.stale = false; }
 
 private:
-    const NodeTable& nodes_;
+    NodeTable& nodes_;
     Dependency& dependency_;
 };
 
-void SceneCompiler::markStale(Dependency& dependency, const SceneDelta& delta) {
-    const auto touched = [&](ItemUid uid) { return dependency.reads.count(uid) != 0; };
-    for (const NodeRecordPtr& record : delta.changed) dependency.stale = dependency.stale || touched(record->uid);
-    for (const ItemUid uid : delta.removed) dependency.stale = dependency.stale || touched(uid);
+void SceneCompiler::markStale(const SceneDelta& delta) {
+    for (Dependency* d : parts_) {
+        const auto touched = [&](ItemUid uid) { return nodes_.readBy(d->part, uid); };
+        d->stale = d->stale || std::any_of(delta.removed.begin(), delta.removed.end(), touched) ||
+                   std::any_of(delta.changed.begin(), delta.changed.end(),
+                               [&](const NodeRecordPtr& record) { return touched(record->uid); });
+    }
 }
 
 std::shared_ptr<const Environment> SceneCompiler::environment(Dependency& dependency, ItemUid node,
@@ -123,8 +125,7 @@ RenderScenePtr SceneCompiler::build() {
 
 BuildResult SceneCompiler::apply(const SceneDelta& delta) {
     const auto start = std::chrono::steady_clock::now();
-    for (Dependency* part : {&geometryNodes_, &shadingNodes_, &environmentNodes_, &visibleNodes_})
-        markStale(*part, delta);
+    markStale(delta);
     for (const NodeRecordPtr& record : delta.changed) nodes_.put(record);
     for (const ItemUid uid : delta.removed) nodes_.remove(uid);
     if (delta.clayMode != clayMode_) shadingNodes_.stale = true;
@@ -133,8 +134,7 @@ BuildResult SceneCompiler::apply(const SceneDelta& delta) {
 
     // What was built for a scene that never came to be must not pass for part of the old one.
     const auto forget = [this] {
-        for (Dependency* part : {&geometryNodes_, &shadingNodes_, &environmentNodes_, &visibleNodes_})
-            part->stale = true;
+        for (Dependency* part : parts_) part->stale = true;
     };
     BuildResult result;
     try {

@@ -33,15 +33,16 @@ public:
     Counters counters() const;
 
 private:
-    /// A part of the scene, with the node that it hangs on and all nodes that it was made from.
+    /// A part of the scene: the node that it hangs on, and whether it must be built again. The table of nodes knows
+    /// what else it was made from.
     struct Dependency {
+        ScenePart part{};
         ItemUid root = 0;
-        std::unordered_set<ItemUid> reads;
         bool stale = true;
     };
     class Reading;
 
-    void markStale(Dependency& dependency, const SceneDelta& delta);
+    void markStale(const SceneDelta& delta);
     std::shared_ptr<const Environment> environment(Dependency& dependency, ItemUid node,
                                                    const std::shared_ptr<const Environment>& old);
     RenderScenePtr build();
@@ -52,7 +53,9 @@ private:
     NodeTable nodes_;
     ImageStore images_;
     std::unique_ptr<GeometryCompiler> geometry_;
-    Dependency geometryNodes_, shadingNodes_, environmentNodes_, visibleNodes_;
+    Dependency geometryNodes_{ScenePart::Geometry}, shadingNodes_{ScenePart::Shading},
+        environmentNodes_{ScenePart::Environment}, visibleNodes_{ScenePart::VisibleEnvironment};
+    std::array<Dependency*, 4> parts_{&geometryNodes_, &shadingNodes_, &environmentNodes_, &visibleNodes_};
     RenderScenePtr scene_;
     ItemUid target_ = 0;
     int clayMode_ = 0, loggedResponse_ = 0;
