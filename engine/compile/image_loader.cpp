@@ -62,7 +62,7 @@ ImageTexturePtr ImageStore::fromFile(const FileKey& key, const std::string& name
         read(key, entry, image);
     }
     if (!entry.logged && !entry.remark.empty() && log) {
-        log("Image " + quoted(key.path) + (name.empty() ? "" : " of " + quoted(name)) +
+        log("Warning: image " + quoted(key.path) + (name.empty() ? "" : " of " + quoted(name)) +
             (image ? ": " : " is left out: ") + entry.remark);
         entry.logged = true;
     }
@@ -117,7 +117,7 @@ ImageTexturePtr ImageStore::fromBuffer(const NodeRecord& node, const LogFunction
                                      : 4ull * static_cast<std::uint64_t>(size.x) * static_cast<std::uint64_t>(size.y) *
                                            (wide ? sizeof(float) : 1);
     if (needed == 0 || byteCount < needed) {
-        if (log) log("The pixels of image " + quoted(node.name) + " do not fit its size; they are left out.");
+        if (log) log("Warning: the pixels of image " + quoted(node.name) + " do not fit its size; they are left out.");
         return nullptr;
     }
     const PixelFormat format = wide ? PixelFormat::Float : PixelFormat::Byte;
@@ -129,7 +129,7 @@ ImageTexturePtr ImageStore::fromBuffer(const NodeRecord& node, const LogFunction
         makeFinite(copy->data(), copy->size());
         pixels = copy->data();
         owner = std::move(copy);
-        if (log) log("Image " + quoted(node.name) + ": it has values that are no finite numbers");
+        if (log) log("Warning: image " + quoted(node.name) + ": it has values that are no finite numbers");
     }
     auto image = std::make_shared<const ImageTexture>(size.x, size.y, 4, format, pixels, needed, std::move(owner));
     entry = {data, size, type, array, image};

@@ -120,14 +120,14 @@ std::string pixelMark(const std::string& state, bool linear) {
 bool decodeAndWrite(ApiNode* image, const Filename& file, const std::string& state, bool* linear) {
     BaseBitmap bitmap;
     if (bitmap.Init(file) != ImageResult::Ok) {
-        logLine("Image is left out: " + bitmap.GetErrorText());
+        logLine("Warning: an image is left out: " + bitmap.GetErrorText());
         return false;
     }
     const Layout layout = layoutOf(bitmap.GetFormat());
     const bool wide = layout.bytes > 1;
     const UInt64 needed = UInt64(bitmap.GetWidth()) * UInt64(bitmap.GetHeight()) * (wide ? 16 : 4);
     if (needed > kMaxPixelBytes) {
-        logLine("Image is left out: " + file.GetString() + ": it is too large");
+        logLine("Warning: an image is left out: " + file.GetString() + ": it is too large");
         return false;
     }
     const std::vector<UChar> rgba =
@@ -166,7 +166,7 @@ bool writePicturePixels(ApiNode* image, const Filename& file, bool* linear) {
         try {
             written = decodeAndWrite(image, file, state, &isLinear);
         } catch (const std::bad_alloc&) {
-            logLine("Image is left out: " + file.GetString() + ": there is not enough memory for it");
+            logLine("Warning: an image is left out: " + file.GetString() + ": there is not enough memory for it");
         }
         if (!written) {
             unreadable().add(state);

@@ -67,6 +67,46 @@ TEST(Render, WritesEveryFormatInTheSizeAskedFor) {
     }
 }
 
+// A wall with a texture on its left and another on its right half, seen from the front by the camera that is made up.
+TEST(Render, TexturesOfEveryFormatReachThePictureAndBrokenOnesAreNamed) {
+    const ScratchFolder folder;
+    std::vector<unsigned char> blue;
+    for (int i = 0; i < 64; ++i) blue.insert(blue.end(), {30, 30, 220});
+    folder.write("wall.obj",
+                 "mtllib wall.mtl\nvt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\n"
+                 "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 2 0 0\nv 2 1 0\n"
+                 "usemtl left\nf 1/1 2/2 3/3 4/4\nusemtl right\nf 2/1 5/2 6/3 3/4\n");
+    for (const std::string name :
+         {"a.png", "a.jpg", "a.exr", "a.hdr", "a.tga", "a.tif", "a.bmp", "broken.tif", "broken.png"}) {
+        const std::string file = folder / name;
+        const bool broken = name.starts_with("broken");
+        if (broken) {
+            folder.write(name, name == "broken.tif" ? std::string("II*\0\x08\0\0\0", 8) : "\x89PNG\r\n\x1a\n");
+        } else {
+            const auto output = OIIO::ImageOutput::create(file);
+            ASSERT_TRUE(output && output->open(file, OIIO::ImageSpec(8, 8, 3, OIIO::TypeDesc::UINT8))) << name;
+            ASSERT_TRUE(output->write_image(OIIO::TypeDesc::UINT8, blue.data()) && output->close()) << name;
+        }
+        folder.write("wall.mtl", "newmtl left\nKd 1 1 1\nmap_Kd " + name + "\nnewmtl right\nKd 1 1 1\n");
+        const std::string made = folder / "made.exr";
+        const Outcome outcome = run({"render", folder / "wall.obj", "-o", made, "--size", "40x20", "--samples", "32"});
+        ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+        EXPECT_EQ(outcome.err.find(name) != std::string::npos, broken) << outcome.err;
+        const Picture picture = readPicture(made);
+        ASSERT_EQ(picture.width, 40) << name;
+        const auto blueness = [&](int x) {
+            const auto at = static_cast<std::size_t>((10 * picture.width + x) * picture.channels);
+            return picture.values[at + 2] / std::max(picture.values[at], 1e-6F);
+        };
+        // The wall fills the middle of the picture; which half is the left one is the framing camera's choice.
+        const float most = std::max(blueness(17), blueness(22));
+        if (broken)
+            EXPECT_LT(most, 3) << name;
+        else
+            EXPECT_GT(most, 4) << name;
+    }
+}
+
 TEST(Render, DefaultOutputLiesInTheCurrentFolder) {
     const ScratchFolder folder;
     RunOptions options;
