@@ -118,6 +118,12 @@ Material MaterialCompiler::describe(const NodeRecord& node) {
         return m;
     }
     m.albedo = textures_.onPin(node, mainColor(node.type), kDefaultAlbedo);
+    if (node.type == NT_MAT_SPECULAR && m.opaque) {
+        // Light goes straight through clear surfaces; a thin film of their colour stays to be seen.
+        constexpr float kClearest = 0.85f;
+        m.opacity = textures_.constant(splat(1.0f - kClearest * clamp01(average(out_.textures.mean(m.albedo)))));
+        m.opaque = isOne(m.opacity);
+    }
     if (clay_ == CLAY_OFF) m.normal = textures_.connected(node, P_NORMAL);
     return m;
 }
