@@ -379,6 +379,15 @@ const Description& bitmapShader() {
     return description;
 }
 
+const Description& vertexMapShader() {
+    static const Parameter rows[] = {
+        link(VERTEXMAPSHADER_TAG, "Vertex Map", Tbase),
+        toggle(VERTEXMAPSHADER_INVERT, "Invert", false),
+    };
+    static const Description description{rows};
+    return description;
+}
+
 const Description& renderData() {
     static const Parameter rows[] = {
         integer(RDATA_RENDERENGINE, "Renderer", 0, -2147483648.0, 2147483647.0),

@@ -20,6 +20,7 @@ const Description& displayTag();
 const Description& material();
 const Description& colorShader();
 const Description& bitmapShader();
+const Description& vertexMapShader();
 const Description& renderData();
 const Description& layer();
 const Description& document();

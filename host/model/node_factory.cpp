@@ -85,6 +85,7 @@ const NodeType* NodeFactory::table(std::size_t* count) {
         {Mmaterial, F::Material, "Material", &descriptions::material(), material},
         {Xcolor, F::Shader, "Colour", &descriptions::colorShader(), shader},
         {Xbitmap, F::Shader, "Bitmap", &descriptions::bitmapShader(), shader},
+        {Xvertexmap, F::Shader, "Vertex Map", &descriptions::vertexMapShader(), shader},
         {Rbase, F::RenderData, "Render Settings", &descriptions::renderData(),
          [](Int32) -> BaseList2D* { return new RenderData; }},
         {Zlayer, F::Layer, "Layer", &descriptions::layer(), [](Int32) -> BaseList2D* { return new LayerObject; }},

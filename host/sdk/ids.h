@@ -45,6 +45,7 @@ enum OtherType : Int32 {
     Xbase = 5707,
     Xcolor = 5832,
     Xbitmap = 5833,
+    Xvertexmap = 1011137,
     Rbase = 5300,
     Zlayer = 5720,
     Vbase = 5310,
@@ -236,6 +237,8 @@ enum : Int32 {
     BITMAPSHADER_UVSET = 1028,     ///< 0-based UVW tag
     BITMAPSHADER_FACTOR = 1029,    ///< linear colour that multiplies the image
     // Texture coordinates of the image, v downwards: offset + R * (scale * uv), R turning u towards -v by the rotation.
+    VERTEXMAPSHADER_TAG = 1001,  ///< link to a vertex map or vertex colour tag
+    VERTEXMAPSHADER_INVERT = 1002,
     BITMAPSHADER_TIMING_FROM = 2000,
     BITMAPSHADER_TIMING_TO = 2001,  ///< frames of a sequence; one frame: a still
 };

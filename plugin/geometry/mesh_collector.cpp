@@ -36,6 +36,7 @@ ApiNode* MeshCollector::exportSingleMesh(std::span<const SceneObjectInfo> object
 
     std::vector<MeshSource> sources;
     sources.reserve(objects.size());
+    bool vertexMap = false;
     for (std::size_t i = 0; i < objects.size(); ++i) {
         if (sendBroken()) return nullptr;
         const SceneObjectInfo& info = objects[i];
@@ -53,6 +54,7 @@ ApiNode* MeshCollector::exportSingleMesh(std::span<const SceneObjectInfo> object
         }
         if (!gatherNormals(source)) continue;
         source.objectIndex = static_cast<Int32>(i);
+        vertexMap |= info.vertexMapTag != nullptr;
         gatherLayersForStatic(info, materials_, source);
         polygonTotal += source.polygonCount;
         vertexTotal += source.pointCount;
@@ -67,7 +69,7 @@ ApiNode* MeshCollector::exportSingleMesh(std::span<const SceneObjectInfo> object
     }
     mesh = createNode(NT_GEO_MESH, graph(), "Static Mesh");
     if (!mesh) return nullptr;
-    if (!allocateArrays(false)) {
+    if (!allocateArrays(vertexMap)) {
         logLine("Out of memory: the static mesh is left out.");
         destroyItem(mesh);
         return nullptr;

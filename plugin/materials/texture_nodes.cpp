@@ -3,6 +3,7 @@
 #include "plugin/core/log.h"
 #include "plugin/materials/image_pixels.h"
 #include "plugin/materials/uv_transform.h"
+#include "plugin/materials/vertex_map_texture.h"
 
 namespace lumora {
 
@@ -148,6 +149,8 @@ ApiNode* generateTexture(MatManager& manager, ApiNode* parent, PinId pin, BaseSh
             return colourTexture(manager, parent, pin, *shader, link);
         case Xbitmap:
             return link.imagesEnabled ? bitmapTexture(manager, *shader, link, use) : nullptr;
+        case Xvertexmap:
+            return vertexMapTexture(manager, *shader, link);
         default:
             logLine(link.name + ": the shader \"" + shader->GetName() + "\" (" +
                     String::IntToString(shader->GetType()) + ") has no counterpart and is left out.");

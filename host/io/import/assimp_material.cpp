@@ -66,14 +66,13 @@ ImageUse AssimpMaterials::texture(const aiMaterial& material, std::initializer_l
     return {};
 }
 
-AssimpMaterials::Entry AssimpMaterials::material(unsigned index) {
-    if (index >= scene_.mNumMaterials) return {};
-    if (const auto known = materials_.find(index); known != materials_.end()) return known->second;
+std::optional<MaterialDescription> AssimpMaterials::describe(Int64 index) {
+    if (index < 0 || index >= scene_.mNumMaterials) return std::nullopt;
     const aiMaterial& m = *scene_.mMaterials[index];
     const std::string name = m.GetName().C_Str();
-    // PLY and STL have no materials of their own either, but for an image that a PLY may name.
-    const bool madeUp = name == AI_DEFAULT_MATERIAL_NAME || suffix_ == "ply" || suffix_ == "stl";
-    if (madeUp && m.GetTextureCount(aiTextureType_DIFFUSE) == 0) return materials_[index] = {};
+    // PLY has no materials of its own either, but for an image that it may name.
+    const bool madeUp = name == AI_DEFAULT_MATERIAL_NAME || suffix_ == "ply";
+    if (madeUp && m.GetTextureCount(aiTextureType_DIFFUSE) == 0) return std::nullopt;
 
     MaterialDescription d;
     d.name = name.empty() ? "Material " + std::to_string(index + 1) : name;
@@ -114,10 +113,7 @@ AssimpMaterials::Entry AssimpMaterials::material(unsigned index) {
     d.twoSided = m.Get(AI_MATKEY_TWOSIDED, twoSided) == AI_SUCCESS && twoSided != 0;
     d.refraction = std::max(1.0, number(m, AI_MATKEY_REFRACTI, 1));
 
-    Entry entry;
-    entry.uvSet = d.mainUvSet();
-    entry.material = makeMaterial(d, context_);
-    return materials_[index] = entry;
+    return d;
 }
 
 }  // namespace host::importer

@@ -3,7 +3,6 @@
 
 #include <assimp/scene.h>
 
-#include <map>
 #include <optional>
 #include <string>
 
@@ -16,12 +15,8 @@ public:
     AssimpMaterials(const aiScene& scene, Context& context, const std::string& suffix)
         : scene_(scene), context_(context), suffix_(suffix) {}
 
-    struct Entry {
-        BaseMaterial* material = nullptr;
-        Int32 uvSet = 0;
-    };
     /// Nothing for the material that assimp makes up for files without any.
-    Entry material(unsigned index);
+    std::optional<MaterialDescription> describe(Int64 index);
 
 private:
     ImageUse texture(const aiMaterial& material, std::initializer_list<aiTextureType> types);
@@ -30,7 +25,6 @@ private:
     const aiScene& scene_;
     Context& context_;
     std::string suffix_;
-    std::map<unsigned, Entry> materials_;
 };
 
 }  // namespace host::importer

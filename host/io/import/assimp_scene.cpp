@@ -1,8 +1,9 @@
-// OBJ, FBX, PLY, STL and Collada through assimp. Of assimp's post-processing only the check of the data is used: what
+// OBJ, FBX, PLY and Collada through assimp. Of assimp's post-processing only the check of the data is used: what
 // it would generate, the host does better from the raw polygons.
 #include "host/io/import/assimp_scene.h"
 
 #include <assimp/DefaultIOSystem.h>
+#include <assimp/MemoryIOWrapper.h>
 #include <assimp/config.h>
 #include <assimp/scene.h>
 
@@ -17,22 +18,31 @@
 
 #include "host/io/import/animation.h"
 #include "host/io/import/assimp_material.h"
+#include "host/io/import/material_library.h"
 #include "host/io/import/mesh.h"
+#include "host/io/import/obj_text.h"
 
 namespace host::importer {
 namespace {
 
 namespace fs = std::filesystem;
 
-/// Lets assimp open the scene's own file and what lies beside it or below, nothing else.
+/// Lets assimp open the scene's own file and what lies beside it or below, nothing else. `text`, unless empty, is read
+/// in the place of the scene's own file.
 class FolderOnly : public Assimp::DefaultIOSystem {
 public:
-    explicit FolderOnly(const fs::path& folder) : folder_(fs::absolute(folder).lexically_normal().string()) {
+    FolderOnly(const fs::path& file, std::string text)
+        : file_(file.string()),
+          text_(std::move(text)),
+          folder_(fs::absolute(file.parent_path()).lexically_normal().string()) {
         if (!folder_.ends_with('/')) folder_ += '/';
     }
     bool Exists(const char* file) const override { return inside(file) && DefaultIOSystem::Exists(file); }
     Assimp::IOStream* Open(const char* file, const char* mode) override {
-        return inside(file) && mode && mode[0] == 'r' ? DefaultIOSystem::Open(file, mode) : nullptr;
+        if (!inside(file) || !mode || mode[0] != 'r') return nullptr;
+        if (!text_.empty() && file_ == file)
+            return new Assimp::MemoryIOStream(reinterpret_cast<const uint8_t*>(text_.data()), text_.size());
+        return DefaultIOSystem::Open(file, mode);
     }
 
 private:
@@ -41,7 +51,7 @@ private:
         const fs::path path = fs::absolute(fs::path(file ? file : ""), error).lexically_normal();
         return !error && path.string().starts_with(folder_);
     }
-    std::string folder_;
+    std::string file_, text_, folder_;
 };
 
 Vector vectorOf(const aiVector3D& v) {
@@ -103,6 +113,7 @@ private:
     Assimp::Importer importer_;
     const aiScene* scene_ = nullptr;
     std::optional<AssimpMaterials> materials_;
+    MaterialLibrary library_;
     Float unit_ = 1;     ///< metres a file unit, below the root
     Matrix rootMatrix_;  ///< without its scale, which is part of the unit
     Float largest_ = 0;  ///< half size of the largest mesh, metres
@@ -129,9 +140,13 @@ void checkPlyHeader(const fs::path& path) {
     }
 }
 
-AssimpScene::AssimpScene(Context& context) : context_(context), suffix_(context.file.GetSuffix().ToLower().str()) {
+AssimpScene::AssimpScene(Context& context)
+    : context_(context),
+      suffix_(context.file.GetSuffix().ToLower().str()),
+      library_(context, [this](Int64 index) { return materials_->describe(index); }) {
     if (suffix_ == "ply") checkPlyHeader(context.file.str());
-    importer_.SetIOHandler(new FolderOnly(fs::path(context.file.str()).parent_path()));  // owned by the importer
+    std::string text = suffix_ == "obj" ? prepareObj(context) : std::string();
+    importer_.SetIOHandler(new FolderOnly(context.file.str(), std::move(text)));  // owned by the importer
     importer_.SetPropertyBool(AI_CONFIG_IMPORT_FBX_PRESERVE_PIVOTS, false);
     scene_ = importer_.ReadFile(context.file.str(), 0);
     if (!scene_ || !scene_->mRootNode) {
@@ -204,14 +219,13 @@ void AssimpScene::readAnimation() {
 Mesh AssimpScene::geometry(const aiMesh& source) {
     Mesh mesh;
     mesh.weld = true;
-    mesh.phongAngle = (suffix_ == "stl" ? 30 : 40) / kDegreesPerRadian;
+    mesh.phongAngle = 40 / kDegreesPerRadian;
     const unsigned n = source.mNumVertices;
     mesh.points.resize(n);
     const auto unit = static_cast<Float32>(unit_);
     for (unsigned i = 0; i < n; ++i)
         mesh.points[i] = Vector32(source.mVertices[i].x, source.mVertices[i].y, source.mVertices[i].z) * unit;
-    // STL has facet normals, which say nothing that the points do not.
-    if (source.HasNormals() && suffix_ != "stl") {
+    if (source.HasNormals()) {
         mesh.normals.resize(n);
         for (unsigned i = 0; i < n; ++i)
             mesh.normals[i] = {source.mNormals[i].x, source.mNormals[i].y, source.mNormals[i].z};
@@ -308,11 +322,10 @@ BaseObject* AssimpScene::useMesh(unsigned index, const std::string& name) {
         return instance;
     }
     const aiMesh& source = *scene_->mMeshes[index];
-    PolygonObject* object = context_.keep(makePolygonObject(geometry(source), context_));
+    Mesh mesh = geometry(source);
+    PolygonObject* object = library_.makeObject(mesh, source.mMaterialIndex);
     placed_[index] = object;
     if (!object) return nullptr;
-    const auto entry = materials_->material(source.mMaterialIndex);
-    applyMaterial(*object, entry.material, entry.uvSet);
     object->SetName(name);
     return object;
 }

@@ -1,6 +1,7 @@
 #include "host/io/import/gltf_material.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace host::importer {
 namespace {
@@ -14,6 +15,26 @@ Int32 wrapOf(Int64 mode) {
 Vector colourOf(const Json& object, const char* name, const Vector& fallback) {
     const std::vector<Float> v = floatsOf(object, name, 3);
     return v.empty() ? fallback : Vector(v[0], v[1], v[2]);
+}
+
+/// A surface of separate diffuse and specular colours as one colour and how metallic it is: the mix of a dielectric
+/// that reflects 4 % and a metal that gives the same two brightnesses.
+void metalnessFromSpecular(MaterialDescription& d, const Vector& specular) {
+    constexpr Float kDielectric = 0.04;
+    const auto brightness = [](const Vector& c) {
+        return std::sqrt(0.299 * c.x * c.x + 0.587 * c.y * c.y + 0.114 * c.z * c.z);
+    };
+    const Float strongest = std::clamp(std::max({specular.x, specular.y, specular.z}), 0.0, 1.0);
+    const Float reflected = brightness(specular), scattered = brightness(d.base);
+    if (reflected <= kDielectric) return;
+    const Float b = scattered * (1 - strongest) / (1 - kDielectric) + reflected - 2 * kDielectric;
+    const Float root = std::max(0.0, b * b - 4 * kDielectric * (kDielectric - reflected));
+    const Float m = std::clamp((std::sqrt(root) - b) / (2 * kDielectric), 0.0, 1.0);
+    const Vector dielectric = d.base * ((1 - strongest) / (1 - kDielectric) / std::max(1 - m, 1e-4));
+    const Vector metal = (specular - Vector(kDielectric * (1 - m))) / std::max(m, 1e-4);
+    const auto mix = [m](Float a, Float b) { return std::clamp(a + (b - a) * m * m, 0.0, 1.0); };
+    d.base = {mix(dielectric.x, metal.x), mix(dielectric.y, metal.y), mix(dielectric.z, metal.z)};
+    d.metalness = m;
 }
 
 }  // namespace
@@ -77,9 +98,8 @@ ImageUse GltfMaterials::texture(const Json& object, const char* name) {
     return use;
 }
 
-GltfMaterials::Entry GltfMaterials::material(Int64 index) {
-    if (index < 0) return {};
-    if (const auto known = materials_.find(index); known != materials_.end()) return known->second;
+std::optional<MaterialDescription> GltfMaterials::describe(Int64 index) {
+    if (index < 0) return std::nullopt;
     const Json& json = file_.at("materials", index);
     MaterialDescription d;
     d.name = textOr(json, "name", "");
@@ -107,6 +127,7 @@ GltfMaterials::Entry GltfMaterials::material(Int64 index) {
         }
         d.baseImage = texture(*old, "diffuseTexture");
         d.metalness = 0;
+        if (!d.baseImage) metalnessFromSpecular(d, colourOf(*old, "specularFactor", Vector(1.0)));
         d.roughness = 1 - floatOr(*old, "glossinessFactor", 1);
         d.roughnessImage = d.metalnessImage = {};
     }
@@ -137,10 +158,7 @@ GltfMaterials::Entry GltfMaterials::material(Int64 index) {
             d.transmissionColour = d.transmissionColour * colourOf(*volume, "attenuationColor", Vector(1.0));
         }
     }
-    Entry entry;
-    entry.uvSet = d.mainUvSet();
-    entry.material = makeMaterial(d, context_);
-    return materials_[index] = entry;
+    return d;
 }
 
 }  // namespace host::importer

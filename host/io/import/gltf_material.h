@@ -9,17 +9,13 @@
 
 namespace host::importer {
 
-/// Makes host materials of those of the file, each when it is first asked for.
+/// What the file says about its materials.
 class GltfMaterials {
 public:
     GltfMaterials(GltfFile& file, Context& context) : file_(file), context_(context) {}
 
-    struct Entry {
-        BaseMaterial* material = nullptr;
-        Int32 uvSet = 0;  ///< that the texture tag should name
-    };
     /// Nothing for a negative index.
-    Entry material(Int64 index);
+    std::optional<MaterialDescription> describe(Int64 index);
 
 private:
     std::optional<Filename> image(Int64 index);
@@ -27,7 +23,6 @@ private:
 
     GltfFile& file_;
     Context& context_;
-    std::map<Int64, Entry> materials_;
     std::map<Int64, Filename> images_;
 };
 

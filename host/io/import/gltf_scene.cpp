@@ -12,6 +12,7 @@
 #include "host/io/import/gltf_extensions.h"
 #include "host/io/import/gltf_material.h"
 #include "host/io/import/gltf_mesh.h"
+#include "host/io/import/material_library.h"
 
 namespace host::importer {
 namespace {
@@ -21,7 +22,10 @@ constexpr std::size_t kMostInstances = 20'000'000;
 class GltfScene {
 public:
     explicit GltfScene(Context& context)
-        : context_(context), file_(context.file, context), materials_(file_, context) {}
+        : context_(context),
+          file_(context.file, context),
+          materials_(file_, context),
+          library_(context, [this](Int64 index) { return materials_.describe(index); }) {}
     void read();
 
 private:
@@ -49,6 +53,7 @@ private:
     Context& context_;
     GltfFile file_;
     GltfMaterials materials_;
+    MaterialLibrary library_;
     GltfAnimation animation_;
     std::vector<Node> nodes_;
     std::map<Int64, std::vector<BaseObject*>> placed_;  ///< objects of a mesh, where it is used first
@@ -141,12 +146,10 @@ std::vector<BaseObject*> GltfScene::meshObjects(Int64 meshIndex, const GltfPose&
     const Json* primitives = member(mesh, "primitives");
     if (!primitives || !primitives->is_array()) return objects;
     for (const Json& primitive : *primitives) {
-        const Mesh geometry = readGltfPrimitive(file_, primitive, pose, context_);
+        Mesh geometry = readGltfPrimitive(file_, primitive, pose, context_);
         if (geometry.polygons.empty()) continue;
-        PolygonObject* object = context_.keep(makePolygonObject(geometry, context_));
+        PolygonObject* object = library_.makeObject(geometry, intOr(primitive, "material", -1));
         if (!object) continue;
-        const auto entry = materials_.material(intOr(primitive, "material", -1));
-        applyMaterial(*object, entry.material, entry.uvSet);
         object->SetName(primitives->size() == 1 ? name : cleanName(name + " " + std::to_string(objects.size() + 1)));
         objects.push_back(object);
     }

@@ -6,6 +6,7 @@
 #include "host/io/import/frame_view.h"
 #include "host/io/import/gltf_scene.h"
 #include "host/io/import/import.h"
+#include "host/io/import/stl_file.h"
 
 namespace host {
 namespace {
@@ -18,7 +19,7 @@ struct Format {
 };
 constexpr Format kFormats[] = {
     {"gltf", importer::readGltf},      {"glb", importer::readGltf},       {"obj", importer::readWithAssimp},
-    {"fbx", importer::readWithAssimp}, {"ply", importer::readWithAssimp}, {"stl", importer::readWithAssimp},
+    {"fbx", importer::readWithAssimp}, {"ply", importer::readWithAssimp}, {"stl", importer::readStl},
     {"dae", importer::readWithAssimp},
 };
 

@@ -37,6 +37,15 @@ void setShader(BaseMaterial& material, Int32 parameter, const ImageUse& use, Int
     material.GetDataInstance()->SetLink(parameter, shader);
 }
 
+void setVertexColours(BaseMaterial& material, Int32 parameter, VertexTag* tag) {
+    BaseShader* shader = BaseShader::Alloc(Xvertexmap);
+    if (!shader) return;
+    shader->GetDataInstance()->SetLink(VERTEXMAPSHADER_TAG, tag);
+    shader->SetName("Vertex Colours");
+    material.InsertShader(shader);
+    material.GetDataInstance()->SetLink(parameter, shader);
+}
+
 Float clamp01(Float v) {
     return v > 0 ? std::min(v, 1.0) : 0.0;
 }
@@ -62,6 +71,9 @@ BaseMaterial* makeMaterial(const MaterialDescription& d, Context& context) {
     data.SetVector(MATERIAL_COLOR_COLOR, picked(d.base));
     data.SetFloat(MATERIAL_COLOR_BRIGHTNESS, 1.0);
     if (d.baseImage && !d.unlit) setShader(*material, MATERIAL_COLOR_SHADER, d.baseImage, 0, kSrgbProfile, d.base);
+
+    if (d.vertexColours)
+        setVertexColours(*material, d.unlit ? MATERIAL_LUMINANCE_SHADER : MATERIAL_COLOR_SHADER, d.vertexColours);
 
     // Colours above white are kept as a colour up to white and a brightness.
     const Vector emission = d.unlit ? d.base : d.emission;

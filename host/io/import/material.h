@@ -4,6 +4,7 @@
 #include <string>
 
 #include "host/io/import/context.h"
+#include "host/sdk/tag.h"
 
 namespace host::importer {
 
@@ -41,6 +42,7 @@ struct MaterialDescription {
     Vector transmissionColour{1, 1, 1};
     ImageUse transmissionImage;
     bool unlit = false, twoSided = false;
+    VertexTag* vertexColours = nullptr;  ///< shown in the place of a base image
 
     /// UV set that the material's texture tag should stand before.
     Int32 mainUvSet() const;

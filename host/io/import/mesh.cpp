@@ -20,8 +20,13 @@ bool hasRepeatedCorner(const CPolygon& p) {
     return !p.IsTriangle() && (p.d == p.a || p.d == p.b);
 }
 
-/// For each vertex the first vertex at the same place. Open addressing over the bits of the coordinates.
-std::vector<Int32> firstAtSamePlace(const std::vector<Vector32>& points) {
+/// For each vertex the first vertex at the same place and of the same colour. Open addressing over the bits of the
+/// coordinates.
+std::vector<Int32> firstAtSamePlace(const Mesh& mesh) {
+    const std::vector<Vector32>& points = mesh.points;
+    const auto same = [&](std::size_t a, std::size_t b) {
+        return points[a] == points[b] && (mesh.colours.empty() || mesh.colours[a] == mesh.colours[b]);
+    };
     std::vector<Int32> first(points.size());
     const std::size_t size = std::bit_ceil(points.size() * 2 + 2);
     std::vector<Int32> table(size, -1);
@@ -32,8 +37,7 @@ std::vector<Int32> firstAtSamePlace(const std::vector<Vector32>& points) {
         hash = (hash ^ (hash >> 32) ^ bits(p.y)) * 0x9E3779B97F4A7C15ull;
         hash = (hash ^ (hash >> 32) ^ bits(p.z)) * 0x9E3779B97F4A7C15ull;
         std::size_t slot = (hash >> 20) & (size - 1);
-        while (table[slot] >= 0 && !(points[static_cast<std::size_t>(table[slot])] == p))
-            slot = (slot + 1) & (size - 1);
+        while (table[slot] >= 0 && !same(static_cast<std::size_t>(table[slot]), i)) slot = (slot + 1) & (size - 1);
         if (table[slot] < 0) table[slot] = static_cast<Int32>(i);
         first[i] = table[slot];
     }
@@ -132,7 +136,7 @@ bool isFinite(const Matrix& m) {
 }
 
 PolygonObject* makePolygonObject(const Mesh& mesh, Context& context) {
-    const std::vector<Int32> pointOf = mesh.weld ? firstAtSamePlace(mesh.points) : std::vector<Int32>();
+    const std::vector<Int32> pointOf = mesh.weld ? firstAtSamePlace(mesh) : std::vector<Int32>();
     std::vector<CPolygon> polygons = goodPolygons(mesh, pointOf, context);
     if (polygons.empty()) return nullptr;
 
@@ -166,11 +170,17 @@ PolygonObject* makePolygonObject(const Mesh& mesh, Context& context) {
     addUvs(mesh, polygons, *object);
     if (!mesh.colours.empty()) {
         VertexTag* tag = VertexTag::Alloc(Tvertexcolor, count);
-        for (std::size_t i = 0; i < number.size(); ++i)
-            for (std::size_t k = 0; k < 4 && number[i] >= 0; ++k) {
-                const Float32 value = mesh.colours[i][k];
-                tag->Data()[static_cast<std::size_t>(number[i]) * 4 + k] = std::isfinite(value) ? value : 1.0f;
-            }
+        for (std::size_t i = 0; i < number.size(); ++i) {
+            if (number[i] < 0) continue;
+            const auto clean = [&](std::size_t k) {
+                return std::isfinite(mesh.colours[i][k]) ? mesh.colours[i][k] : 1;
+            };
+            // Like a material's colours they are kept the way an artist picks them.
+            const Vector c = TransformColor({clean(0), clean(1), clean(2)}, ColorTransform::LinearToSrgb);
+            Float32* to = tag->Data().data() + static_cast<std::size_t>(number[i]) * 4;
+            for (Int32 k = 0; k < 3; ++k) to[k] = static_cast<Float32>(c[k]);
+            to[3] = clean(3);
+        }
         object->InsertTag(tag);
     }
     object->SetDirty(DIRTYFLAGS_DATA);

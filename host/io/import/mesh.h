@@ -20,7 +20,8 @@ struct Mesh {
     std::vector<std::array<Float32, 4>> colours;           ///< linear RGBA
     std::vector<CPolygon> polygons;                        ///< indices below the number of points
 
-    /// Vertices at the same place become one point, so that shading runs smoothly over what only texture seams split.
+    /// Vertices at the same place and of the same colour become one point, so that shading runs smoothly over what only
+    /// texture seams split.
     bool weld = false;
     /// Without normals: the largest angle between faces that are shaded smoothly; 0: facets.
     Float phongAngle = 0;

@@ -201,6 +201,51 @@ TEST(GltfGeometry, BrokenPolygonsAreDroppedAndTheRestStays) {
     EXPECT_TRUE(scene.warned("1 polygons without area"));
 }
 
+TEST(GltfGeometry, ColoursOfVerticesAreSeen) {
+    const auto build = [](std::vector<float> colours, bool image) {
+        GltfBuilder b;
+        Json pbr = {{"baseColorFactor", {1, 0.5, 1, 1}}};
+        if (image) {
+            b.root["images"] = {{{"uri", "data:image/png;base64,iVBORw0K"}}};
+            b.root["textures"] = {{{"source", 0}}};
+            pbr["baseColorTexture"] = {{"index", 0}};
+        }
+        b.root["materials"] = {{{"pbrMetallicRoughness", pbr}}};
+        const int positions = b.accessor<float>({0, 0, 0, 1, 0, 0, 0, 1, 0}, "VEC3");
+        b.node({{"mesh", b.mesh({{"attributes", {{"POSITION", positions}, {"COLOR_0", b.accessor(colours, "VEC3")}}},
+                                 {"material", 0}})}});
+        return b;
+    };
+    const std::vector<float> varied = {1, 1, 1, 0, 1, 0, 0, 0, 1}, same = {0.5f, 1, 0, 0.5f, 1, 0, 0.5f, 1, 0};
+    {
+        GltfBuilder b = build(varied, false);
+        const Imported scene(b);
+        auto* tag = static_cast<VertexTag*>(scene.mesh()->GetTag(Tvertexcolor));
+        ASSERT_TRUE(tag);
+        // The material's colour is part of them, and they are kept as an artist would pick them.
+        EXPECT_NEAR(tag->Data()[1], 0.7354f, 1e-3f);
+        const auto* texture = static_cast<TextureTag*>(scene.mesh()->GetTag(Ttexture));
+        ASSERT_TRUE(texture && texture->GetMaterial());
+        const BaseShader* shader = texture->GetMaterial()->GetShader(MATERIAL_COLOR_SHADER);
+        ASSERT_TRUE(shader);
+        EXPECT_EQ(shader->GetType(), Xvertexmap);
+        EXPECT_EQ(shader->GetDataInstance()->GetLink(VERTEXMAPSHADER_TAG, scene.document), tag);
+    }
+    {
+        GltfBuilder b = build(same, false);
+        const Imported scene(b);
+        EXPECT_FALSE(scene.mesh()->GetTag(Tvertexcolor)) << "one colour is a tint of the material";
+        const Vector colour = scene.document->GetFirstMaterial()->GetDataInstance()->GetVector(MATERIAL_COLOR_COLOR);
+        EXPECT_TRUE(near(TransformColor(colour, ColorTransform::SrgbToLinear), Vector(0.5, 0.5, 0), 1e-4));
+    }
+    {
+        GltfBuilder b = build(varied, true);
+        const Imported scene(b);
+        EXPECT_TRUE(scene.warned("without the colours of their vertices"));
+        EXPECT_EQ(scene.document->GetFirstMaterial()->GetShader(MATERIAL_COLOR_SHADER)->GetType(), Xbitmap);
+    }
+}
+
 TEST(GltfGeometry, PrimitivesThatShareOneBufferKeepOnlyTheirOwnPoints) {
     GltfBuilder b;
     const int positions = b.accessor<float>({9, 9, 9, 0, 0, 0, 1, 0, 0, 0, 1, 0, 9, 9, 9}, "VEC3");
@@ -214,7 +259,7 @@ TEST(GltfGeometry, PrimitivesThatShareOneBufferKeepOnlyTheirOwnPoints) {
     ASSERT_TRUE(tag);
     EXPECT_EQ(tag->Data()[0], 1.0f);
     EXPECT_EQ(tag->Data()[5], 1.0f);
-    EXPECT_NEAR(tag->Data()[11], 0.2f, 1e-6f);
+    EXPECT_NEAR(tag->Data()[11], 0.2f, 1e-6f);  // alpha
 }
 
 }  // namespace

@@ -64,11 +64,10 @@ TEST(OtherFormats, FacetedFilesShareTheirPointsAgain) {
                      "ply\nformat ascii 1.0\nelement vertex 4\nproperty float x\nproperty float y\nproperty float z\n"
                      "property uchar red\nproperty uchar green\nproperty uchar blue\nelement face 1\n"
                      "property list uchar int vertex_indices\nend_header\n"
-                     "0 0 0 255 0 0\n1 0 0 255 0 0\n1 1 0 255 0 0\n0 1 0 255 0 0\n4 0 1 2 3\n"));
+                     "0 0 0 255 0 0\n1 0 0 255 0 0\n1 1 0 0 128 0\n0 1 0 255 0 0\n4 0 1 2 3\n"));
     ASSERT_TRUE(ply.good && ply.mesh()) << ply.error.c_str();
     EXPECT_EQ(ply.mesh()->GetPolygonCount(), 1);
     EXPECT_FALSE(ply.mesh()->Polygons()[0].IsTriangle());
-    EXPECT_EQ(ply.document->GetFirstMaterial(), nullptr);
     const auto* colours = static_cast<VertexTag*>(ply.mesh()->GetTag(Tvertexcolor));
     ASSERT_TRUE(colours);
     EXPECT_NEAR(colours->Data()[0], 1, 1e-5);
