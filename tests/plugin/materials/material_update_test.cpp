@@ -19,7 +19,11 @@ class MaterialUpdateTest : public SceneTest {
 protected:
     MaterialUpdateTest() {
         image = (std::filesystem::temp_directory_path() / "lumora_update_test.png").string();
-        if (std::FILE* f = std::fopen(image.c_str(), "wb")) std::fclose(f);
+        // Begins as a file that the engine reads itself; it is not asked to.
+        if (std::FILE* f = std::fopen(image.c_str(), "wb")) {
+            std::fputs("\x89PNG\r\n\x1a\n", f);
+            std::fclose(f);
+        }
     }
     ~MaterialUpdateTest() override { std::filesystem::remove(image); }
 
