@@ -127,7 +127,9 @@ std::optional<MaterialDescription> GltfMaterials::describe(Int64 index) {
         }
         d.baseImage = texture(*old, "diffuseTexture");
         d.metalness = 0;
-        if (!d.baseImage) metalnessFromSpecular(d, colourOf(*old, "specularFactor", Vector(1.0)));
+        // A file that leaves the factor at its white means no mirror, and an image of it says more than the factor.
+        if (!d.baseImage && member(*old, "specularFactor") && !member(*old, "specularGlossinessTexture"))
+            metalnessFromSpecular(d, colourOf(*old, "specularFactor", Vector(1.0)));
         d.roughness = 1 - floatOr(*old, "glossinessFactor", 1);
         d.roughnessImage = d.metalnessImage = {};
     }

@@ -102,6 +102,7 @@ TEST(GltfMaterialModels, SpecularGlossinessMetalsKeepTheirColour) {
                      Vector(0.9, 0.6, 0.2), 0.01));
     EXPECT_TRUE(near(colourOf({{"diffuseFactor", {0.5, 0.1, 0.1, 1}}, {"specularFactor", {0.04, 0.04, 0.04}}}),
                      Vector(0.5, 0.1, 0.1), 0.01));
+    EXPECT_TRUE(near(colourOf({{"diffuseFactor", {0.5, 0.1, 0.1, 1}}}), Vector(0.5, 0.1, 0.1), 0.01));
 }
 
 TEST(GltfTextures, TheWayThatIsRepeatedChoosesHowAnImageGoesOn) {
