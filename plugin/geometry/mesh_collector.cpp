@@ -213,8 +213,8 @@ void MeshCollector::writeMeshAttributes(std::size_t materialCount) {
     const bool animated = !a.animatedVertices.empty();
     setAttrIfChanged(mesh, A_VERTICES_ANIMATED, animated);
     if (animated)
-        mesh->setAnim(A_VERTICES, *sampling_, sampling_->count, a.animatedVertices.data(), a.animatedVertices.size(),
-                      false);
+        writeAnimation(mesh, A_VERTICES, *sampling_, sampling_->count, a.animatedVertices.data(),
+                       a.animatedVertices.size());
     else
         write(A_VERTICES, a.vertices);
     writeIfAny(A_VERTEX_VELOCITIES, a.velocities);

@@ -73,7 +73,7 @@ void buildStack(MatManager& materials, ApiNode* mesh, unsigned pin, const std::v
                 const std::vector<bool>& alphas) {
     ApiNodeGraph* outer = createGraph(ApiProjectManager::rootNodeGraph(), "Stacked");
     if (!outer) return;
-    outer->setPluginData(kStackMark);
+    setPluginDataIfChanged(outer, kStackMark);
     ApiNode* linker = createNode(NT_OUT_MATERIAL, *outer);
     ApiNode* result = nullptr;
     for (std::size_t i = 0; i < tags.size(); ++i) {

@@ -162,6 +162,17 @@ bool setNameIfChanged(ApiItem* item, const String& name) {
     return true;
 }
 
+bool writeAnimation(ApiItem* item, AttributeId id, const Lumora::ApiTimeSampling& sampling, std::size_t sampleCount,
+                    const Float3* values, std::size_t count, bool evaluate) {
+    return item && item->setAnim(id, sampling, sampleCount, values, count, evaluate);
+}
+
+bool setPluginDataIfChanged(ApiItem* item, void* data) {
+    if (!item || item->pluginData() == data) return false;
+    item->setPluginData(data);
+    return true;
+}
+
 bool setPluginDataStrIfChanged(ApiItem* item, const char* text) {
     if (!item || !text || std::strcmp(item->pluginDataStr(), text) == 0) return false;
     item->setPluginDataStr(text);

@@ -83,7 +83,13 @@ bool writeArray(ApiItem* item, AttributeId id, const T* values, std::size_t coun
     return item && item->set(id, values, count, evaluate);
 }
 
+/// Values at several times, element after element. Not looked at: whoever animates built them anew.
+bool writeAnimation(ApiItem* item, AttributeId id, const Lumora::ApiTimeSampling& sampling, std::size_t sampleCount,
+                    const Float3* values, std::size_t count, bool evaluate = false);
+
 bool setNameIfChanged(ApiItem* item, const String& name);
+/// A mark of ours that the engine keeps with an item.
+bool setPluginDataIfChanged(ApiItem* item, void* data);
 /// The text that the engine keeps for us with an item.
 bool setPluginDataStrIfChanged(ApiItem* item, const char* text);
 

@@ -3,7 +3,7 @@
 
 #include <filesystem>
 #include <fstream>
-#include <regex>
+#include <string>
 
 namespace {
 
@@ -16,11 +16,24 @@ fs::path pluginSources() {
     return {};
 }
 
+bool has(const std::string& line, const std::string& text) {
+    return line.find(text) != std::string::npos;
+}
+
+/// A call of one of the engine's setters.
+bool writesDirectly(const std::string& line) {
+    for (const char* name :
+         {"setPinValue", "connectTo", "connectToIx", "createInternal", "createInternalIx", "setPluginData",
+          "setPluginDataStr", "destroy", "unfold", "evaluate", "setAnim", "clearAllAttr", "deleteUnconnectedItems",
+          "setName", "configureEmptyPins", "set(A_", "set(Lumora::A_"}) {
+        const std::string call = name + std::string(has(name, "(") ? "" : "(");
+        if (has(line, "->" + call)) return true;
+    }
+    return has(line, "ApiNode::create(") || has(line, "ApiNodeGraph::create(") || has(line, "rootNodeGraph().clear(");
+}
+
 TEST(EngineWriteTest, ThePluginWritesThroughItsHelpersOnly) {
     if (pluginSources().empty()) GTEST_SKIP() << "the sources are not here";
-    const std::regex direct(
-        R"((->|\.)(setPinValue|connectTo|connectToIx|createInternal|createInternalIx|setPluginData|setPluginDataStr|destroy|unfold|evaluate|setAnim|clearAllAttr|deleteUnconnectedItems|setName|configureEmptyPins)\()"
-        R"(|(->|\.)set\((Lumora::)?A_|ApiNode(Graph)?::create\(|rootNodeGraph\(\)\.clear\()");
     int files = 0;
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(pluginSources())) {
         const fs::path& path = entry.path();
@@ -29,7 +42,7 @@ TEST(EngineWriteTest, ThePluginWritesThroughItsHelpersOnly) {
         std::ifstream in(path);
         std::string line;
         for (int number = 1; std::getline(in, line); ++number)
-            EXPECT_FALSE(std::regex_search(line, direct)) << path << ":" << number << ": " << line;
+            EXPECT_FALSE(writesDirectly(line)) << path << ":" << number << ": " << line;
     }
     EXPECT_GT(files, 50);
 }
