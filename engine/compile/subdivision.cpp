@@ -253,6 +253,16 @@ private:
     Normals out_;
 };
 
+bool manifold(const Far::TopologyLevel& level) {
+    for (Index v = 0; v < level.GetNumVertices(); ++v) {
+        if (level.IsVertexNonManifold(v)) return false;
+    }
+    for (Index e = 0; e < level.GetNumEdges(); ++e) {
+        if (level.IsEdgeNonManifold(e)) return false;
+    }
+    return true;
+}
+
 /// The polygon that each refined face came from.
 std::vector<Index> ancestors(const Far::TopologyRefiner& refiner) {
     std::vector<Index> out;
@@ -330,7 +340,13 @@ MeshSource subdivide(const CompiledMesh& mesh, const std::vector<int>& perPolygo
         level, std::move(points), [&](int i) { return refiner->GetLevel(i).GetNumVertices(); },
         [&](int i, const Points& from, Points& to) { primvars.Interpolate(i, from, to); });
     Points limit(points.size()), tangents1(points.size()), tangents2(points.size());
-    primvars.Limit(points, limit, tangents1, tangents2);
+    // The masks for tangents write past their end where more than two polygons share a side; there, and with it in the
+    // whole mesh, normals are the means of those around.
+    if (manifold(last)) {
+        primvars.Limit(points, limit, tangents1, tangents2);
+    } else {
+        primvars.Limit(points, limit);
+    }
     points = {};
 
     MeshSource out;
