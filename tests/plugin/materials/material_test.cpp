@@ -12,7 +12,7 @@ class MaterialTest : public SceneTest {
 protected:
     MaterialTest() {
         // The engine is not asked to read it: a file that begins as one that it reads will do.
-        image = (std::filesystem::temp_directory_path() / "lumora_material_test.png").string();
+        image = (std::filesystem::temp_directory_path() / ("lumora_material_test" + std::to_string(getpid()) + ".png")).string();
         if (std::FILE* f = std::fopen(image.c_str(), "wb")) {
             std::fputs("\x89PNG\r\n\x1a\n", f);
             std::fclose(f);

@@ -18,7 +18,7 @@ using Lumora::ApiWriteJournal;
 class MaterialUpdateTest : public SceneTest {
 protected:
     MaterialUpdateTest() {
-        image = (std::filesystem::temp_directory_path() / "lumora_update_test.png").string();
+        image = (std::filesystem::temp_directory_path() / ("lumora_update_test" + std::to_string(getpid()) + ".png")).string();
         // Begins as a file that the engine reads itself; it is not asked to.
         if (std::FILE* f = std::fopen(image.c_str(), "wb")) {
             std::fputs("\x89PNG\r\n\x1a\n", f);
