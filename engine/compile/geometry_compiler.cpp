@@ -63,8 +63,16 @@ Placement makeInvertible(Matrix<float>& m) {
 }
 
 ObjectLayer readLayer(const NodeTable& nodes, const NodeRecord& node) {
-    return {clamp01(nodes.number(node, P_LAYER_OPACITY, 1.0f)), nodes.flag(node, P_CAMERA_VISIBILITY, true),
-            nodes.flag(node, P_SHADOW_VISIBILITY, true)};
+    ObjectLayer layer;
+    layer.opacity = clamp01(nodes.number(node, P_LAYER_OPACITY, 1.0f));
+    layer.cameraVisible = nodes.flag(node, P_CAMERA_VISIBILITY, true);
+    layer.shadowVisible = nodes.flag(node, P_SHADOW_VISIBILITY, true);
+    layer.layerId = static_cast<std::uint8_t>(std::clamp(nodes.integer(node, P_LAYER_ID, 1), 1, 255));
+    layer.bakingGroup = static_cast<std::uint16_t>(std::clamp(nodes.integer(node, P_BAKING_GROUP_ID, 1), 1, 65535));
+    layer.lightPassMask = static_cast<std::uint16_t>(nodes.integer(node, P_LIGHT_PASS_MASK, 1023) & 1023);
+    // The colour counts in steps of 8 bits.
+    layer.color = clamp01(nodes.vector(node, P_OBJECT_COLOR, {}) * (1.0f / 255.0f));
+    return layer;
 }
 
 /// Instances that one task handles: enough to be worth its start.
@@ -135,7 +143,7 @@ void GeometryCompiler::planeLeaf(Walk& walk, const NodeRecord& node, Leaves& out
     walk.planes.push_back(node.input(P_MATERIAL1));
     if (const NodeRecord* source = walk.nodes.input(node, P_OBJECT_LAYER)) {
         const ObjectLayer layer = readLayer(walk.nodes, *source);
-        g.restricted = g.restricted || layer != ObjectLayer{};
+        g.restricted = g.restricted || layer.restricts();
         leaf.firstLayer = static_cast<std::uint32_t>(g.layers.size());
         leaf.layerCount = 1;
         g.layers.push_back(layer);
@@ -146,18 +154,18 @@ void GeometryCompiler::planeLeaf(Walk& walk, const NodeRecord& node, Leaves& out
 void GeometryCompiler::applyLayers(Walk& walk, const NodeRecord& node, Leaves& leaves, std::size_t from) {
     Geometry& g = *walk.out;
     const auto first = static_cast<std::uint32_t>(g.layers.size());
-    bool restricted = false;
+    bool plain = true;
     for (std::size_t i = node.staticPinCount; i < node.pins.size(); ++i) {
         const NodeRecord* source = node.pins[i].input ? walk.nodes.find(node.pins[i].input) : nullptr;
         const ObjectLayer layer = source ? readLayer(walk.nodes, *source) : ObjectLayer{};
-        restricted = restricted || layer != ObjectLayer{};
+        plain = plain && layer == ObjectLayer{};
+        g.restricted = g.restricted || layer.restricts();
         g.layers.push_back(layer);
     }
-    if (!restricted) {
+    if (plain) {
         g.layers.resize(first);
         return;
     }
-    g.restricted = true;
     const auto count = static_cast<std::uint32_t>(g.layers.size()) - first;
     for (std::size_t i = from; i < leaves.size(); ++i) {
         Leaf& leaf = leaves[i];
@@ -174,6 +182,9 @@ void GeometryCompiler::scatter(Walk& walk, const NodeRecord& node, Leaves& out) 
     flatten(walk, node.input(P_GEOMETRY), prototype);
     if (!matrices || !*matrices || prototype.empty()) return;
     const std::vector<Matrix<float>>& placed = **matrices;
+    const Value* numbers = node.attribute(A_INSTANCE_IDS);
+    const auto* ids = numbers ? std::get_if<SharedArray<int>>(numbers) : nullptr;
+    const std::size_t numbered = ids && *ids ? (*ids)->size() : 0;
     const std::size_t samples = timeSamples(node, A_TRANSFORM), each = prototype.size();
     const std::size_t count = (placed.size() + samples - 1) / samples, first = out.size();
     if (count > (kMaxInstances - std::min(first, kMaxInstances)) / each) {
@@ -187,6 +198,7 @@ void GeometryCompiler::scatter(Walk& walk, const NodeRecord& node, Leaves& out) 
                 Leaf& leaf = out[first + i * each + k];
                 leaf = prototype[k];
                 leaf.transform = multiply(placed[i * samples], prototype[k].transform);
+                if (i < numbered) leaf.id = (**ids)[i];
             }
         }
     };
@@ -274,6 +286,7 @@ void GeometryCompiler::listMeshes(Walk& walk, Leaves& leaves) {
             g.slots.push_back(s < pins ? node.pins[node.staticPinCount + s].input : 0);
         }
         g.meshSlots.push_back(static_cast<std::uint32_t>(slots));
+        g.meshObjectId.push_back(node.attributeValue<int>(A_MESH_OBJECT_ID, -1));
     }
     if (g.meshes.size() == walk.meshes.size()) return;
     std::erase_if(leaves, [&](const Leaf& leaf) { return leaf.mesh != kNone && number[leaf.mesh] == kNone; });
@@ -298,7 +311,7 @@ void GeometryCompiler::place(Walk& walk, const Leaves& leaves) {
                 ++skipped;
                 continue;
             }
-            g.instances[i] = {m, NormalTransform(m), leaf.mesh, leaf.firstLayer, leaf.layerCount};
+            g.instances[i] = {m, NormalTransform(m), leaf.mesh, leaf.firstLayer, leaf.layerCount, leaf.id};
             const CompiledMesh& mesh = *g.meshes[leaf.mesh];
             bounds.add(transformBounds(m, mesh.boundsMin, mesh.boundsMax));
         }

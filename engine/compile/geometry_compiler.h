@@ -37,6 +37,7 @@ private:
         std::uint32_t mesh = kNone;   ///< index into Walk::meshes, or kNone: a plane
         std::uint32_t plane = kNone;  ///< index into Walk::planes
         std::uint32_t firstLayer = kNone, layerCount = 0;
+        std::int32_t id = -1;
     };
     using Leaves = std::vector<Leaf>;
     struct CachedMesh {

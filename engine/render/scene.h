@@ -52,6 +52,14 @@ struct CompiledMesh {
 struct ObjectLayer {
     float opacity = 1.0f;
     bool cameraVisible = true, shadowVisible = true;
+    std::uint8_t layerId = 1;       ///< render layer, 1 to 255
+    std::uint16_t bakingGroup = 1;  ///< 1 to 65535
+    std::uint16_t lightPassMask = kAllLightPasses;
+    Float3 color;  ///< of the object, 0 to 1
+
+    static constexpr std::uint16_t kAllLightPasses = 1023;  ///< bit 0 the sun, 1 the environment, 2 to 9 lights 1 to 8
+    /// Whether rays have to look at the layer: what it says beside that is for passes.
+    bool restricts() const { return opacity < 1.0f || !cameraVisible || !shadowVisible; }
     friend bool operator==(const ObjectLayer&, const ObjectLayer&) = default;
 };
 
@@ -61,6 +69,7 @@ struct Instance {
     std::uint32_t mesh = 0;            ///< index into Geometry::meshes
     std::uint32_t firstLayer = kNone;  ///< index into Geometry::layers; kNone: every polygon takes the default layer
     std::uint32_t layerCount = 0;
+    std::int32_t id = -1;  ///< of the outermost scatter that numbers its instances; -1: none does
 };
 
 /// An infinite plane through `origin`. Texture coordinates are metres along the two tangents.
@@ -82,9 +91,10 @@ struct TopLevel {
 
 struct Geometry {
     std::vector<std::shared_ptr<const CompiledMesh>> meshes;
-    std::vector<std::uint32_t> meshSlot;   ///< first entry of each mesh in `slots`
-    std::vector<std::uint32_t> meshSlots;  ///< number of its entries
-    std::vector<ItemUid> slots;            ///< the node on each material pin; 0: the default material
+    std::vector<std::uint32_t> meshSlot;     ///< first entry of each mesh in `slots`
+    std::vector<std::uint32_t> meshSlots;    ///< number of its entries
+    std::vector<std::int32_t> meshObjectId;  ///< number of each mesh's object in tables of colours, -1: none
+    std::vector<ItemUid> slots;              ///< the node on each material pin; 0: the default material
     std::vector<Instance> instances;
     std::vector<Plane> planes;
     std::vector<ObjectLayer> layers;

@@ -113,10 +113,11 @@ Surface surfaceAt(const RenderScene& scene, const Hit& hit, const Ray& ray) {
             s.at.uv[set] = blend(*mesh.uvs[set], index, in.weight);
         }
     }
-    if (instance.firstLayer != kNone) {
-        const auto object = mesh.objectIndices ? static_cast<std::uint32_t>((*mesh.objectIndices)[hit.polygon]) : 0u;
-        if (object < instance.layerCount) s.layer = g.layers[instance.firstLayer + object];
-    }
+    if (mesh.objectIndices) s.object = static_cast<std::uint32_t>((*mesh.objectIndices)[hit.polygon]);
+    if (instance.firstLayer != kNone && s.object < instance.layerCount)
+        s.layer = g.layers[instance.firstLayer + s.object];
+    s.instanceId = instance.id;
+    s.objectId = g.meshObjectId[instance.mesh];
     s.at.worldNormal = ng;
     faceViewer(s, ng, ns, ray.direction);
     s.offset = offsetFor(s.position, maxAbs(column(instance.toWorld, 3)), scene.kernel.rayEpsilon);

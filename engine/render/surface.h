@@ -12,6 +12,9 @@ struct Surface {
     bool front = true;     ///< the ray came from the side that the polygon's winding calls front
     MaterialId material = 0;
     ObjectLayer layer;
+    std::int32_t instanceId = -1;  ///< see Instance::id
+    std::int32_t objectId = -1;    ///< see Geometry::meshObjectId
+    std::uint32_t object = 0;      ///< index of the object within its mesh
     TextureContext at;
     float offset = 0.0f;  ///< rays that leave the surface start this far along the normal
 };

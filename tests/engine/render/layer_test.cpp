@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "engine/compile/scene_compiler.h"
+#include "engine/render/surface.h"
 #include "tests/engine/render/scene_builder.h"
 
 namespace Lumora::engine::test {
@@ -95,6 +96,38 @@ TEST(Layers, ObjectsFindTheirPins) {
     const Image image = Render().picture(scene.delta(outer));
     EXPECT_EQ(pixel(image, 1, 4).x, 0.0f);
     EXPECT_EQ(pixel(image, 6, 4).x, 1.0f);
+}
+
+/// What passes and textures ask of a surface: ids, colours and masks of its layer, the numbers of mesh and instance.
+TEST(Layers, NumbersReachTheSurfaceAndCostRaysNothing) {
+    Scene scene(8, 8, 1);
+    MeshData m;
+    m.quad({-1, -1, 0}, {1, -1, 0}, {1, 1, 0}, {-1, 1, 0});
+    const NodeRecordPtr mesh = scene.keep(m.node().set(A_MESH_OBJECT_ID, 41));
+    const NodeRecordPtr layer = scene.keep(Node(NT_OBJECT_LAYER)
+                                               .set(P_LAYER_ID, 7)
+                                               .set(P_BAKING_GROUP_ID, 300)
+                                               .set(P_LIGHT_PASS_MASK, 5)
+                                               .set(P_OBJECT_COLOR, Float3{255, 51, 0}));
+    Node outer(NT_GEO_SCATTER);
+    outer.connect(P_GEOMETRY, scene.scatter(mapped(scene, mesh, layer), {translation({0, 0, -1})}))
+        .set(A_TRANSFORM, shared<Matrix<float>>({translation({0, 0, 0}), translation({10, 0, 0})}))
+        .set(A_INSTANCE_IDS, shared<int>({3, 9}));
+    SceneCompiler compiler(nullptr);
+    const RenderScenePtr built = compiler.apply(scene.delta(scene.keep(outer))).scene;
+    EXPECT_FALSE(built->geometry->restricted);
+    for (const float x : {0.0f, 10.0f}) {
+        const Ray ray{{x, 0, 5}, {0, 0, -1}, 0.0f, kInfinity};
+        const Hit hit = intersect(*built->geometry, ray);
+        ASSERT_TRUE(hit.valid());
+        const Surface s = surfaceAt(*built, hit, ray);
+        EXPECT_EQ(s.layer.layerId, 7);
+        EXPECT_EQ(s.layer.bakingGroup, 300);
+        EXPECT_EQ(s.layer.lightPassMask, 5);
+        EXPECT_NEAR(s.layer.color.y, 0.2f, 1e-6f);
+        EXPECT_EQ(s.objectId, 41);
+        EXPECT_EQ(s.instanceId, x == 0.0f ? 3 : 9);
+    }
 }
 
 TEST(Layers, AnEditBuildsNoGeometry) {
