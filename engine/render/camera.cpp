@@ -21,6 +21,7 @@ CameraRays::CameraRays(const Camera& camera, const Film& film, float focalDepth)
     halfWidth_ = std::tan(0.5f * fov);
     if (camera.orthographic) halfWidth_ *= std::max(length(camera.target - camera.position), 1e-4f);
     halfHeight_ = halfWidth_ * height_ / (width_ * std::max(camera.pixelAspect, 1e-3f));
+    pixel_ = (camera.panoramic ? camera.fovX * (kPi / 180.0f) : 2.0f * halfWidth_) / std::max(width_, 1.0f);
 }
 
 Ray CameraRays::generate(float x, float y, Float2 lens) const {
@@ -35,6 +36,7 @@ Ray CameraRays::generate(float x, float y, Float2 lens) const {
             normalize(right_ * (c * std::sin(phi)) + up_ * std::sin(theta) + forward_ * (c * std::cos(phi)));
         ray.tmin = camera_.nearClip;
         ray.tmax = camera_.farClip;
+        ray.footprint = {0.0f, pixel_};
         return ray;
     }
     const Float3 offset = right_ * (sx * halfWidth_) + up_ * (sy * halfHeight_);
@@ -56,6 +58,7 @@ Ray CameraRays::generate(float x, float y, Float2 lens) const {
     const float cosine = std::max(dot(ray.direction, forward_), 1e-4f);
     ray.tmin = camera_.nearClip / cosine;
     ray.tmax = camera_.farClip / cosine;
+    ray.footprint = camera_.orthographic ? RayFootprint{pixel_, 0.0f} : RayFootprint{0.0f, pixel_ * cosine};
     return ray;
 }
 

@@ -18,6 +18,7 @@ private:
     Camera camera_;
     float width_, height_, focalDepth_;
     Float3 right_, up_, forward_;
+    float pixel_;                   ///< width of a pixel where halfWidth_ is measured; panoramic: its angle
     float halfWidth_, halfHeight_;  ///< of the film at distance one (orthographic: in metres)
 };
 

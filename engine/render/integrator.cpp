@@ -155,7 +155,8 @@ PixelSample Integrator::trace(Ray ray, Sampler& sampler) const {
             throughput *= 1.0f / survival;
         }
         previous = surface.position + surface.normal * surface.offset;
-        ray = {previous, direction, 0.0f, occlusionOnly_ ? kernel.aoDistance : kInfinity};
+        ray = {previous, direction, 0.0f, occlusionOnly_ ? kernel.aoDistance : kInfinity,
+               ray.footprint.scattered(hit.t, bsdfPdf)};
     }
     if (!isFinite(result.color)) result.color = {};
     return result;

@@ -35,11 +35,64 @@ float offsetFor(Float3 p, float transformScale, float rayEpsilon) {
     return 0x1p-19f * std::max(maxAbs(p), transformScale) + rayEpsilon;
 }
 
+/// Half axes of the ellipse in which a cone of diameter `width` meets a surface.
+void footprintAxes(Float3 direction, Float3 normal, float width, Float3 axes[2]) {
+    const float cosine = dot(direction, normal);
+    const Float3 along = direction - normal * cosine;
+    const float sine = length(along);
+    const float half = 0.5f * width;
+    if (!(sine > 1e-3f)) {
+        const Frame frame(normal);
+        axes[0] = frame.s * half;
+        axes[1] = frame.t * half;
+        return;
+    }
+    const Float3 unit = along * (1.0f / sine);
+    axes[0] = unit * (half / std::max(std::abs(cosine), 1e-3f));
+    axes[1] = cross(normal, unit) * half;
+}
+
 void faceViewer(Surface& s, Float3 ng, Float3 ns, Float3 direction) {
     s.front = dot(ng, direction) < 0.0f;
     s.normal = s.front ? ng : -ng;
     s.shadingNormal = dot(ns, s.normal) < 0.0f ? -ns : ns;
     s.at.frontFace = s.front;
+}
+
+struct UvCorners {
+    Float3 a, b, c;
+};
+
+/// The footprint's half axes in the world, the object and the texture coordinates. e1, e2: edges in object space.
+void fillFootprint(Surface& s, const Instance& instance, Float3 e1, Float3 e2, const UvCorners uv[3], Float3 normal,
+                   const Ray& ray, float t) {
+    const float width = ray.footprint.at(t);
+    if (!(width > 0.0f)) return;
+    footprintAxes(ray.direction, normal, width, s.at.worldAxis);
+    const Float3 w1 = transformVector(instance.toWorld, e1), w2 = transformVector(instance.toWorld, e2);
+    const Float3 n = cross(w1, w2);
+    const float n2 = dot(n, n);
+    if (!(n2 > 0.0f)) return;
+    for (int i = 0; i < 2; ++i) {
+        const Float3 axis = s.at.worldAxis[i];
+        // How the axis is made of the two edges.
+        const float x = dot(cross(axis, w2), n) / n2, y = dot(cross(w1, axis), n) / n2;
+        s.at.objectAxis[i] = e1 * x + e2 * y;
+        for (int set = 0; set < 3; ++set) {
+            const Float3 d = (uv[set].b - uv[set].a) * x + (uv[set].c - uv[set].a) * y;
+            s.at.uvAxis[set][i] = {d.x, d.y};
+        }
+    }
+}
+
+/// What textures ask of a hit beside its place.
+void identify(Surface& s, const RenderScene& scene, const Hit& hit, const Ray& ray) {
+    s.at.scene = &scene;
+    s.at.instance = hit.instance;
+    s.at.polygon = hit.polygon;
+    s.at.offset = s.offset;
+    s.at.view = ray.direction;
+    s.at.shadingNormal = s.shadingNormal;
 }
 
 Surface planeSurface(const RenderScene& scene, const Hit& hit, const Ray& ray) {
@@ -49,7 +102,14 @@ Surface planeSurface(const RenderScene& scene, const Hit& hit, const Ray& ray) {
     s.position = ray.at(hit.t);
     s.position += plane.normal * dot(plane.normal, plane.origin - s.position);
     const Float3 local = s.position - plane.origin;
-    for (Float3& uv : s.at.uv) uv = {dot(local, plane.tangent), dot(local, plane.bitangent), 0.0f};
+    footprintAxes(ray.direction, plane.normal, ray.footprint.at(hit.t), s.at.worldAxis);
+    const auto coordinates = [&](Float3 v) { return Float2{dot(v, plane.tangent), dot(v, plane.bitangent)}; };
+    for (int set = 0; set < 3; ++set) {
+        const Float2 uv = coordinates(local);
+        s.at.uv[set] = {uv.x, uv.y, 0.0f};
+        for (int i = 0; i < 2; ++i) s.at.uvAxis[set][i] = coordinates(s.at.worldAxis[i]);
+    }
+    for (int i = 0; i < 2; ++i) s.at.objectAxis[i] = s.at.worldAxis[i];
     s.at.worldPosition = s.position;
     s.at.objectPosition = local;
     s.at.worldNormal = s.at.objectNormal = plane.normal;
@@ -57,6 +117,7 @@ Surface planeSurface(const RenderScene& scene, const Hit& hit, const Ray& ray) {
     if (plane.layer != kNone) s.layer = g.layers[plane.layer];
     faceViewer(s, plane.normal, plane.normal, ray.direction);
     s.offset = offsetFor(s.position, 0.0f, scene.kernel.rayEpsilon);
+    identify(s, scene, hit, ray);
     return s;
 }
 
@@ -102,16 +163,20 @@ Surface surfaceAt(const RenderScene& scene, const Hit& hit, const Ray& ray) {
     }
     s.material = scene.shading->slotMaterials[g.meshSlot[instance.mesh] + mesh.material(hit.polygon)];
     if (scene.shading->materials[s.material].textured) {
+        UvCorners uvCorner[3];
         for (int set = 0; set < 3; ++set) {
             const int from = mesh.uvs[set] ? set : 0;
             if (!mesh.uvs[from]) continue;
             if (from != set) {
                 s.at.uv[set] = s.at.uv[0];
+                uvCorner[set] = uvCorner[0];
                 continue;
             }
             lookUp(*mesh.uvIndices[set], in.corner, index);
             s.at.uv[set] = blend(*mesh.uvs[set], index, in.weight);
+            uvCorner[set] = {(*mesh.uvs[set])[index[0]], (*mesh.uvs[set])[index[1]], (*mesh.uvs[set])[index[2]]};
         }
+        fillFootprint(s, instance, b - a, c - a, uvCorner, ng, ray, hit.t);
     }
     if (mesh.objectIndices) s.object = static_cast<std::uint32_t>((*mesh.objectIndices)[hit.polygon]);
     if (instance.firstLayer != kNone && s.object < instance.layerCount)
@@ -121,6 +186,7 @@ Surface surfaceAt(const RenderScene& scene, const Hit& hit, const Ray& ray) {
     s.at.worldNormal = ng;
     faceViewer(s, ng, ns, ray.direction);
     s.offset = offsetFor(s.position, maxAbs(column(instance.toWorld, 3)), scene.kernel.rayEpsilon);
+    identify(s, scene, hit, ray);
     return s;
 }
 

@@ -63,6 +63,17 @@ Float3 project(const Projection& projection, const TextureContext& at) {
     return p;
 }
 
+TextureContext TextureContext::moved(float first, float second) const {
+    TextureContext r = *this;
+    r.worldPosition += worldAxis[0] * first + worldAxis[1] * second;
+    r.objectPosition += objectAxis[0] * first + objectAxis[1] * second;
+    for (int set = 0; set < 3; ++set) {
+        r.uv[set].x += uvAxis[set][0].x * first + uvAxis[set][1].x * second;
+        r.uv[set].y += uvAxis[set][0].y * first + uvAxis[set][1].y * second;
+    }
+    return r;
+}
+
 Float3 TextureTable::color(TextureId id, const TextureContext& at) const {
     if (id == kNoTexture) return {};
     const TextureNode& node = nodes[id];

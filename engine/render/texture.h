@@ -60,12 +60,29 @@ struct TextureNode {
     Matrix<float> uvwToTexture;
 };
 
+struct RenderScene;
+
 /// What a texture may ask of the point that it is evaluated at.
+///
+/// The footprint is the ellipse of the surface that the ray stands for, as two half axes: in the world, in the object
+/// and in each set of texture coordinates. All zero: a point. They are filled in for materials with textures only.
 struct TextureContext {
     Float3 uv[3];
-    Float3 worldPosition, worldNormal;
+    Float3 worldPosition, worldNormal;  ///< geometric normal, on the polygon's front
     Float3 objectPosition, objectNormal;
+    Float3 shadingNormal;  ///< smooth, on the side that the ray came from
+    Float3 view;           ///< direction of the ray that found the point
+    Float3 worldAxis[2], objectAxis[2];
+    Float2 uvAxis[3][2];
+    const RenderScene* scene = nullptr;  ///< null: the point belongs to no scene
+    std::uint32_t instance = ~0u;        ///< as in Hit
+    std::uint32_t polygon = 0;
+    float offset = 0.0f;  ///< rays that leave the point start this far along the normal
     bool frontFace = true;
+
+    /// The context a step away along the half axes of the footprint: what is there of the texture is the height that
+    /// a bump map's slope is measured with. The normals stay.
+    TextureContext moved(float first, float second) const;
 };
 
 class TextureTable {

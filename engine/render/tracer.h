@@ -1,6 +1,7 @@
 // Rays against the scene: Embree for meshes, closed form for infinite planes.
 #pragma once
 
+#include "engine/render/ray_footprint.h"
 #include "engine/render/scene.h"
 
 namespace Lumora::engine {
@@ -8,6 +9,7 @@ namespace Lumora::engine {
 struct Ray {
     Float3 origin, direction;  ///< direction of unit length
     float tmin = 0.0f, tmax = kInfinity;
+    RayFootprint footprint{};  ///< measured from the origin
     Float3 at(float t) const { return origin + direction * t; }
 };
 
