@@ -71,7 +71,7 @@ PixelSample Integrator::background(const Ray& ray) const {
     if (k.alphaChannel && !k.keepEnvironment) return s;
     const Environment* e =
         scene_.visible && scene_.visible->showBackplate ? scene_.visible.get() : scene_.environment.get();
-    if (e) s.color = e->radiance(ray.direction) + e->sunDisc(ray.direction);
+    if (e) s.color = s.direct = e->radiance(ray.direction) + e->sunDisc(ray.direction);
     return s;
 }
 
@@ -95,12 +95,16 @@ PixelSample Integrator::trace(Ray ray, Sampler& sampler) const {
     Float3 previous = ray.origin;
     float bsdfPdf = 0.0f;
     int depth = 0;
+    // Light after a number of bounces.
+    const auto add = [&](Float3 light, int bounces) {
+        result.color += bounces > 1 ? clampIndirect(light) : light;
+        if (bounces <= 1) result.direct += light;
+    };
     for (int passed = 0; passed < kMaxPassed;) {
         const Hit hit = intersect(*scene_.geometry, ray);
         if (!hit.valid()) {
             if (depth == 0) return background(ray);
-            const Float3 light = throughput * environmentHit(ray.direction, bsdfPdf);
-            result.color += depth > 1 ? clampIndirect(light) : light;
+            add(throughput * environmentHit(ray.direction, bsdfPdf), depth);
             break;
         }
         Surface surface = surfaceAt(scene_, hit, ray);
@@ -122,8 +126,12 @@ PixelSample Integrator::trace(Ray ray, Sampler& sampler) const {
                 const float pdf = emitterPdf(scene_, choice_, previous, hit, surface);
                 weight = !occlusionOnly_ ? powerHeuristic(bsdfPdf, pdf) : pdf > 0.0f ? 0.0f : 1.0f;
             }
-            const Float3 light = throughput * emitted * weight;
-            result.color += depth > 1 ? clampIndirect(light) : light;
+            add(throughput * emitted * weight, depth);
+        }
+        if (depth == 0) {
+            result.albedo = clamp01(emitted);
+            result.normal = surface.shadingNormal;
+            result.depth = hit.t;
         }
         if (depth >= maxDepth_) break;
 
@@ -134,12 +142,13 @@ PixelSample Integrator::trace(Ray ray, Sampler& sampler) const {
         if (material->kind != MaterialKind::Diffuse) break;
         applyNormal(scene_, hit, *material, surface);
         const Float3 albedo = clamp01(textures.color(material->albedo, surface.at));
+        if (depth == 0) {
+            if (isBlack(emitted)) result.albedo = albedo;
+            result.normal = surface.shadingNormal;
+        }
         if (isBlack(albedo)) break;
 
-        if (choice_.any()) {
-            const Float3 light = throughput * directLight(surface, albedo, sampler);
-            result.color += depth > 0 ? clampIndirect(light) : light;
-        }
+        if (choice_.any()) add(throughput * directLight(surface, albedo, sampler), depth + 1);
 
         const auto u = sampler.next4();
         const Float3 local = sampleCosineHemisphere({u[0], u[1]});
@@ -158,7 +167,7 @@ PixelSample Integrator::trace(Ray ray, Sampler& sampler) const {
         ray = {previous, direction, 0.0f, occlusionOnly_ ? kernel.aoDistance : kInfinity,
                ray.footprint.scattered(hit.t, bsdfPdf)};
     }
-    if (!isFinite(result.color)) result.color = {};
+    if (!isFinite(result.color)) result.color = result.direct = {};
     return result;
 }
 

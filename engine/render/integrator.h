@@ -14,6 +14,12 @@ namespace Lumora::engine {
 struct PixelSample {
     Float3 color;        ///< linear radiance; zero where alpha is zero and the background is hidden
     float alpha = 1.0f;  ///< 0: the ray met nothing but the environment
+    Float3 direct;       ///< the part of `color` that was scattered at most once on its way
+
+    // What the camera ray met first, as guides of a denoiser; all zero where that is the environment.
+    Float3 albedo;       ///< share of light that the surface sends back; an emitter's radiance, at most one
+    Float3 normal;       ///< shading normal in world space, on the side of the camera
+    float depth = 0.0f;  ///< metres along the ray
 };
 
 class Integrator {

@@ -2,7 +2,8 @@
 // its own shuffled order (Burley, "Practical Hash-based Owen Scrambling", JCGT 2020).
 //
 // The numbers depend on pixel, sample index, seed and the order of the calls alone, so a picture is the same on any
-// number of threads. Sets that are powers of two long are stratified in every pair of dimensions of a call.
+// number of threads. A sampler may also hand on numbers from a source of another kind. Sets that are powers of two long
+// are stratified in every pair of dimensions of a call.
 #pragma once
 
 #include <array>
@@ -92,13 +93,26 @@ inline float toUnit(std::uint32_t x) {
 
 }  // namespace sobol
 
+/// Numbers that come from elsewhere: a Markov chain that remembers and mutates them.
+class NumberSource {
+public:
+    virtual std::array<float, 4> next4() = 0;
+
+protected:
+    ~NumberSource() = default;
+};
+
 class Sampler {
 public:
     Sampler(std::uint32_t x, std::uint32_t y, std::uint32_t sample, std::uint32_t seed)
         : pixel_(sobol::hash(sobol::hash(x, y), seed)), sample_(sample) {}
+    /// Hands on the numbers of the source, which outlives the sampler.
+    explicit Sampler(NumberSource& source) : pixel_(0), sample_(0), source_(&source) {}
 
     /// Four stratified numbers in [0, 1).
     std::array<float, 4> next4() {
+        if (source_) [[unlikely]]
+            return source_->next4();
         const std::uint32_t seed = sobol::hash(pixel_, set_++);
         const std::uint32_t index = sobol::owenScramble(sample_, seed);
         const std::uint32_t* a = sobol::kByteTable.v[0][index & 255u];
@@ -121,6 +135,7 @@ public:
 
 private:
     std::uint32_t pixel_, sample_, set_ = 0;
+    NumberSource* source_ = nullptr;
 };
 
 }  // namespace Lumora::engine
