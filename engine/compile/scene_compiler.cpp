@@ -149,7 +149,8 @@ BuildResult SceneCompiler::apply(const SceneDelta& delta) {
         kernel.maxSamples = a->kernel.maxSamples;  // more samples go on from those that there are
         result.restart = a->geometry != b->geometry || a->shading != b->shading || a->lights != b->lights ||
                          a->environment != b->environment || a->visible != b->visible || a->camera != b->camera ||
-                         a->film != b->film || kernel != a->kernel;
+                         a->film != b->film || kernel != a->kernel ||
+                         a->imager.denoiser.on != b->imager.denoiser.on;  // it asks the film to keep more
     }
     scene_ = result.scene;
     images_.sweep();

@@ -104,6 +104,12 @@ Imager readImager(const NodeTable& nodes, const NodeRecord& target) {
     i.dither = nodes.flag(*node, P_DITHERING, false);
     i.minDisplaySamples = std::max(nodes.integer(*node, P_MIN_DISPLAY_SAMPLES, 1), 1);
     i.maxTonemapInterval = std::clamp(nodes.integer(*node, P_MAX_TONEMAP_INTERVAL, 10), 1, 3600);
+    i.denoiser.on = nodes.flag(*node, P_DENOISER, false);
+    i.denoiser.volumes = nodes.flag(*node, P_DENOISE_VOLUMES, false);
+    i.denoiser.onCompletion = nodes.flag(*node, P_DENOISE_ON_COMPLETION, true);
+    i.denoiser.interval = std::clamp(nodes.integer(*node, P_DENOISE_INTERVAL, 20), 1, 3600);
+    i.denoiser.minSamples = std::max(nodes.integer(*node, P_DENOISE_MIN_SAMPLES, 10), 1);
+    i.denoiser.blend = std::clamp(nodes.number(*node, P_DENOISER_BLEND, 0.0f), 0.0f, 1.0f);
     return i;
 }
 

@@ -4,14 +4,19 @@
 
 namespace Lumora::engine {
 
-void FilmBuffer::reset(const Film& film) {
+void FilmBuffer::reset(const Film& film, bool guides) {
     width_ = film.width;
     height_ = film.height;
     region_.x = std::min(film.regionX, width_);
     region_.y = std::min(film.regionY, height_);
     region_.width = std::min(film.regionWidth, width_ - region_.x);
     region_.height = std::min(film.regionHeight, height_ - region_.y);
-    pixels_.assign(static_cast<std::size_t>(width_) * height_, FilmPixel{});
+    pixels_.assign(static_cast<std::size_t>(width_) * height_, FilmSum{});
+    if (guides) {
+        guides_.assign(regionPixels(), GuideSum{});
+    } else {
+        guides_ = {};
+    }
     block_ = regionPixels() > 1000000 ? 8 : 4;
     tilesX_ = (region_.width + kTile - 1) / kTile;
     const std::uint32_t tilesY = (region_.height + kTile - 1) / kTile;
@@ -37,27 +42,30 @@ FilmBuffer::TileState FilmBuffer::state(std::uint32_t index) const {
     return tiles_[index]->state;
 }
 
-void FilmBuffer::add(std::uint32_t index, const std::vector<FilmPixel>& sums, std::uint32_t count) {
+void FilmBuffer::add(std::uint32_t index, const TileSums& sums, std::uint32_t count) {
     const TileRect r = tile(index);
     const std::lock_guard guard(tiles_[index]->lock);
     TileState& state = tiles_[index]->state;
     const bool first = state.samples == 0;
     for (std::uint32_t y = 0; y < r.height; ++y) {
-        FilmPixel* row = &pixels_[static_cast<std::size_t>(r.y + y) * width_ + r.x];
-        const FilmPixel* from = &sums[static_cast<std::size_t>(y) * r.width];
+        FilmSum* row = &pixels_[static_cast<std::size_t>(r.y + y) * width_ + r.x];
+        const FilmSum* from = &sums.pixels[static_cast<std::size_t>(y) * r.width];
         for (std::uint32_t x = 0; x < r.width; ++x) {
             if (first) {
                 row[x] = from[x];  // the coarse sample is among these
             } else {
-                row[x].color += from[x].color;
-                row[x].alpha += from[x].alpha;
+                row[x] += from[x];
             }
         }
+        if (guides_.empty() || sums.guides.empty()) continue;
+        GuideSum* guides = &guides_[static_cast<std::size_t>(r.y - region_.y + y) * region_.width + r.x - region_.x];
+        const GuideSum* more = &sums.guides[static_cast<std::size_t>(y) * r.width];
+        for (std::uint32_t x = 0; x < r.width; ++x) guides[x] += more[x];
     }
     state.samples += count;
 }
 
-void FilmBuffer::addCoarse(std::uint32_t index, const std::vector<FilmPixel>& sums) {
+void FilmBuffer::addCoarse(std::uint32_t index, const TileSums& sums) {
     const TileRect r = tile(index);
     const std::lock_guard guard(tiles_[index]->lock);
     TileState& state = tiles_[index]->state;
@@ -65,7 +73,7 @@ void FilmBuffer::addCoarse(std::uint32_t index, const std::vector<FilmPixel>& su
     for (std::uint32_t y = 0; y < r.height; y += block_) {
         for (std::uint32_t x = 0; x < r.width; x += block_) {
             pixels_[static_cast<std::size_t>(r.y + y) * width_ + r.x + x] =
-                sums[static_cast<std::size_t>(y) * r.width + x];
+                sums.pixels[static_cast<std::size_t>(y) * r.width + x];
         }
     }
     state.coarse = true;
@@ -77,14 +85,30 @@ std::uint32_t FilmBuffer::resolve(std::uint32_t index, std::vector<FilmPixel>& o
     const std::lock_guard guard(tiles_[index]->lock);
     const TileState state = tiles_[index]->state;
     if (state.samples == 0 && !state.coarse) return 0;
-    const float scale = state.samples ? 1.0f / static_cast<float>(state.samples) : 1.0f;
     const std::uint32_t step = state.samples ? 1 : block_;
     for (std::uint32_t y = 0; y < r.height; y += step) {
-        const FilmPixel* row = &pixels_[static_cast<std::size_t>(r.y + y) * width_ + r.x];
+        const FilmSum* row = &pixels_[static_cast<std::size_t>(r.y + y) * width_ + r.x];
         FilmPixel* to = &out[static_cast<std::size_t>(y) * r.width];
-        for (std::uint32_t x = 0; x < r.width; x += step) to[x] = {row[x].color * scale, row[x].alpha * scale};
+        for (std::uint32_t x = 0; x < r.width; x += step) to[x] = row[x].mean();
     }
     return step;
+}
+
+bool FilmBuffer::copySums(std::uint32_t index, TileSums& out) const {
+    const TileRect r = tile(index);
+    const std::size_t count = static_cast<std::size_t>(r.width) * r.height;
+    out.pixels.resize(count);
+    out.guides.resize(guides_.empty() ? 0 : count);
+    const std::lock_guard guard(tiles_[index]->lock);
+    if (tiles_[index]->state.samples == 0) return false;
+    for (std::uint32_t y = 0; y < r.height; ++y) {
+        const std::size_t to = static_cast<std::size_t>(y) * r.width;
+        std::copy_n(&pixels_[static_cast<std::size_t>(r.y + y) * width_ + r.x], r.width, &out.pixels[to]);
+        if (guides_.empty()) continue;
+        std::copy_n(&guides_[static_cast<std::size_t>(r.y - region_.y + y) * region_.width + r.x - region_.x], r.width,
+                    &out.guides[to]);
+    }
+    return true;
 }
 
 }  // namespace Lumora::engine

@@ -11,49 +11,67 @@
 #include <mutex>
 #include <vector>
 
+#include "engine/film/film_pixel.h"
 #include "engine/render/settings.h"
 
 namespace Lumora::engine {
 
-struct FilmPixel {
-    Float3 color;
-    float alpha = 0.0f;
-};
-
 struct TileRect {
     std::uint32_t x = 0, y = 0, width = 0, height = 0;  ///< film pixels
+};
+
+/// The samples of one tile that a thread has taken and not yet given to the film, row by row.
+struct TileSums {
+    /// All zero. `guides`: also what the denoiser and adaptive sampling ask for.
+    TileSums(const TileRect& tile, bool guides)
+        : pixels(static_cast<std::size_t>(tile.width) * tile.height), guides(guides ? pixels.size() : 0) {}
+
+    /// `sample` is the number of the sample within its pixel, counted from 0 over the whole render.
+    void add(std::size_t pixel, std::uint32_t sample, Float3 color, float alpha, const FilmFeatures& features) {
+        pixels[pixel] += {color, alpha, 1};
+        if (!guides.empty()) guides[pixel].add(sample, color, features);
+    }
+
+    std::vector<FilmSum> pixels;
+    std::vector<GuideSum> guides;  ///< empty, or one for each pixel
 };
 
 class FilmBuffer {
 public:
     static constexpr std::uint32_t kTile = 32;
 
-    /// All sums zero. Only the region is sampled; the region is cut to the film. Throws std::bad_alloc.
-    void reset(const Film& film);
+    /// All sums zero. Only the region is sampled; the region is cut to the film. `guides`: keep the further sums too.
+    /// Throws std::bad_alloc.
+    void reset(const Film& film, bool guides = false);
 
     std::uint32_t width() const { return width_; }
     std::uint32_t height() const { return height_; }
     std::uint32_t tileCount() const { return static_cast<std::uint32_t>(tiles_.size()); }
     TileRect tile(std::uint32_t index) const;
+    const TileRect& region() const { return region_; }
+    bool hasGuides() const { return !guides_.empty(); }
     /// Edge in pixels of the blocks of the coarse stage; larger films have larger blocks.
     std::uint32_t block() const { return block_; }
     std::uint64_t regionPixels() const;
-    std::uint64_t bytes() const { return pixels_.capacity() * sizeof(FilmPixel); }
+    std::uint64_t bytes() const { return pixels_.capacity() * sizeof(FilmSum) + guides_.capacity() * sizeof(GuideSum); }
 
     struct TileState {
-        std::uint32_t samples = 0;
-        bool coarse = false;  ///< the first pixel of each block has its first sample
+        std::uint32_t samples = 0;  ///< of the pixels that were never left out
+        bool coarse = false;        ///< the first pixel of each block has its first sample
     };
     TileState state(std::uint32_t index) const;
 
-    /// Adds the sums of `count` samples a pixel, row by row of the tile.
-    void add(std::uint32_t index, const std::vector<FilmPixel>& sums, std::uint32_t count);
+    /// Adds the sums of a pass of `count` samples. Pixels that the pass left out have none.
+    void add(std::uint32_t index, const TileSums& sums, std::uint32_t count);
     /// Stores the coarse stage: sums of the tile, of which the first pixel of each block counts.
-    void addCoarse(std::uint32_t index, const std::vector<FilmPixel>& sums);
+    void addCoarse(std::uint32_t index, const TileSums& sums);
 
     /// Mean colours of one tile, row by row. Returns the edge of the blocks of which the first pixel is valid for all:
     /// 1, or block() while the tile is in its coarse stage; 0: the tile has nothing yet.
     std::uint32_t resolve(std::uint32_t index, std::vector<FilmPixel>& out) const;
+    /// Copies of the sums of one tile, row by row; guides stay empty when the film keeps none. False while the tile has
+    /// less than a full pass.
+    bool copySums(std::uint32_t index, TileSums& out) const;
 
 private:
     struct Tile {
@@ -62,7 +80,8 @@ private:
     };
     std::uint32_t width_ = 0, height_ = 0, tilesX_ = 0, block_ = 4;
     TileRect region_;
-    std::vector<FilmPixel> pixels_;
+    std::vector<FilmSum> pixels_;
+    std::vector<GuideSum> guides_;  ///< of the region's pixels, row by row
     std::vector<std::unique_ptr<Tile>> tiles_;
 };
 

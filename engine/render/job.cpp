@@ -35,7 +35,7 @@ Job::Job(RenderScenePtr scene, const Film& region, std::shared_ptr<FilmBuffer> f
       camera_(scene_->camera, scene_->film, findFocalDepth(*scene_)),
       film_(std::move(film)),
       maxSamples_(scene_->kernel.maxSamples) {
-    film_->reset(region);
+    film_->reset(region, scene_->imager.denoiser.on);
     tilePass_ = std::vector<std::atomic<std::uint32_t>>(film_->tileCount());
     coarseLeft_ = film_->tileCount();
     if (coarseLeft_ == 0) coarseDone_ = true;
@@ -78,8 +78,8 @@ float Job::samplesPerPixel() const {
     return pixels ? static_cast<float>(static_cast<double>(samplesTaken_) / static_cast<double>(pixels)) : 0.0f;
 }
 
-FilmPixel Job::samplePixel(std::uint32_t x, std::uint32_t y, std::uint32_t first, std::uint32_t end) const {
-    FilmPixel sum;
+void Job::samplePixel(std::uint32_t x, std::uint32_t y, std::uint32_t first, std::uint32_t end, std::size_t pixel,
+                      TileSums& sums) const {
     const Kernel& kernel = scene_->kernel;
     for (std::uint32_t i = first; i < end; ++i) {
         Sampler sampler(x, y, i, kernel.seed);
@@ -88,21 +88,19 @@ FilmPixel Job::samplePixel(std::uint32_t x, std::uint32_t y, std::uint32_t first
         const Ray ray = camera_.generate(static_cast<float>(x) + 0.5f + offset.x,
                                          static_cast<float>(y) + 0.5f + offset.y, {u[2], u[3]});
         const PixelSample s = integrator_.trace(ray, sampler);
-        sum.color += s.color;
-        sum.alpha += s.alpha;
+        sums.add(pixel, i, s.color, s.alpha, {s.albedo, s.normal, s.depth});
     }
-    return sum;
 }
 
 void Job::work(const Unit& unit) {
     const TileRect r = film_->tile(unit.tile);
-    std::vector<FilmPixel> sums(static_cast<std::size_t>(r.width) * r.height);
+    TileSums sums(r, film_->hasGuides());
     const std::uint32_t step = unit.coarse ? film_->block() : 1;
     for (std::uint32_t y = 0; y < r.height; y += step) {
         if (cancelled_) return;
         for (std::uint32_t x = 0; x < r.width; x += step) {
-            sums[static_cast<std::size_t>(y) * r.width + x] =
-                samplePixel(r.x + x, r.y + y, unit.first, unit.coarse ? 1 : unit.end);
+            samplePixel(r.x + x, r.y + y, unit.first, unit.coarse ? 1 : unit.end,
+                        static_cast<std::size_t>(y) * r.width + x, sums);
         }
     }
     // Another thread may still be at this tile's previous pass.

@@ -51,7 +51,9 @@ public:
     std::atomic<std::uint64_t> changeLevel;
 
 private:
-    FilmPixel samplePixel(std::uint32_t x, std::uint32_t y, std::uint32_t first, std::uint32_t end) const;
+    /// Samples of the pixel from `first` to before `end`, added to the tile's.
+    void samplePixel(std::uint32_t x, std::uint32_t y, std::uint32_t first, std::uint32_t end, std::size_t pixel,
+                     TileSums& sums) const;
 
     RenderScenePtr scene_;
     Integrator integrator_;

@@ -52,6 +52,15 @@ struct Film {
     friend bool operator==(const Film&, const Film&) = default;
 };
 
+struct Denoiser {
+    bool on = false, volumes = false;
+    bool onCompletion = true;  ///< only once all samples are there, else every `interval` seconds too
+    int interval = 20;         ///< seconds
+    int minSamples = 10;       ///< below these it does not run
+    float blend = 0.0f;        ///< share of the noisy picture in the result
+    friend bool operator==(const Denoiser&, const Denoiser&) = default;
+};
+
 struct Imager {
     float exposure = 1.0f, gamma = 1.0f;
     int response = 401;  ///< id of a response curve: 400 linear, 401 sRGB, 402 gamma 1.8, 403 gamma 2.2
@@ -60,6 +69,7 @@ struct Imager {
     bool premultipliedAlpha = false, dither = false;
     int minDisplaySamples = 1;
     int maxTonemapInterval = 10;  ///< seconds
+    Denoiser denoiser;
     friend bool operator==(const Imager&, const Imager&) = default;
 };
 

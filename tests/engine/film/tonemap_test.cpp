@@ -16,8 +16,8 @@ std::unique_ptr<FilmBuffer> filmOf(const std::vector<float>& values, Film& setti
     film->reset(settings);
     for (std::uint32_t t = 0; t < film->tileCount(); ++t) {
         const TileRect r = film->tile(t);
-        std::vector<FilmPixel> sums;
-        for (std::uint32_t x = 0; x < r.width; ++x) sums.push_back({splat(3.0f * values[r.x + x]), 3.0f});
+        TileSums sums(r, false);
+        for (std::uint32_t x = 0; x < r.width; ++x) sums.pixels[x] = {splat(3.0f * values[r.x + x]), 3.0f, 3};
         film->add(t, sums, 3);
     }
     return film;
@@ -64,10 +64,11 @@ TEST(Tonemap, CoarseStageFillsWholeBlocks) {
     film.reset(settings);
     for (std::uint32_t t = 0; t < film.tileCount(); ++t) {
         const TileRect r = film.tile(t);
-        std::vector<FilmPixel> sums(static_cast<std::size_t>(r.width) * r.height, {splat(-5.0f), 0.0f});
+        TileSums sums(r, false);
+        for (FilmSum& pixel : sums.pixels) pixel = {splat(-5.0f), 0.0f, 1};
         for (std::uint32_t y = 0; y < r.height; y += film.block()) {
             for (std::uint32_t x = 0; x < r.width; x += film.block()) {
-                sums[static_cast<std::size_t>(y) * r.width + x] = {splat(static_cast<float>(r.x + x)), 1.0f};
+                sums.pixels[static_cast<std::size_t>(y) * r.width + x] = {splat(static_cast<float>(r.x + x)), 1.0f, 1};
             }
         }
         film.addCoarse(t, sums);
