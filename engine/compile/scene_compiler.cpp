@@ -5,6 +5,8 @@
 #include <chrono>
 #include <stdexcept>
 
+#include "engine/compile/environment_compiler.h"
+#include "engine/compile/light_compiler.h"
 #include "engine/compile/settings.h"
 #include "engine/film/tonemap.h"
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "engine/render/emission.h"
+
 namespace Lumora::engine {
 
 Camera readCamera(const NodeTable& nodes, const NodeRecord& target) {
@@ -34,6 +36,27 @@ Camera readCamera(const NodeTable& nodes, const NodeRecord& target) {
     return c;
 }
 
+namespace {
+
+/// The set of lights under a pin; empty when nothing is connected.
+std::uint32_t lightSet(const NodeTable& nodes, const NodeRecord& kernel, PinId pin) {
+    const NodeRecord* set = nodes.input(kernel, pin);
+    return set && set->type == NT_BIT_MASK
+               ? static_cast<std::uint32_t>(set->attributeValue<int>(A_VALUE, 0)) & kAllLights
+               : 0;
+}
+
+void readLightSets(const NodeTable& nodes, const NodeRecord& node, Kernel& k) {
+    constexpr int kTakeOut = 1;
+    if (nodes.input(node, P_LIGHT_IDS)) {
+        const std::uint32_t set = lightSet(nodes, node, P_LIGHT_IDS);
+        k.lightMask = nodes.integer(node, P_LIGHT_IDS_ACTION, 0) == kTakeOut ? kAllLights & ~set : set;
+    }
+    k.lightMaskInverted = lightSet(nodes, node, P_LIGHT_IDS_INVERTED);
+}
+
+}  // namespace
+
 Kernel readKernel(const NodeTable& nodes, const NodeRecord& target) {
     Kernel k;
     const NodeRecord* node = nodes.input(target, P_KERNEL);
@@ -44,6 +67,7 @@ Kernel readKernel(const NodeTable& nodes, const NodeRecord& target) {
     k.alphaChannel = nodes.flag(*node, P_ALPHA_CHANNEL, false);
     k.keepEnvironment = nodes.flag(*node, P_KEEP_ENVIRONMENT, false);
     k.alphaShadows = nodes.flag(*node, P_ALPHA_SHADOWS, true);
+    readLightSets(nodes, *node, k);
     k.rayEpsilon = nodes.number(*node, P_RAY_EPSILON, 1e-4f);
     k.terminationPower = std::clamp(nodes.number(*node, P_PATH_TERMINATION_POWER, 0.3f), 0.0f, 1.0f);
     if (k.path) {

@@ -1,5 +1,7 @@
 #include "engine/compile/shading_compiler.h"
 
+#include "engine/compile/emission_compiler.h"
+
 namespace Lumora::engine {
 
 namespace {
@@ -25,9 +27,11 @@ public:
             return 0;
         }
         Material material = describe(*node);
-        for (const TextureId t :
-             {material.albedo, material.opacity, material.emission, material.normal, material.amount}) {
+        for (const TextureId t : {material.albedo, material.opacity, material.normal, material.amount}) {
             material.textured = material.textured || !out_.textures.isConstant(t);
+        }
+        if (material.emission != kNoEmission) {
+            material.textured = material.textured || out_.emissions[material.emission].color != kNoTexture;
         }
         if (material.kind == MaterialKind::Mix) {
             material.textured = material.textured || out_.materials[material.first].textured ||
@@ -55,7 +59,7 @@ private:
                 return P_DIFFUSE;
         }
     }
-    TextureId emission(const NodeRecord& node, Material& material);
+    EmissionId emission(const NodeRecord& node);
     /// Whether the texture is exactly one everywhere.
     bool isOne(TextureId id) const {
         return id == kNoTexture || (out_.textures.isConstant(id) && average(out_.textures.nodes[id].value) >= 1.0f);
@@ -70,27 +74,11 @@ private:
     std::unordered_set<ItemUid> open_;
 };
 
-TextureId MaterialCompiler::emission(const NodeRecord& node, Material& material) {
-    const NodeRecord* source = nodes_.input(node, P_EMISSION);
-    if (!source || (source->type != NT_EMIS_TEXTURE && source->type != NT_EMIS_BLACKBODY)) return kNoTexture;
-    const float power = std::max(nodes_.number(*source, P_POWER, 1.0f), 0.0f);
-    Float3 scale = splat(power);
-    if (source->type == NT_EMIS_BLACKBODY) {
-        const float kelvin = std::clamp(nodes_.number(*source, P_TEMPERATURE, 6500.0f), 500.0f, 40000.0f);
-        scale = blackbodyColor(kelvin) * power;
-        // Without normalisation a hotter body is brighter, by the law of Stefan and Boltzmann.
-        if (!nodes_.flag(*source, P_NORMALIZE, true)) scale *= std::pow(kelvin / 6500.0f, 4.0f);
-    }
-    TextureId color = textures_.onPin(*source, P_EMIS_TEXTURE, splat(1.0f));
-    // A constant distribution dims the light; one that varies over directions is not looked at.
-    const TextureId distribution = textures_.onPin(*source, P_DISTRIBUTION, splat(1.0f));
-    if (out_.textures.isConstant(distribution)) {
-        scale *= average(out_.textures.nodes[distribution].value);
-    }
-    color = textures_.multiply(color, textures_.constant(scale));
-    if (out_.textures.isConstant(color) && isBlack(out_.textures.nodes[color].value)) return kNoTexture;
-    material.emitsFromBack = nodes_.flag(*source, P_DOUBLE_SIDED, true);
-    return color;
+EmissionId MaterialCompiler::emission(const NodeRecord& node) {
+    Emission e;
+    if (!compileEmission(nodes_, textures_, out_.textures, node, e)) return kNoEmission;
+    out_.emissions.push_back(e);
+    return static_cast<EmissionId>(out_.emissions.size() - 1);
 }
 
 Material MaterialCompiler::describe(const NodeRecord& node) {
@@ -112,7 +100,7 @@ Material MaterialCompiler::describe(const NodeRecord& node) {
     m.smooth = nodes_.flag(node, P_SMOOTH, true);
     if (node.pin(P_OPACITY)) m.opacity = textures_.onPin(node, P_OPACITY, splat(1.0f));
     m.opaque = isOne(m.opacity);
-    m.emission = emission(node, m);
+    m.emission = emission(node);
     if (clay_ == CLAY_GREY) {
         m.albedo = textures_.constant(kDefaultAlbedo);
         return m;
@@ -157,27 +145,6 @@ std::shared_ptr<const Shading> compileShading(const NodeTable& nodes, const Geom
         if (log) log(line);
     }
     return made;
-}
-
-Float3 blackbodyColor(float temperature) {
-    // Planckian locus by the cubic fits of Kim et al. (US patent 7024034), valid from 1667 to 25000 kelvin.
-    const float t = std::clamp(temperature, 1667.0f, 25000.0f), r = 1000.0f / t;
-    const float x = t <= 4000.0f ? ((-0.2661239f * r - 0.2343589f) * r + 0.8776956f) * r + 0.179910f
-                                 : ((-3.0258469f * r + 2.1070379f) * r + 0.2226347f) * r + 0.240390f;
-    float y;
-    if (t <= 2222.0f) {
-        y = ((-1.1063814f * x - 1.34811020f) * x + 2.18555832f) * x - 0.20219683f;
-    } else if (t <= 4000.0f) {
-        y = ((-0.9549476f * x - 1.37418593f) * x + 2.09137015f) * x - 0.16748867f;
-    } else {
-        y = ((3.0817580f * x - 5.87338670f) * x + 3.75112997f) * x - 0.37001483f;
-    }
-    const Float3 xyz = {x / y, 1.0f, (1.0f - x - y) / y};
-    const Float3 rgb = {3.2404542f * xyz.x - 1.5371385f * xyz.y - 0.4985314f * xyz.z,
-                        -0.9692660f * xyz.x + 1.8760108f * xyz.y + 0.0415560f * xyz.z,
-                        0.0556434f * xyz.x - 0.2040259f * xyz.y + 1.0572252f * xyz.z};
-    const Float3 positive = {std::max(rgb.x, 0.0f), std::max(rgb.y, 0.0f), std::max(rgb.z, 0.0f)};
-    return positive * (1.0f / luminance(positive));
 }
 
 }  // namespace Lumora::engine

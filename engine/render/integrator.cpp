@@ -50,7 +50,7 @@ float Integrator::transmittance(Ray ray) const {
 Float3 Integrator::directLight(const Surface& surface, Float3 albedo, Sampler& sampler) const {
     const auto u = sampler.next4();
     const Float3 from = surface.position + surface.normal * surface.offset;
-    const LightSample light = sampleLight(scene_, choice_, from, u.data());
+    const LightSample light = sampleLight(scene_, choice_, choice_.query(surface, from, false), u.data());
     if (!(light.pdf > 0.0f) || isBlack(light.radiance)) return {};
     const float cosine = dot(surface.shadingNormal, light.direction);
     if (!(cosine > 0.0f) || !(dot(surface.normal, light.direction) > 0.0f)) return {};
@@ -61,7 +61,8 @@ Float3 Integrator::directLight(const Surface& surface, Float3 albedo, Sampler& s
     const Float3 value = albedo * light.radiance * (cosine * kInvPi * weight / light.pdf);
     float reach = light.distance * (1.0f - 0x1p-13f);
     if (occlusionOnly_ && light.environment) reach = scene_.kernel.aoDistance;
-    return value * transmittance({from, light.direction, 0.0f, reach});
+    if (!light.onDiffuse) return {};
+    return light.castsShadows ? value * transmittance({from, light.direction, 0.0f, reach}) : value;
 }
 
 PixelSample Integrator::background(const Ray& ray) const {
@@ -75,15 +76,10 @@ PixelSample Integrator::background(const Ray& ray) const {
     return s;
 }
 
-Float3 Integrator::environmentHit(Float3 direction, float bsdfPdf) const {
-    const Environment* e = scene_.environment.get();
-    if (!e) return {};
-    Float3 r = e->radiance(direction);
-    if (choice_.environment > 0.0f) r *= powerHeuristic(bsdfPdf, choice_.environment * e->pdf(direction));
-    const Float3 sun = e->sunDisc(direction);
-    if (!isBlack(sun) && !(occlusionOnly_ && choice_.sun > 0.0f)) {
-        r += sun * powerHeuristic(bsdfPdf, choice_.sun / (2.0f * kPi * (1.0f - e->sunCosine)));
-    }
+Float3 Integrator::environmentHit(const LightQuery& query, Float3 direction, float bsdfPdf) const {
+    const SkyLight light = skyLight(scene_, choice_, query, direction);
+    Float3 r = light.environment * powerHeuristic(bsdfPdf, light.environmentPdf);
+    if (!(occlusionOnly_ && light.sunPdf > 0.0f)) r += light.sun * powerHeuristic(bsdfPdf, light.sunPdf);
     return r;
 }
 
@@ -92,7 +88,7 @@ PixelSample Integrator::trace(Ray ray, Sampler& sampler) const {
     const TextureTable& textures = scene_.shading->textures;
     PixelSample result;
     Float3 throughput = splat(1.0f);
-    Float3 previous = ray.origin;
+    LightQuery previous;
     float bsdfPdf = 0.0f;
     int depth = 0;
     // Light after a number of bounces.
@@ -104,7 +100,7 @@ PixelSample Integrator::trace(Ray ray, Sampler& sampler) const {
         const Hit hit = intersect(*scene_.geometry, ray);
         if (!hit.valid()) {
             if (depth == 0) return background(ray);
-            add(throughput * environmentHit(ray.direction, bsdfPdf), depth);
+            add(throughput * environmentHit(previous, ray.direction, bsdfPdf), depth);
             break;
         }
         Surface surface = surfaceAt(scene_, hit, ray);
@@ -119,7 +115,8 @@ PixelSample Integrator::trace(Ray ray, Sampler& sampler) const {
             ++passed;
             continue;
         }
-        const Float3 emitted = emittedRadiance(scene_, surface.material, surface);
+        const Float3 emitted = emittedRadiance(scene_, surface.material, surface, -ray.direction,
+                                               depth == 0 ? RayKind::Camera : RayKind::Diffuse, previous.mask);
         if (!isBlack(emitted)) {
             float weight = 1.0f;
             if (depth > 0) {
@@ -163,8 +160,8 @@ PixelSample Integrator::trace(Ray ray, Sampler& sampler) const {
             if (u[2] >= survival) break;
             throughput *= 1.0f / survival;
         }
-        previous = surface.position + surface.normal * surface.offset;
-        ray = {previous, direction, 0.0f, occlusionOnly_ ? kernel.aoDistance : kInfinity,
+        previous = choice_.query(surface, surface.position + surface.normal * surface.offset, false);
+        ray = {previous.position, direction, 0.0f, occlusionOnly_ ? kernel.aoDistance : kInfinity,
                ray.footprint.scattered(hit.t, bsdfPdf)};
     }
     if (!isFinite(result.color)) result.color = result.direct = {};

@@ -32,7 +32,7 @@ private:
     float transmittance(Ray ray) const;
     Float3 directLight(const Surface& surface, Float3 albedo, Sampler& sampler) const;
     PixelSample background(const Ray& ray) const;
-    Float3 environmentHit(Float3 direction, float bsdfPdf) const;
+    Float3 environmentHit(const LightQuery& query, Float3 direction, float bsdfPdf) const;
     Float3 clampIndirect(Float3 c) const;
 
     const RenderScene& scene_;

@@ -49,7 +49,8 @@ Choice chooseTriangle(const Lights& lights, Float3 from, Float2 u) {
     return c;
 }
 
-LightSample sampleEmitter(const RenderScene& scene, float chance, Float3 from, const float u[4]) {
+LightSample sampleEmitter(const RenderScene& scene, float chance, const LightQuery& query, const float u[4]) {
+    const Float3 from = query.position;
     const Lights& lights = *scene.lights;
     LightSample s;
     const Choice chosen = chooseTriangle(lights, from, {u[0], u[1]});
@@ -71,12 +72,18 @@ LightSample sampleEmitter(const RenderScene& scene, float chance, Float3 from, c
     const MaterialId id =
         scene.shading->slotMaterials[scene.geometry->meshSlot[instance.mesh] + mesh.material(polygon)];
     const Material& material = scene.shading->materials[id];
-    const bool fixed = material.kind == MaterialKind::Diffuse && material.opaque && !scene.geometry->restricted;
-    if (fixed && scene.shading->textures.isConstant(material.emission)) {
-        if (material.emitsFromBack || dot(t.normal, s.direction) < 0.0f) {
-            s.radiance = scene.shading->textures.color(material.emission, {});
+    if (material.kind == MaterialKind::Diffuse && material.emission != kNoEmission) {
+        const Emission& e = scene.shading->emissions[material.emission];
+        if (!(e.idBit & query.mask)) return s;
+        s.onDiffuse = e.onDiffuse;
+        s.onSpecular = e.onSpecular;
+        s.castsShadows = e.castsShadows;
+        const bool plain =
+            material.opaque && !scene.geometry->restricted && e.color == kNoTexture && e.distribution == kNoTexture;
+        if (plain) {
+            if (e.doubleSided || dot(t.normal, s.direction) < 0.0f) s.radiance = e.scale;
+            return s;
         }
-        return s;
     }
     // Both halves carry barycentrics as Embree would report them.
     Hit hit;
@@ -86,7 +93,7 @@ LightSample sampleEmitter(const RenderScene& scene, float chance, Float3 from, c
     hit.u = half ? 1.0f - b.x : b.x;
     hit.v = half ? 1.0f - b.y : b.y;
     const Surface surface = surfaceAt(scene, hit, {from, s.direction, 0.0f, kInfinity});
-    s.radiance = emittedRadiance(scene, surface.material, surface);
+    s.radiance = emittedRadiance(scene, surface.material, surface, -s.direction, RayKind::Camera, query.mask);
     if (!material.opaque || scene.geometry->restricted) s.radiance *= opacityOf(scene, surface.material, surface);
     return s;
 }
@@ -101,7 +108,8 @@ LightSample sampleSun(const Environment& environment, float chance, const float 
 
 }  // namespace
 
-LightChoice::LightChoice(const RenderScene& scene) {
+LightChoice::LightChoice(const RenderScene& scene)
+    : mask(scene.kernel.lightMask), invertedMask(scene.kernel.lightMaskInverted) {
     if (!scene.lights->emitters.empty()) emitters = 1.0f;
     if (scene.environment && !scene.environment->distribution.empty()) environment = 1.0f;
     if (scene.environment && !isBlack(scene.environment->sunRadiance) && scene.environment->sunCosine < 1.0f)
@@ -114,14 +122,19 @@ LightChoice::LightChoice(const RenderScene& scene) {
     }
 }
 
-Float3 emittedRadiance(const RenderScene& scene, MaterialId id, const Surface& surface) {
+Float3 emittedRadiance(const RenderScene& scene, MaterialId id, const Surface& surface, Float3 outgoing, RayKind kind,
+                       std::uint32_t mask) {
     const Material& m = scene.shading->materials[id];
     if (m.kind == MaterialKind::Mix) {
         const float t = clamp01(scene.shading->textures.scalar(m.amount, surface.at));
-        return lerp(emittedRadiance(scene, m.first, surface), emittedRadiance(scene, m.second, surface), t);
+        return lerp(emittedRadiance(scene, m.first, surface, outgoing, kind, mask),
+                    emittedRadiance(scene, m.second, surface, outgoing, kind, mask), t);
     }
-    if (m.emission == kNoTexture || !(surface.front || m.emitsFromBack)) return {};
-    const Float3 r = scene.shading->textures.color(m.emission, surface.at);
+    if (m.emission == kNoEmission) return {};
+    const Emission& e = scene.shading->emissions[m.emission];
+    if (!(surface.front || e.doubleSided) || !e.visibleTo(kind) || !(e.idBit & mask)) return {};
+    if (e.color == kNoTexture) return e.scale;
+    const Float3 r = scene.shading->textures.color(e.color, surface.at) * e.scale;
     return {std::max(r.x, 0.0f), std::max(r.y, 0.0f), std::max(r.z, 0.0f)};
 }
 
@@ -145,11 +158,12 @@ float opacityOf(const RenderScene& scene, MaterialId id, const Surface& surface)
     return m.opacity == kNoTexture ? o : o * clamp01(scene.shading->textures.scalar(m.opacity, surface.at));
 }
 
-LightSample sampleLight(const RenderScene& scene, const LightChoice& choice, Float3 from, const float u[4]) {
+LightSample sampleLight(const RenderScene& scene, const LightChoice& choice, const LightQuery& query,
+                        const float u[4]) {
     float pick = u[0];
     if (pick < choice.emitters) {
         const float v[4] = {std::min(pick / choice.emitters, 0x1.fffffep-1f), u[1], u[2], u[3]};
-        return sampleEmitter(scene, choice.emitters, from, v);
+        return sampleEmitter(scene, choice.emitters, query, v);
     }
     pick -= choice.emitters;
     if (choice.environment > 0.0f && (pick < choice.environment || choice.sun <= 0.0f)) {
@@ -157,12 +171,13 @@ LightSample sampleLight(const RenderScene& scene, const LightChoice& choice, Flo
         s.radiance = scene.environment->sample({u[2], u[3]}, s.direction, s.pdf);
         s.pdf *= choice.environment;
         s.environment = true;
+        if (!(query.mask & kEnvironmentBit)) s.radiance = {};
         return s;
     }
-    return choice.sun > 0.0f ? sampleSun(*scene.environment, choice.sun, u) : LightSample{};
+    return choice.sun > 0.0f && (query.mask & kSunBit) ? sampleSun(*scene.environment, choice.sun, u) : LightSample{};
 }
 
-float emitterPdf(const RenderScene& scene, const LightChoice& choice, Float3 from, const Hit& hit,
+float emitterPdf(const RenderScene& scene, const LightChoice& choice, const LightQuery& query, const Hit& hit,
                  const Surface& surface) {
     if (choice.emitters <= 0.0f || hit.plane()) return 0.0f;
     const Lights& lights = *scene.lights;
@@ -185,13 +200,28 @@ float emitterPdf(const RenderScene& scene, const LightChoice& choice, Float3 fro
         const auto entry = std::lower_bound(set.triangles.begin(), set.triangles.end(), code);
         if (entry == set.triangles.end() || *entry != code) return 0.0f;
         chosen = lights.tree.probability(
-            from, lights.firstItem[index] + static_cast<std::uint32_t>(entry - set.triangles.begin()));
+            query.position, lights.firstItem[index] + static_cast<std::uint32_t>(entry - set.triangles.begin()));
     }
-    const Float3 d = surface.position - from;
+    const Float3 d = surface.position - query.position;
     const float distance2 = dot(d, d);
     const float cosine = std::abs(dot(t.normal, d)) / std::sqrt(distance2);
     if (!(cosine > 0.0f)) return 0.0f;
     return choice.emitters * chosen * distance2 / (cosine * t.area);
+}
+
+SkyLight skyLight(const RenderScene& scene, const LightChoice& choice, const LightQuery& query, Float3 direction) {
+    SkyLight s;
+    const Environment* e = scene.environment.get();
+    if (!e) return s;
+    if (query.mask & kEnvironmentBit) {
+        s.environment = e->radiance(direction);
+        if (choice.environment > 0.0f) s.environmentPdf = choice.environment * e->pdf(direction);
+    }
+    if (query.mask & kSunBit) {
+        s.sun = e->sunDisc(direction);
+        if (!isBlack(s.sun)) s.sunPdf = choice.sun / (2.0f * kPi * (1.0f - e->sunCosine));
+    }
+    return s;
 }
 
 }  // namespace Lumora::engine

@@ -5,32 +5,57 @@
 
 namespace Lumora::engine {
 
+/// A point that asks for light.
+struct LightQuery {
+    Float3 position;                  ///< where rays to lights start
+    Float3 normal;                    ///< lights behind it are not chosen; zero: there is no behind
+    bool bothSides = false;           ///< light from behind the normal is of use too
+    std::uint32_t mask = kAllLights;  ///< the lights that reach the point
+};
+
 struct LightSample {
     Float3 direction;
     float distance = kInfinity;
-    Float3 radiance;           ///< towards the point; black: nothing to be had
-    float pdf = 0.0f;          ///< by solid angle, choice of the light included
-    bool environment = false;  ///< light from all around, not from the sun or an emitter
+    Float3 radiance;                           ///< towards the point; black: nothing to be had
+    float pdf = 0.0f;                          ///< by solid angle, choice of the light included
+    bool environment = false;                  ///< light from all around, not from the sun or an emitter
+    bool onDiffuse = true, onSpecular = true;  ///< which reflection of the surface it lights
+    bool castsShadows = true;                  ///< false: nothing blocks it
 };
 
 /// Chances of the three kinds of light.
 struct LightChoice {
     float emitters = 0.0f, environment = 0.0f, sun = 0.0f;
+    std::uint32_t mask = kAllLights, invertedMask = 0;  ///< the kernel's: lights taken in, and ids turned about
     explicit LightChoice(const RenderScene& scene);
     bool any() const { return emitters + environment + sun > 0.0f; }
+    /// The query of a surface, with `from` as the start of its rays.
+    LightQuery query(const Surface& surface, Float3 from, bool bothSides) const {
+        return {from, surface.normal, bothSides, (surface.layer.lightPassMask ^ invertedMask) & mask};
+    }
 };
 
-/// Radiance that leaves a surface towards the viewer.
-Float3 emittedRadiance(const RenderScene& scene, MaterialId material, const Surface& surface);
+/// Radiance that leaves a surface in the direction `outgoing`, as seen by a ray of that kind. `mask`: the lights that
+/// reach where the ray comes from; a camera sees all.
+Float3 emittedRadiance(const RenderScene& scene, MaterialId material, const Surface& surface, Float3 outgoing,
+                       RayKind kind, std::uint32_t mask = kAllLights);
 
 /// Opacity of a surface, material and object layer together.
 float opacityOf(const RenderScene& scene, MaterialId material, const Surface& surface);
 
 /// One light seen from a point. u: four uniform numbers.
-LightSample sampleLight(const RenderScene& scene, const LightChoice& choice, Float3 from, const float u[4]);
+LightSample sampleLight(const RenderScene& scene, const LightChoice& choice, const LightQuery& query, const float u[4]);
 
-/// Density by solid angle of sampleLight() hitting this very point of an emitter from `from`.
-float emitterPdf(const RenderScene& scene, const LightChoice& choice, Float3 from, const Hit& hit,
+/// Density by solid angle of sampleLight() hitting this very point of an emitter.
+float emitterPdf(const RenderScene& scene, const LightChoice& choice, const LightQuery& query, const Hit& hit,
                  const Surface& surface);
+
+/// Light of the environment and of the sun from a direction, each with its density in sampleLight(); zero: never
+/// chosen there. A ray that leaves a surface and meets nothing sees their sum.
+struct SkyLight {
+    Float3 environment, sun;
+    float environmentPdf = 0.0f, sunPdf = 0.0f;
+};
+SkyLight skyLight(const RenderScene& scene, const LightChoice& choice, const LightQuery& query, Float3 direction);
 
 }  // namespace Lumora::engine

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "engine/render/emission.h"
 #include "engine/render/texture.h"
 
 namespace Lumora::engine {
@@ -17,16 +18,14 @@ enum class MaterialKind : std::uint8_t {
 
 struct Material {
     MaterialKind kind = MaterialKind::Diffuse;
-    bool smooth = true;  ///< shade with the mesh's normals
-    bool emitsFromBack = false;
-    bool castsLight = true;           ///< take part in light sampling
-    bool textured = false;            ///< some texture of it varies over the surface
-    bool opaque = true;               ///< opacity is one everywhere
-    TextureId albedo = kNoTexture;    ///< Diffuse; kNoTexture is black
-    TextureId opacity = kNoTexture;   ///< kNoTexture is one
-    TextureId emission = kNoTexture;  ///< radiance; kNoTexture is none
-    TextureId normal = kNoTexture;    ///< tangent space, 0.5 is zero
-    TextureId amount = kNoTexture;    ///< Mix
+    bool smooth = true;              ///< shade with the mesh's normals
+    bool textured = false;           ///< some texture of it varies over the surface
+    bool opaque = true;              ///< opacity is one everywhere
+    TextureId albedo = kNoTexture;   ///< Diffuse; kNoTexture is black
+    TextureId opacity = kNoTexture;  ///< kNoTexture is one
+    EmissionId emission = kNoEmission;
+    TextureId normal = kNoTexture;  ///< tangent space, 0.5 is zero
+    TextureId amount = kNoTexture;  ///< Mix
     MaterialId first = 0, second = 0;
 };
 

@@ -106,6 +106,7 @@ struct Geometry {
 
 struct Shading {
     TextureTable textures;
+    std::vector<Emission> emissions;
     std::vector<Material> materials;        ///< 0 is the default material
     std::vector<MaterialId> slotMaterials;  ///< parallel to Geometry::slots
     bool transparent = false;               ///< some material is not opaque

@@ -48,7 +48,7 @@ Pins emission() {
             grey(P_DISTRIBUTION, "Distribution", 1),
             number(P_POWER, "Power", 100, 0, 100000),
             number(P_SAMPLING_RATE, "Sampling rate", 1, 0, 10000),
-            boolean(P_SURFACE_BRIGHTNESS, "Surface brightness"),
+            boolean(P_SURFACE_BRIGHTNESS, "Surface brightness", true),
             boolean(P_DOUBLE_SIDED, "Double-sided"),
             boolean(P_VISIBLE_ON_DIFFUSE, "Visible on diffuse", true),
             boolean(P_VISIBLE_ON_SPECULAR, "Visible on specular", true),

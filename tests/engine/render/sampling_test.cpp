@@ -159,7 +159,7 @@ void measureSolidAngles(bool withTree) {
     double up = 0.0, down = 0.0;
     for (int i = 0; i < kCount; ++i) {
         const float u[4] = {random(), random(), random(), random()};
-        const LightSample s = sampleLight(*built, choice, from, u);
+        const LightSample s = sampleLight(*built, choice, LightQuery{from, {}}, u);
         ASSERT_GT(s.pdf, 0.0f);
         (s.direction.y > 0 ? up : down) += 1.0 / s.pdf;
         if (i % 100 != 0) continue;
@@ -168,7 +168,8 @@ void measureSolidAngles(bool withTree) {
         const Hit hit = intersect(*built->geometry, ray);
         ASSERT_TRUE(hit.valid());
         EXPECT_NEAR(hit.t, s.distance, 1e-4f * s.distance);
-        EXPECT_NEAR(emitterPdf(*built, choice, from, hit, surfaceAt(*built, hit, ray)), s.pdf, 0.01f * s.pdf);
+        EXPECT_NEAR(emitterPdf(*built, choice, LightQuery{from, {}}, hit, surfaceAt(*built, hit, ray)), s.pdf,
+                    0.01f * s.pdf);
     }
     const auto square = [](double a, double b, double d) {
         return 4.0 * std::asin(a * b / std::sqrt((a * a + d * d) * (b * b + d * d)));  // half edges a, b at distance d
