@@ -118,12 +118,19 @@ enum : Int32 {
     CAMERAOBJECT_FOV = 1008,           ///< horizontal, radians: follows focal length and sensor width
     CAMERAOBJECT_FOV_VERTICAL = 1009,  ///< when above 0 the vertical angle is what is kept, radians
     CAMERAOBJECT_TARGETDISTANCE = 1010,
-    CAMERAOBJECT_TARGETOBJECT = 1011,
-    CAMERA_ZOOM = 1000,  ///< magnification of the parallel projection
+    CAMERAOBJECT_TARGETOBJECT = 1130,  ///< what is in focus
+    CAMERAOBJECT_NEAR_CLIPPING = 1122,
+    CAMERAOBJECT_NEAR_CLIPPING_ENABLE = 1123,
+    CAMERAOBJECT_FAR_CLIPPING = 1128,
+    CAMERAOBJECT_FAR_CLIPPING_ENABLE = 1129,
+    /// Of the parallel projection: at 1 the view is as wide as what kParallelFieldOfView spans at the focus distance.
+    CAMERA_ZOOM = 1000,
     CAMERAOBJECT_FNUMBER = 1200,
     CAMERAOBJECT_FILM_OFFSET_X = 1118,
     CAMERAOBJECT_FILM_OFFSET_Y = 1119,
 };
+
+inline constexpr Float kParallelFieldOfView = 29.0;  ///< degrees
 
 // Texture tag.
 enum : Int32 {

@@ -81,6 +81,16 @@ Bool isRound(TextureProjectionMode mode) {
 
 }  // namespace
 
+Float ParallelViewWidth(Float zoom, Float distance) {
+    const Float angle = kParallelFieldOfView / kDegreesPerRadian / std::max(zoom, 1e-9);
+    return 2 * std::max(distance, 1e-6) * std::tan(std::min(angle, kPi - 1e-4) / 2);
+}
+
+Float ParallelViewZoom(Float width, Float distance) {
+    const Float angle = 2 * std::atan(std::max(width, 1e-9) / 2 / std::max(distance, 1e-6));
+    return kParallelFieldOfView / kDegreesPerRadian / angle;
+}
+
 FilmView filmViewOf(const BaseObject& camera) {
     const BaseContainer& data = *camera.GetDataInstance();
     Float aspect = 16.0 / 9.0;
@@ -93,7 +103,10 @@ FilmView filmViewOf(const BaseObject& camera) {
     film.toCamera = ~camera.GetMg();
     film.parallel = data.GetInt32(CAMERA_PROJECTION) == 1;
     const Float angle = std::clamp(data.GetFloat(CAMERAOBJECT_FOV, 0.93), 1e-4, kPi - 1e-4);
-    film.halfWidth = film.parallel ? std::max(1e-9, data.GetFloat(CAMERA_ZOOM, 1000) / 2) : std::tan(angle / 2);
+    film.halfWidth =
+        film.parallel
+            ? ParallelViewWidth(data.GetFloat(CAMERA_ZOOM, 1), data.GetFloat(CAMERAOBJECT_TARGETDISTANCE, 1000)) / 2
+            : std::tan(angle / 2);
     film.halfHeight = film.halfWidth / aspect;
     if (const Float vertical = data.GetFloat(CAMERAOBJECT_FOV_VERTICAL); !film.parallel && vertical > 0) {
         film.halfHeight = std::tan(std::min(vertical, kPi - 1e-4) / 2);

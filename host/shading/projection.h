@@ -33,6 +33,11 @@ struct FilmView {
 /// Of a camera object; the film's aspect is that of its document's render data, 16:9 without a document.
 FilmView filmViewOf(const BaseObject& camera);
 
+/// What a parallel camera's zoom means: width of the view for a focus distance, both in scene units, and back. The
+/// width may be anything above zero.
+Float ParallelViewWidth(Float zoom, Float distance);
+Float ParallelViewZoom(Float width, Float distance);
+
 /// One kind of projection at one place.
 class Projection {
 public:

@@ -7,6 +7,7 @@
 #include "plugin/core/log.h"
 #include "plugin/core/node_graph_data.h"
 #include "plugin/render/vp_renderer.h"
+#include "plugin/scene/camera_tag.h"
 
 namespace lumora {
 
@@ -132,7 +133,10 @@ bool registerClass(const ClassRow& row, const String& name) {
             return RegisterMaterialPlugin(row.id, name, row.flags, makes<MaterialData, LumoraMaterialData>(), rows, 0,
                                           GeGetPluginResourcePath() + kPreviewScene);
         case PluginKind::Tag:
-            return RegisterTagPlugin(row.id, name, row.flags, makes<TagData, LumoraTag>(), rows, row.icon, 0);
+            return RegisterTagPlugin(
+                row.id, name, row.flags,
+                row.id == ID_LUMORA_CAMERA_TAG ? makes<TagData, LumoraCameraTag>() : makes<TagData, LumoraTag>(), rows,
+                row.icon, 0);
         case PluginKind::Shader:
             return RegisterShaderPlugin(row.id, name, row.flags, makes<ShaderData, LumoraShader>(), rows, 0);
         case PluginKind::Object:

@@ -56,7 +56,6 @@ enum PrefId : Int32 {
     PREF_TEXTURE_CACHING = 93,
     PREF_EMBEDDED_GUI = 94,
     PREF_PREVIEW_RESOURCES = 100,  ///< fifteen texts, 100 to 114
-    PREF_LOG_OUTPUT = 120,         ///< no control: what the log functions write, see Globals::logOutput
 };
 
 /// One preference: where it is stored, what it is at first, and the control that shows it.
@@ -91,6 +90,10 @@ struct PluginPrefs {
     bool save() const;
     /// The node editor's colours again, but for the last two rows.
     void resetColours();
+
+    // Switches of the Live Viewer's menu that last as long as the program. Motion blur of a render that the artist
+    // works with; a final render follows the camera tag alone.
+    bool cameraMotionBlur = true, objectMotionBlur = true, vertexMotionBlur = true;
 
 private:
     void publish() const;  ///< copies what custom GUIs read to the globals

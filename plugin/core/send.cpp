@@ -97,7 +97,7 @@ void dumpLinks() {
 void collectObjects(lumoraLive& session) {
     statusLine("Collecting objects.....");
     CollectOptions options;
-    options.instancePaths = session.cameraMotion || session.objectMotion || session.motionAnalysis;
+    options.instancePaths = session.motion.cameraMotion || session.motion.objectMotion || session.motionAnalysis;
     options.tags.finalRender = session.finalRender;
     const CollectResult found = collectScene(session.sendDoc, session.collections, options);
     if (found.background) session.background.link.SetLink(found.background);
@@ -106,9 +106,8 @@ void collectObjects(lumoraLive& session) {
     debugLine("objects walked:" + String::IntToString(found.objects));
 }
 
-void updateCameraNode(lumoraLive& session) {
-    updateCamera(session.renderTarget, renderCamera(session.sendDoc), globals().unitScale, session.renderWidth,
-                 session.renderHeight);
+void updateCameraNode(lumoraLive& session, RenderSettings& settings, bool force) {
+    updateCamera(session, renderCamera(session.sendDoc), settings, force);
 }
 
 void sendScene(lumoraLive& session, bool allSlots, RenderSettings& settings, bool ownSettings) {
@@ -124,7 +123,8 @@ void sendScene(lumoraLive& session, bool allSlots, RenderSettings& settings, boo
     session.updateInProgress = false;
     // A final render has read its own record already, from the container of its video post.
     if (!ownSettings) readLiveSettings(settings, session.liveDoc, session.engineReady);
-    settings.apply(session.renderTarget, singletons().prefs.get());
+    settings.renderTarget = session.renderTarget;
+    settings.applyAll();
     for (auto& builder : session.environments) builder->setSettings(&settings);
     session.collectItems("send scene to lumora");
 
@@ -151,7 +151,7 @@ void sendScene(lumoraLive& session, bool allSlots, RenderSettings& settings, boo
     assignSkyAndSun(session);
     dumpLinks();
     session.setProgress(STAGE_UPDATING, 0, false);
-    updateCameraNode(session);
+    updateCameraNode(session, settings, false);
     session.environments[0]->update(false, session.renderTarget, true);
     session.environments[1]->update(false, session.renderTarget, false);
     session.collectItems("camera and environment");
@@ -237,13 +237,14 @@ bool sendAndStart(lumoraLive& session, BaseDocument* doc, BaseDocument* sendDoc,
     flags.unitScale = static_cast<Float32>(sendDoc->GetUnitScale());
     flags.fps = sendDoc->GetFps();
     SpecialEventAdd(MSG_RESTARTED);
-    sendScene(session, allSlots, settings ? *settings : *singletons().renderSettings, settings != nullptr);
+    RenderSettings& record = settings ? *settings : *singletons().renderSettings;
+    sendScene(session, allSlots, record, settings != nullptr);
     if (sendBroken()) {
         logLine("Render Breaked....");
         endSend(session, LiveState::Finished);
         return false;
     }
-    updateCameraNode(session);
+    updateCameraNode(session, record, true);
     logLine("Update started");
     if (flags.renderError) logLine("Render Error");
     const String total = "Total export Time = " + milliseconds(session.totalTime.end()) + " ms";

@@ -8,7 +8,6 @@
 #include "plugin/core/object_link.h"
 #include "plugin/core/singletons.h"
 #include "plugin/materials/engine_write.h"
-#include "plugin/render/render_settings.h"
 #include "plugin/scene/environment_builder.h"
 
 namespace lumora {
@@ -26,27 +25,28 @@ namespace {
 constexpr Int32 kFirstWidth = 400, kFirstHeight = 300;
 }
 
-bool lumoraLive::startViewer(BaseDocument* document) {
+bool lumoraLive::prepareViewer(BaseDocument* document) {
     globals().logLevel = 0;
     if (!windows.get(WindowKind::LiveViewer)) {
         setResolution(kFirstWidth, kFirstHeight);
         readDocumentResolution(document);
     }
-    const bool ready = initLive(*this);
-    showLiveViewer();
-    if (!ready) tellEngineFailure();
-    return ready;
+    if (initLive(*this)) return true;
+    tellEngineFailure();
+    return false;
 }
 
 Bool lumoraLive::Execute(BaseDocument* document) {
     windows.dropClosed(WindowKind::LiveViewer);
-    if (finalRender || globals().pluginExited) return false;
-    return startViewer(document);
+    if (finalRender || globals().pluginExited || !prepareViewer(document)) return false;
+    openLiveViewer();
+    return true;
 }
 
 Bool lumoraLive::RestoreLayout(void*) {
     windows.dropClosed(WindowKind::LiveViewer);
-    if (finalRender || globals().pluginExited || !startViewer(nullptr)) return false;
+    if (finalRender || globals().pluginExited || !prepareViewer(nullptr)) return false;
+    openLiveViewer();
     resetScene(true);
     // Nothing is being sent: a start would wait for the end of an export that never comes.
     setState(LiveState::Ready);
@@ -55,24 +55,18 @@ Bool lumoraLive::RestoreLayout(void*) {
 
 // --- Windows --------------------------------------------------------------------------------------------------------
 
-bool lumoraLive::openWindow(WindowKind kind) {
+bool lumoraLive::openWindow(WindowKind kind, const WindowPlace* place) {
     if (globals().pluginExited) return false;
     if (windowRow(kind).needsEngine && !engineReady) initLive(*this);
-    return windows.open(kind, *this);
+    return windows.open(kind, *this, place);
 }
 
-bool lumoraLive::showLiveViewer() {
+bool lumoraLive::openLiveViewer() {
     windows.dropClosed(WindowKind::LiveViewer);
     WindowPlace place = windowRow(WindowKind::LiveViewer).place;
     place.width = renderWidth;
     place.height = renderHeight;
-    return windows.open(WindowKind::LiveViewer, *this, &place);
-}
-
-bool lumoraLive::openLiveViewer() {
-    if (globals().pluginExited) return false;
-    if (!engineReady) initLive(*this);
-    return showLiveViewer();
+    return openWindow(WindowKind::LiveViewer, &place);
 }
 
 bool lumoraLive::openMainDialog() {
@@ -85,7 +79,6 @@ bool lumoraLive::openMainDialog() {
 
 bool lumoraLive::openSettings(Int32 tab, Int32 subTab) {
     if (!openWindow(WindowKind::Settings)) return false;
-    singletons().renderSettings->writeToDialog(*windows.get(WindowKind::Settings));
     windows.get(WindowKind::Settings)->showPage(String::IntToString(tab), String::IntToString(subTab));
     return true;
 }
@@ -145,15 +138,6 @@ void lumoraLive::setResolution(Int32 width, Int32 height) {
     setInt2IfChanged(film, Lumora::P_RESOLUTION, {width, height});
 }
 
-void lumoraLive::resizeRender(Int64 width, Int64 height) {
-    constexpr Int64 kMaxSize = 65536;
-    if (width < 1 || height < 1 || width > kMaxSize || height > kMaxSize) return;
-    setResolution(static_cast<Int32>(width), static_cast<Int32>(height));
-    lockedWidth = renderWidth;
-    lockedHeight = renderHeight;
-    if (state() != LiveState::Exporting) callUpdate(*this, false, "MSG_SIZED");
-}
-
 void lumoraLive::readDocumentResolution(BaseDocument* document) {
     if (!document) return;
     const BaseContainer* data = document->GetActiveRenderData()->GetDataInstance();
@@ -175,18 +159,15 @@ void lumoraLive::setRenderEnabled(bool on) {
 }
 
 void lumoraLive::stopRender() {
-    if (state() == LiveState::Exporting) return;
+    if (state() == LiveState::Exporting || state() == LiveState::NotInit) return;
     stopLocked(*this);
     setRenderEnabled(false);
     setState(LiveState::Idle);
 }
 
 void lumoraLive::stopAndReset() {
-    if (finalRender || (state() == LiveState::Exporting && stage() < STAGE_UPDATING)) return;
-    if (!engineReady) {
-        stopRender();
-        return;
-    }
+    if (finalRender || !engineReady) return;
+    if (state() == LiveState::Exporting && stage() < STAGE_UPDATING) return;
     Engine::resetRenderFailure();
     globals().renderFailed = false;
     globals().renderError = false;

@@ -13,7 +13,7 @@
 //   Rendering ---sample target reached--> Finished
 //   Finished ---target raised, while the render is wanted and did not fail--> Rendering
 //   Rendering, Finished ---pause--> Idle ---continue--> Rendering
-//   any but Exporting ---stop--> Idle
+//   any but Exporting ---stop--> Idle                                    (NotInit stays: nothing runs that could stop)
 //   any ---render failure handled--> Idle
 //   final render over --> FinalEnded
 //
@@ -35,6 +35,8 @@
 #include "plugin/core/scene_object_info.h"
 #include "plugin/core/timing_record.h"
 #include "plugin/core/windows.h"
+#include "plugin/scene/camera_state.h"
+#include "plugin/scene/motion_settings.h"
 
 namespace lumora {
 
@@ -127,7 +129,7 @@ public:
     bool viewportMode = false;  ///< the render fills the view; no Live Viewer is needed
     bool viewportDraw = false;
     bool lockResolution = false;  ///< copy of the settings' switch: take the resolution from the document
-    bool cameraMotion = false, objectMotion = false;
+    bool postEnabled = false;     ///< the render camera's tag has turned post-processing on
     bool regionActive = false;
     bool backgroundUpdate = false;
     bool pendingUpdate = false;
@@ -159,9 +161,6 @@ public:
 
     /// Pixels; kept, and written to the film settings of the target when they differ.
     void setResolution(Int32 width, Int32 height);
-    /// Another size that somebody asked for: the engine is told, and the size is kept for the resolution lock. Sizes
-    /// that no film has are left out. Main thread.
-    void resizeRender(Int64 width, Int64 height);
     /// Takes the size of the document's active render data, scaled when the lock is on.
     void readDocumentResolution(BaseDocument* document);
 
@@ -169,6 +168,8 @@ public:
     SceneCollections collections;
     std::array<std::unique_ptr<EnvironmentBuilder>, 2> environments;  ///< the environment and the visible one
     BackdropRecord background, foreground;
+    MotionSettings motion;
+    CameraState camera;
     /// Of the root graph after the last stage or update; null until the engine is ready. For counting: a node in it may
     /// be gone. Under itemsLock.
     std::unique_ptr<Lumora::ApiItemArray> items;
@@ -245,12 +246,9 @@ public:
     std::vector<String> scriptNames, scriptPaths;
 
 private:
-    bool openWindow(WindowKind kind);
-    /// At the size of the render.
-    bool showLiveViewer();
-    /// The size, the engine and the Live Viewer of a session that the user opens. False when the engine does not start:
-    /// the user is told, and the viewer is open all the same, to start again from.
-    bool startViewer(BaseDocument* document);
+    bool openWindow(WindowKind kind, const WindowPlace* place = nullptr);
+    /// The size, the engine and the Live Viewer of a session that the user opens. False when the engine does not start.
+    bool prepareViewer(BaseDocument* document);
     void tellEngineFailure();
 
     std::atomic<LiveState> state_{LiveState::NotInit};

@@ -43,6 +43,7 @@ void lumoraLive::resetScene(bool createDefaults) {
     renderTarget = animationNode = mainGroup = nullptr;
     background.clear();
     foreground.clear();
+    camera.sampled = false;
     Singletons& all = singletons();
     for (auto& builder : environments)
         if (builder) builder->reset();

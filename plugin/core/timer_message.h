@@ -8,7 +8,6 @@
 
 namespace lumora {
 
-class RenderSettings;
 class lumoraLive;
 
 class TimerMessage : public MessageData {
@@ -27,8 +26,6 @@ private:
     void handleFailure();
     void handleSampleTarget();
     void documentChanged();
-    /// In the settings dialog, when it is open.
-    void showSettings(const RenderSettings& settings);
     void startRender(UInt64 viewportMode, UInt64);
     void restartRender(UInt64, UInt64);
     void resize(UInt64 width, UInt64 height);
@@ -39,7 +36,7 @@ private:
     void applyDevices(UInt64, UInt64);
     void applyDevicesAndRedraw(UInt64, UInt64);
     void convertMaterials(UInt64, UInt64);
-    void storePointers();
+    void storePointers(UInt64, UInt64);
 
     lumoraLive& session_;
 };

@@ -9,6 +9,7 @@
 #include "plugin/core/session.h"
 #include "plugin/core/singletons.h"
 #include "plugin/materials/material_manager.h"
+#include "plugin/render/render_settings.h"
 #include "plugin/scene/camera_node.h"
 
 namespace lumora {
@@ -16,7 +17,9 @@ namespace lumora {
 namespace {
 
 bool mayCheck(lumoraLive& session) {
-    if (!session.engineReady || session.finalRender || session.sendBusy || !session.renderTarget) return false;
+    if (!session.engineReady || session.finalRender || session.sendBusy || session.camera.filling ||
+        !session.renderTarget)
+        return false;
     const LiveState state = session.state();
     if (state < LiveState::Rendering || state == LiveState::FinalEnded) return false;
     session.refreshDocuments();
@@ -29,8 +32,8 @@ Int32 check(lumoraLive& session, Int32 mask) {
     ++session.checkCount;
     Int32 flags = 0;
     session.checkOthersTime.start();
-    if ((mask & CHECK_CAMERA) && updateCamera(session.renderTarget, renderCamera(session.sendDoc), globals().unitScale,
-                                              session.renderWidth, session.renderHeight))
+    if ((mask & CHECK_CAMERA) &&
+        updateCamera(session, renderCamera(session.sendDoc), *singletons().renderSettings, false))
         flags |= UPDATE_CAMERA;
     session.checkOthersTime.end();
     if ((mask & CHECK_MATERIALS) && !globals().converting) {

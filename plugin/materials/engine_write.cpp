@@ -90,7 +90,15 @@ bool setFloat2IfChanged(ApiNode* node, PinId pin, Float2 value) {
 }
 
 bool setFloat3IfChanged(ApiNode* node, PinId pin, Float3 value) {
-    return node && node->hasPin(pin) && !(node->getPinFloat3(pin) == value) && node->setPinValue(pin, value, true);
+    if (!node || !node->hasPin(pin)) return false;
+    // An animation ends with the write, also where its first sample is the value.
+    if (node->getPinFloat3(pin) == value && !isPinAnimated(node, pin)) return false;
+    return node->setPinValue(pin, value, true);
+}
+
+bool isPinAnimated(const ApiNode* node, PinId pin) {
+    const ApiNode* value = node && node->hasPin(pin) ? node->inputNode(pin) : nullptr;
+    return value && value->type() == NT_FLOAT && value->getSampleCount(A_VALUE) > 1;
 }
 
 bool setInt2IfChanged(ApiNode* node, PinId pin, Int2 value) {
@@ -218,6 +226,28 @@ void evaluateItem(ApiItem* item) {
 
 void unfoldGraph(ApiNodeGraph* graph, bool recurse) {
     if (graph) graph->unfold(recurse);
+}
+
+bool setFpsIfChanged(float fps) {
+    if (!(fps > 0) || Lumora::ApiRenderEngine::fps() == fps) return false;
+    Lumora::ApiRenderEngine::setFps(fps);
+    return true;
+}
+
+bool setTimeIfChanged(float seconds) {
+    auto& root = ApiProjectManager::rootNodeGraph();
+    if (root.time() == seconds) return false;
+    root.updateTime(seconds, true);
+    return true;
+}
+
+bool ownedDirectly(const ApiItem* item, const ApiNodeGraph& graph) {
+    if (!item) return false;
+    Lumora::ApiItemArray items;
+    graph.getOwnedItems(items);
+    for (std::size_t i = 0; i < items.size(); ++i)
+        if (items.get(i) == item) return true;
+    return false;
 }
 
 bool ownedBy(const ApiItem* item, const ApiNodeGraph& graph) {

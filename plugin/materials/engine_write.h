@@ -53,6 +53,8 @@ bool setFloatIfChanged(ApiNode* node, PinId pin, float value);
 bool setFloat2IfChanged(ApiNode* node, PinId pin, Float2 value);
 bool setFloat3IfChanged(ApiNode* node, PinId pin, Float3 value);
 bool setInt2IfChanged(ApiNode* node, PinId pin, Int2 value);
+/// Whether the value node on the pin holds samples over time.
+bool isPinAnimated(const ApiNode* node, PinId pin);
 
 /// A number on a texture pin: the NT_TEX_FLOAT inside it.
 bool setFloatNode(ApiNode* node, PinId pin, float value);
@@ -110,9 +112,14 @@ std::uint64_t destroyCount();
 
 /// Applies what was written with `evaluate` off: dynamic pins come and go.
 void evaluateItem(ApiItem* item);
+/// Rate and time of the project: frames a second, seconds.
+bool setFpsIfChanged(float fps);
+bool setTimeIfChanged(float seconds);
 /// Lays the graph out for the node graph window.
 void unfoldGraph(ApiNodeGraph* graph, bool recurse);
 
+/// Whether the graph itself owns `item`: nothing inside pins or nested graphs. `item` is compared only and may be gone.
+bool ownedDirectly(const ApiItem* item, const ApiNodeGraph& graph);
 /// Whether `item` stands in `graph` at any depth, inside pins included.
 bool ownedBy(const ApiItem* item, const ApiNodeGraph& graph);
 

@@ -29,9 +29,7 @@ Float RenderSettings::imagerExposure() const {
     return converted;
 }
 
-/// The LUT node is there while its file is.
-bool RenderSettings::applyLut(ApiNode* imager) {
-    const String name = text(SETTING_LUT_FILE);
+bool RenderSettings::applyLutFile(ApiNode* imager, const String& name) {
     if (name.IsEmpty()) return disconnectPin(imager, P_LUT);
     Filename file;
     const Filename folder = doc_ ? doc_->GetDocumentPath() : Filename();
@@ -54,7 +52,7 @@ bool RenderSettings::writeGroupPins(ApiNode* node, SettingGroup group, PinHome h
         const SettingRow& row = settingRows()[i];
         if (row.group != group || row.home != home || row.pass) continue;
         if (row.type == SettingType::File)
-            changed |= applyLut(node);
+            changed |= applyLutFile(node, text(SETTING_LUT_FILE));
         else if (row.pin == 0)
             continue;
         else if (row.type == SettingType::Colour)
@@ -66,13 +64,14 @@ bool RenderSettings::writeGroupPins(ApiNode* node, SettingGroup group, PinHome h
 }
 
 bool RenderSettings::applyImager() {
+    if (imagerOverridden) return false;
     ApiNode* node = createImagerNode();
     return node && writeGroupPins(node, SettingGroup::Imager, PinHome::Group);
 }
 
 bool RenderSettings::applyPost() {
     ApiNode* rt = target();
-    if (!rt) return false;
+    if (!rt || postOverridden) return false;
     // Off is what a target without the node shows: it is made when it is first wanted.
     const bool on = flag(SETTING_POST_ENABLED);
     ApiNode* node = on ? createPostNode() : rt->connectedNode(P_POST_PROCESSING);

@@ -14,9 +14,6 @@
 
 namespace lumora {
 
-class SessionWindow;
-struct PluginPrefs;
-
 /// Of the three the one that the row's type names counts.
 struct SettingValue {
     Float number = 0;
@@ -46,6 +43,8 @@ public:
     /// Samples per pixel of the kernel in force.
     Int32 maxSamples() const;
     Vector environmentColour() const { return colour(SETTING_ENVIRONMENT_COLOR); }
+    /// Version that wrote what the record was read from.
+    Int32 storedVersion() const { return storedVersion_; }
     /// Alpha channel of the kernel that was written last.
     bool alphaChannel() const { return alphaChannel_; }
 
@@ -77,9 +76,6 @@ public:
     /// Everything that the document stores is dropped; record and container get the defaults.
     bool restoreDefaults();
 
-    /// Shows every value in its control of the settings dialog. Main thread.
-    void writeToDialog(SessionWindow& dialog) const;
-
     // --- Engine -----------------------------------------------------------------------------------------------------
     // Each finds the render target first and does nothing without one. True: something was written.
     // kernel_nodes.cpp:
@@ -91,6 +87,8 @@ public:
     bool applyKernelSettings();
     // imager_nodes.cpp:
     bool applyImager();
+    /// The imager's LUT node stands while `name` leads to a file from the document's folder.
+    bool applyLutFile(ApiNode* imager, const String& name);
     /// Tells the dialogs what changed.
     bool applyPost();
     // pass_nodes.cpp:
@@ -102,12 +100,13 @@ public:
     bool setLayerPass(bool on, Int32 layerId, bool invert);
     /// Adaptive sampling needs the noise pass, whether the user wants to see it or not.
     bool setNoisePass(bool on);
-    /// All of it, as a send does: on that target, or where it hangs already when null. Of the preferences those of the
-    /// engine's memory; null leaves these alone.
-    bool apply(ApiNode* renderTarget, const PluginPrefs* prefs);
+    /// All of it, as a send does.
+    bool applyAll();
 
     /// Where the nodes hang; when null or gone the first one of the project is taken.
     ApiNode* renderTarget = nullptr;
+    /// The render camera's tag has taken over these nodes: the record leaves them alone.
+    bool imagerOverridden = false, postOverridden = false;
     /// Pin of the pass that the Live Viewer shows, which no switch turns off; 0: the picture.
     Int32 shownPassPin = 0;
 
@@ -116,7 +115,6 @@ private:
     bool applyGroup(SettingGroup group);
     ApiNode* target();
     Float imagerExposure() const;
-    bool applyLut(ApiNode* imager);
     bool writeGroupPins(ApiNode* node, SettingGroup group, PinHome home);
     bool writeLightIds(ApiNode* kernel, SettingGroup group, PinId pin);
     bool writePasses(ApiNode* passes);

@@ -7,7 +7,6 @@
 
 #include "plugin/materials/engine_write.h"
 #include "plugin/render/pass_table.h"
-#include "plugin/render/settings_controls.h"
 
 namespace lumora {
 
@@ -116,8 +115,8 @@ const KernelRow kKernelRows[] = {
      T::Float,
      P_RAY_EPSILON,
      {3009, 0.0001, 0.001},
-     {3062, 0.1},
-     {3082, 0.1},
+     {3062, 0.1, 0.0001},
+     {3082, 0.1, 0.0001},
      "Ray epsilon",
      0.0000001,
      1000},
@@ -348,7 +347,6 @@ void addPasses(std::vector<SettingRow>& rows) {
     for (std::size_t i = first; i < rows.size(); ++i)
         rows[i].element =
             kFirstPassElement + static_cast<Int32>(std::lower_bound(ids.begin(), ids.end(), rows[i].id) - ids.begin());
-    for (std::size_t i = 0; i < first; ++i) rows[i].element = controlOf(rows[i]);
 }
 
 // --- Look-ups -------------------------------------------------------------------------------------------------------

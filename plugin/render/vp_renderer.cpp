@@ -192,6 +192,9 @@ RenderResult LumoraVpRenderer::openInner(const BaseVideoPost& node, VideoPostStr
     settings_->readFromDocument(true);
     if (data.GetBool(VP_OVERRIDE_KERNEL)) settings_->readFromContainer(data);
 
+    live.motion.finalMotionMode = data.GetInt32(VP_MOTION_BLUR, FINAL_MOTION_OFF);
+    live.motion.subframes = static_cast<Float32>(std::max(data.GetFloat(VP_MOTION_RATE, 1.0), 0.01));
+
     frameStart_ = GeGetMilliSeconds();
     const Float limit = data.GetFloat(VP_TIME_LIMIT);
     if (!frameSend(node, vps)) {

@@ -1,4 +1,5 @@
 #include "host/io/import/material.h"
+#include "host/shading/projection.h"
 
 #include <algorithm>
 #include <cmath>
@@ -176,7 +177,11 @@ BaseObject* makeCamera(const CameraDescription& d) {
     BaseContainer& data = *camera->GetDataInstance();
     if (d.parallel) {
         data.SetInt32(CAMERA_PROJECTION, 1);
-        if (d.width > 0 && std::isfinite(d.width)) data.SetFloat(CAMERA_ZOOM, d.width);
+        if (d.width > 0 && std::isfinite(d.width)) {
+            // A focus as far away as the view is wide keeps the zoom near one.
+            data.SetFloat(CAMERAOBJECT_TARGETDISTANCE, 2 * d.width);
+            data.SetFloat(CAMERA_ZOOM, ParallelViewZoom(d.width, 2 * d.width));
+        }
         return camera;
     }
     data.SetInt32(CAMERA_PROJECTION, 0);

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "host/shading/projection.h"
 #include "tests/host/import/gltf_builder.h"
 
 namespace host::test {
@@ -83,7 +84,9 @@ TEST(GltfScene, CamerasLookTheSameWayAndTheFirstOneIsUsed) {
     EXPECT_NEAR(data->GetFloat(CAMERAOBJECT_FOV_VERTICAL), 1.0, 1e-9);
     EXPECT_NEAR(data->GetFloat(CAMERAOBJECT_APERTURE) / 2 / data->GetFloat(CAMERA_FOCUS), 1.5 * std::tan(0.5), 1e-9);
     EXPECT_EQ(cameras[1]->GetDataInstance()->GetInt32(CAMERA_PROJECTION), 1);
-    EXPECT_NEAR(cameras[1]->GetDataInstance()->GetFloat(CAMERA_ZOOM), 600, 1e-9);
+    const BaseContainer* parallel = cameras[1]->GetDataInstance();
+    EXPECT_NEAR(ParallelViewWidth(parallel->GetFloat(CAMERA_ZOOM), parallel->GetFloat(CAMERAOBJECT_TARGETDISTANCE)),
+                600, 1e-6);
 }
 
 TEST(GltfScene, PunctualLightsKeepTheirRadiantIntensity) {

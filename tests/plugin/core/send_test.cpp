@@ -6,7 +6,6 @@
 #include "plugin/core/object_check.h"
 #include "plugin/core/object_link.h"
 #include "plugin/core/singletons.h"
-#include "tests/plugin/support/graph_content.h"
 #include "tests/plugin/support/plugin_test.h"
 
 namespace lumora::test {
@@ -82,14 +81,14 @@ TEST_F(SendTest, MovableObjectsAreSentOneByOneUnlessAllSlotsAreAsked) {
 TEST_F(SendTest, SecondSendMakesTheSameGraphAndLeaksNoItems) {
     BaseDocument* document = makeLitCube();
     startLive(document);
-    const std::string first = graphContent(Engine::getRenderTargetNode());
+    const std::string first = describeGraph(Engine::getRenderTargetNode());
     const std::size_t items = projectItems();
     ASSERT_FALSE(first.empty());
     for (int i = 0; i < 5; ++i) {
         live().stopRender();
         EXPECT_EQ(live().state(), LiveState::Idle);
         startLive(document);
-        EXPECT_EQ(graphContent(Engine::getRenderTargetNode()), first);
+        EXPECT_EQ(describeGraph(Engine::getRenderTargetNode()), first);
         EXPECT_EQ(projectItems(), items);
     }
 }
@@ -97,7 +96,7 @@ TEST_F(SendTest, SecondSendMakesTheSameGraphAndLeaksNoItems) {
 TEST_F(SendTest, BreakBeforeMaterialsEndsFinishedAndTheNextSendIsWhole) {
     BaseDocument* document = makeLitCube();
     startLive(document);
-    const std::string whole = graphContent(Engine::getRenderTargetNode());
+    const std::string whole = describeGraph(Engine::getRenderTargetNode());
     bool breakNow = true;
     onStatus = [&](const String& text) {
         if (breakNow && text.Find("Creating materials") >= 0) globals().breakSend = true;
@@ -111,7 +110,7 @@ TEST_F(SendTest, BreakBeforeMaterialsEndsFinishedAndTheNextSendIsWhole) {
 
     breakNow = false;
     startLive(document);
-    EXPECT_EQ(graphContent(Engine::getRenderTargetNode()), whole);
+    EXPECT_EQ(describeGraph(Engine::getRenderTargetNode()), whole);
 }
 
 TEST_F(SendTest, StopAndResetEmptiesTheProjectButNotInTheMiddleOfASend) {

@@ -23,7 +23,7 @@ protected:
         settings.setDocument(document, true);
         settings.renderTarget = target;
         settings.setKernel(KERNEL_PATH, false);
-        settings.apply(nullptr, nullptr);
+        settings.applyAll();
         Lumora::ApiWriteJournal::reset();
     }
     void TearDown() override {
@@ -63,7 +63,7 @@ TEST_F(PassNodesTest, TheNodeIsThereWhilePassesAreOnAndASwitchIs) {
 
     Lumora::ApiWriteJournal::reset();
     EXPECT_FALSE(settings.applyPasses(false));
-    EXPECT_FALSE(settings.apply(nullptr, nullptr));
+    EXPECT_FALSE(settings.applyAll());
     EXPECT_EQ(writes(), 0u) << "nothing changed, nothing is written";
     settings.setPass("", Lumora::RP_Z_DEPTH, false, true);
     EXPECT_FALSE(passes()) << "every switch is off";
@@ -78,7 +78,7 @@ TEST_F(PassNodesTest, AdaptiveSamplingHoldsTheNoisePassOn) {
     passesOn(true);
     EXPECT_EQ(switchesOn(), 2);
     Lumora::ApiWriteJournal::reset();
-    EXPECT_FALSE(settings.apply(nullptr, nullptr));
+    EXPECT_FALSE(settings.applyAll());
     EXPECT_EQ(writes(), 0u);
     passesOn(false);
     ASSERT_TRUE(passes());

@@ -9,7 +9,6 @@
 #include "plugin/core/ids.h"
 #include "plugin/core/singletons.h"
 #include "plugin/render/render_settings.h"
-#include "tests/plugin/support/graph_content.h"
 #include "tests/plugin/support/plugin_test.h"
 
 namespace lumora::test {
@@ -92,10 +91,10 @@ TEST_F(VpRendererTest, EightBitPictureIsReadyForDisplay) {
 TEST_F(VpRendererTest, LiveRenderStandsBackAndStartsAnewAfterwards) {
     BaseDocument* document = litCube("4");
     startLive(document, kWidth, kHeight);
-    const std::string graph = graphContent(Lumora::ApiRenderEngine::getRenderTargetNode());
+    const std::string graph = describeGraph(Lumora::ApiRenderEngine::getRenderTargetNode());
     ASSERT_EQ(render(document).result, RenderResult::Ok);
     startLive(document, kWidth, kHeight);
-    EXPECT_EQ(graphContent(Lumora::ApiRenderEngine::getRenderTargetNode()), graph);
+    EXPECT_EQ(describeGraph(Lumora::ApiRenderEngine::getRenderTargetNode()), graph);
 }
 
 TEST_F(VpRendererTest, SecondFinalRenderIsRefusedAndLeavesTheFirstAlone) {
