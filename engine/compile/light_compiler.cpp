@@ -15,7 +15,7 @@ float emittedMean(const Shading& shading, MaterialId id) {
         const float t = clamp01(average(shading.textures.mean(m.amount)));
         return lerp(emittedMean(shading, m.first), emittedMean(shading, m.second), t);
     }
-    if (m.kind != MaterialKind::Diffuse || m.emission == kNoEmission) return 0.0f;
+    if (m.kind == MaterialKind::Clear || m.emission == kNoEmission) return 0.0f;
     const Emission& e = shading.emissions[m.emission];
     const Float3 color = e.color == kNoTexture ? splat(1.0f) : shading.textures.mean(e.color);
     return std::max(luminance(e.scale * color), 1e-6f);

@@ -73,11 +73,15 @@ Kernel readKernel(const NodeTable& nodes, const NodeRecord& target) {
     if (k.path) {
         k.diffuseDepth = std::clamp(nodes.integer(*node, P_MAX_DIFFUSE_DEPTH, 8), 1, 1024);
         k.glossyDepth = std::clamp(nodes.integer(*node, P_MAX_GLOSSY_DEPTH, 24), 1, 1024);
+        k.specularDepth = k.glossyDepth;
+        k.causticBlur = std::clamp(nodes.number(*node, P_CAUSTIC_BLUR, 0.02f), 0.0f, 1.0f);
         const float clampAt = nodes.number(*node, P_GI_CLAMP, 1e6f);
         k.giClamp = clampAt > 0.0f ? clampAt : 1e6f;
     } else {
         k.diffuseDepth = std::clamp(nodes.integer(*node, P_DIFFUSE_DEPTH, 2), 1, 1024);
         k.glossyDepth = std::clamp(nodes.integer(*node, P_GLOSSY_DEPTH, 2), 1, 1024);
+        k.specularDepth = std::clamp(nodes.integer(*node, P_SPECULAR_DEPTH, 5), 1, 1024);
+        k.causticBlur = 0.0f;
         k.aoDistance = std::max(nodes.number(*node, P_AO_DISTANCE, 3.0f), 0.0f);
         switch (nodes.integer(*node, P_GI_MODE, 3)) {
             case 4:

@@ -16,10 +16,36 @@ float beyond(const Hit& hit, const Surface& surface) {
 
 }  // namespace
 
+/// Where a path stands.
+struct Integrator::Path {
+    Ray ray;
+    Float3 throughput{1, 1, 1};
+    LightQuery previous;   ///< of the point that the ray left
+    float bsdfPdf = 0.0f;  ///< of the ray's direction
+    bool specular = true;  ///< the ray's direction could not have been found by sampling lights
+    bool straight = true;  ///< what is seen counts as seen directly for the alpha channel
+    int depth = 0;
+    int diffuse = 0, glossy = 0, mirrored = 0;  ///< bounces of each kind
+    RayKind kind = RayKind::Camera;
+    PathState state;
+
+    /// Light that lights sampled at the first surface cannot hold any more: the part that may be clamped.
+    bool indirect() const { return diffuse + glossy > (specular ? 0 : 1); }
+    Lobes allowed(int maxDiffuse, int maxGlossy, int maxSpecular) const {
+        Lobes lobes = kTransmissionLobe;
+        if (diffuse < maxDiffuse) lobes |= kDiffuseLobe;
+        if (glossy + mirrored < maxGlossy) lobes |= kGlossyLobe;
+        if (glossy + mirrored < maxSpecular) lobes |= kSpecularLobe;
+        return lobes;
+    }
+};
+
 Integrator::Integrator(const RenderScene& scene) : scene_(scene), choice_(scene) {
     const Kernel& k = scene.kernel;
-    maxDepth_ = std::max(k.diffuseDepth, 1);
-    if (!k.path && k.directMode != DirectMode::Diffuse) maxDepth_ = 1;
+    maxDiffuse_ = std::max(k.diffuseDepth, 1);
+    maxGlossy_ = std::max(k.glossyDepth, 1);
+    maxSpecular_ = std::max(k.specularDepth, 1);
+    if (!k.path && k.directMode != DirectMode::Diffuse) maxDiffuse_ = 1;
     occlusionOnly_ = !k.path && k.directMode == DirectMode::AmbientOcclusion;
     passing_ = scene.shading->transparent || scene.geometry->restricted;
 }
@@ -29,40 +55,46 @@ Float3 Integrator::clampIndirect(Float3 c) const {
     return m > scene_.kernel.giClamp ? c * (scene_.kernel.giClamp / m) : c;
 }
 
-float Integrator::transmittance(Ray ray) const {
-    if (!passing_) return occluded(*scene_.geometry, ray) ? 0.0f : 1.0f;
-    float result = 1.0f;
+Float3 Integrator::transmittance(Ray ray) const {
+    if (!passing_) return occluded(*scene_.geometry, ray) ? Float3{} : splat(1.0f);
+    Float3 result = splat(1.0f);
     for (int i = 0; i < kMaxPassed; ++i) {
         const Hit hit = intersect(*scene_.geometry, ray);
         if (!hit.valid()) return result;
         const Surface surface = surfaceAt(scene_, hit, ray);
         if (surface.layer.shadowVisible) {
-            const bool byAlpha = scene_.kernel.alphaShadows || scene_.shading->materials[surface.material].opaque;
-            result *= 1.0f - (byAlpha ? opacityOf(scene_, surface.material, surface) : 1.0f);
-            if (!(result > 1e-4f)) return 0.0f;
+            result *= shadowPass(scene_, surface.material, surface, ray.direction);
+            if (!(maxComponent(result) > 1e-4f)) return {};
         }
         ray.tmin = beyond(hit, surface);
         if (!(ray.tmin < ray.tmax)) return result;
     }
-    return 0.0f;
+    return {};
 }
 
-Float3 Integrator::directLight(const Surface& surface, Float3 albedo, Sampler& sampler) const {
+Float3 Integrator::directLight(const Surface& surface, const LightQuery& query, const Bsdf& bsdf,
+                               Sampler& sampler) const {
     const auto u = sampler.next4();
-    const Float3 from = surface.position + surface.normal * surface.offset;
-    const LightSample light = sampleLight(scene_, choice_, choice_.query(surface, from, false), u.data());
+    const LightSample light = sampleLight(scene_, choice_, query, u.data());
     if (!(light.pdf > 0.0f) || isBlack(light.radiance)) return {};
-    const float cosine = dot(surface.shadingNormal, light.direction);
-    if (!(cosine > 0.0f) || !(dot(surface.normal, light.direction) > 0.0f)) return {};
+    Lobes which = 0;
+    if (light.onDiffuse) which |= kDiffuseLobe;
+    if (light.onSpecular) which |= kGlossyLobe;
+    float pdf;
+    const Float3 f = bsdf.evaluate(light.direction, pdf, which);
+    if (isBlack(f)) return {};
     // With ambient occlusion the environment shines through what is further away. The short rays do not reach every
-    // other light, so there light sampling stands alone.
-    const bool alone = occlusionOnly_ && !light.environment;
-    const float weight = alone ? 1.0f : powerHeuristic(light.pdf, cosine * kInvPi);
-    const Float3 value = albedo * light.radiance * (cosine * kInvPi * weight / light.pdf);
+    // other light, so there light sampling stands alone; as it does where rays may be blocked that light samples are
+    // not.
+    const bool alone = (occlusionOnly_ && !light.environment) || !light.castsShadows;
+    const float weight = alone ? 1.0f : powerHeuristic(light.pdf, pdf);
+    const Float3 value = f * light.radiance * (weight / light.pdf);
+    if (!light.castsShadows) return value;
+    const bool above = dot(surface.normal, light.direction) > 0.0f;
+    const Float3 origin = above ? query.position : surface.position - surface.normal * surface.offset;
     float reach = light.distance * (1.0f - 0x1p-13f);
     if (occlusionOnly_ && light.environment) reach = scene_.kernel.aoDistance;
-    if (!light.onDiffuse) return {};
-    return light.castsShadows ? value * transmittance({from, light.direction, 0.0f, reach}) : value;
+    return value * transmittance({origin, light.direction, 0.0f, reach});
 }
 
 PixelSample Integrator::background(const Ray& ray) const {
@@ -76,93 +108,120 @@ PixelSample Integrator::background(const Ray& ray) const {
     return s;
 }
 
-Float3 Integrator::environmentHit(const LightQuery& query, Float3 direction, float bsdfPdf) const {
-    const SkyLight light = skyLight(scene_, choice_, query, direction);
-    Float3 r = light.environment * powerHeuristic(bsdfPdf, light.environmentPdf);
-    if (!(occlusionOnly_ && light.sunPdf > 0.0f)) r += light.sun * powerHeuristic(bsdfPdf, light.sunPdf);
+Float3 Integrator::environmentHit(const Path& path) const {
+    const SkyLight light = skyLight(scene_, choice_, path.previous, path.ray.direction);
+    if (path.specular) return light.environment + light.sun;
+    Float3 r = light.environment * powerHeuristic(path.bsdfPdf, light.environmentPdf);
+    if (!(occlusionOnly_ && light.sunPdf > 0.0f)) r += light.sun * powerHeuristic(path.bsdfPdf, light.sunPdf);
     return r;
 }
 
-PixelSample Integrator::trace(Ray ray, Sampler& sampler) const {
+bool Integrator::passes(const Path& path, const Surface& surface, Sampler& sampler) const {
+    if (path.depth == 0 && !surface.layer.cameraVisible) return true;
+    if (!passing_ || (scene_.shading->materials[surface.material].opaque && surface.layer.opacity >= 1.0f)) return false;
+    const float opacity = opacityOf(scene_, surface.material, surface);
+    return opacity < 1.0f && sampler.next1() >= opacity;
+}
+
+/// What a surface emits towards the path, as much of it as light sampling does not find.
+Float3 Integrator::emittedAlong(const Path& path, const Hit& hit, const Surface& surface) const {
+    const Float3 emitted =
+        emittedRadiance(scene_, surface.material, surface, -path.ray.direction, path.kind, path.previous.mask);
+    if (path.specular || isBlack(emitted)) return emitted;
+    const float pdf = emitterPdf(scene_, choice_, path.previous, hit, surface);
+    if (occlusionOnly_) return pdf > 0.0f ? Float3{} : emitted;
+    return emitted * powerHeuristic(path.bsdfPdf, pdf);
+}
+
+/// Adds the direct light of a surface to the result and sends the path on. False: it ends here.
+bool Integrator::scatter(Path& path, const Hit& hit, Surface& surface, Sampler& sampler, PixelSample& result) const {
     const Kernel& kernel = scene_.kernel;
-    const TextureTable& textures = scene_.shading->textures;
+    const bool affectAlpha = scene_.shading->materials[surface.material].affectAlpha;
+    Bsdf bsdf = makeBsdf(scene_, hit, surface, -path.ray.direction, path.state, sampler);
+    if (path.depth == 0) {
+        if (isBlack(result.albedo)) result.albedo = clamp01(bsdf.albedo());
+        result.normal = surface.shadingNormal;
+    }
+    bsdf.restrict(path.allowed(maxDiffuse_, maxGlossy_, maxSpecular_));
+    if (bsdf.black()) return false;
+    path.throughput *= path.state.spectrum;
+    const Float3 above = surface.position + surface.normal * surface.offset;
+    const LightQuery query = choice_.query(surface, above, bsdf.lobes() & kTransmissionLobe);
+    if (choice_.any() && bsdf.finite()) {
+        const Float3 light = path.throughput * directLight(surface, query, bsdf, sampler);
+        const bool first = path.diffuse + path.glossy == 0;
+        result.color += first ? light : clampIndirect(light);
+        if (first) result.direct += light;
+    }
+    const auto u = sampler.next4();
+    const BsdfSample s = bsdf.sample(u.data());
+    if (isBlack(s.weight)) return false;
+    path.throughput *= s.weight;
+    ++path.depth;
+    path.specular = s.specular();
+    path.bsdfPdf = s.pdf;
+    path.straight = path.straight && s.specular() && s.transmitted() && affectAlpha;
+    path.kind = RayKind::Specular;
+    if (s.lobe & kDiffuseLobe) {
+        ++path.diffuse;
+        path.kind = RayKind::Diffuse;
+        path.state.minAlpha = kernel.causticBlur;
+    } else if (s.specular()) {
+        ++path.mirrored;
+    } else {
+        ++path.glossy;
+    }
+    if (path.depth > 2 && kernel.terminationPower > 0.0f) {
+        const float exponent = kernel.terminationPower / 0.3f, strength = maxComponent(path.throughput);
+        const float survival = std::clamp(exponent == 1.0f ? strength : std::pow(strength, exponent), 0.05f, 1.0f);
+        if (u[3] >= survival) return false;
+        path.throughput *= 1.0f / survival;
+    }
+    path.previous = query;
+    const bool up = dot(surface.normal, s.direction) > 0.0f;
+    path.ray = {up ? above : surface.position - surface.normal * surface.offset, s.direction, 0.0f, kInfinity,
+                s.specular() ? path.ray.footprint.after(hit.t) : path.ray.footprint.scattered(hit.t, s.pdf)};
+    if (occlusionOnly_ && (s.lobe & kDiffuseLobe)) path.ray.tmax = kernel.aoDistance;
+    return true;
+}
+
+PixelSample Integrator::trace(Ray ray, Sampler& sampler) const {
     PixelSample result;
-    Float3 throughput = splat(1.0f);
-    LightQuery previous;
-    float bsdfPdf = 0.0f;
-    int depth = 0;
-    // Light after a number of bounces.
-    const auto add = [&](Float3 light, int bounces) {
-        result.color += bounces > 1 ? clampIndirect(light) : light;
-        if (bounces <= 1) result.direct += light;
+    Path path;
+    path.ray = ray;
+    const auto add = [&](Float3 light) {
+        const bool indirect = path.indirect();
+        result.color += indirect ? clampIndirect(light) : light;
+        if (!indirect) result.direct += light;
     };
     for (int passed = 0; passed < kMaxPassed;) {
-        const Hit hit = intersect(*scene_.geometry, ray);
+        const Hit hit = intersect(*scene_.geometry, path.ray);
         if (!hit.valid()) {
-            if (depth == 0) return background(ray);
-            add(throughput * environmentHit(previous, ray.direction, bsdfPdf), depth);
+            if (path.straight) {
+                const PixelSample behind = background(path.ray);
+                add(path.throughput * behind.color);
+                result.alpha = behind.alpha;
+            } else {
+                add(path.throughput * environmentHit(path));
+            }
             break;
         }
-        Surface surface = surfaceAt(scene_, hit, ray);
-        const Material* material = &scene_.shading->materials[surface.material];
-        bool pass = depth == 0 && !surface.layer.cameraVisible;
-        if (!pass && passing_ && (!material->opaque || surface.layer.opacity < 1.0f)) {
-            const float opacity = opacityOf(scene_, surface.material, surface);
-            pass = opacity < 1.0f && sampler.next1() >= opacity;
-        }
-        if (pass) {
-            ray.tmin = beyond(hit, surface);
+        Surface surface = surfaceAt(scene_, hit, path.ray);
+        if (passes(path, surface, sampler)) {
+            path.ray.tmin = beyond(hit, surface);
             ++passed;
             continue;
         }
-        const Float3 emitted = emittedRadiance(scene_, surface.material, surface, -ray.direction,
-                                               depth == 0 ? RayKind::Camera : RayKind::Diffuse, previous.mask);
-        if (!isBlack(emitted)) {
-            float weight = 1.0f;
-            if (depth > 0) {
-                const float pdf = emitterPdf(scene_, choice_, previous, hit, surface);
-                weight = !occlusionOnly_ ? powerHeuristic(bsdfPdf, pdf) : pdf > 0.0f ? 0.0f : 1.0f;
-            }
-            add(throughput * emitted * weight, depth);
-        }
-        if (depth == 0) {
+        const Float3 emitted = emittedAlong(path, hit, surface);
+        if (path.depth == 0) {
             result.albedo = clamp01(emitted);
             result.normal = surface.shadingNormal;
             result.depth = hit.t;
         }
-        if (depth >= maxDepth_) break;
-
-        for (int nested = 0; material->kind == MaterialKind::Mix && nested < 16; ++nested) {
-            const float t = clamp01(textures.scalar(material->amount, surface.at));
-            material = &scene_.shading->materials[sampler.next1() < t ? material->second : material->first];
-        }
-        if (material->kind != MaterialKind::Diffuse) break;
-        applyNormal(scene_, hit, *material, surface);
-        const Float3 albedo = clamp01(textures.color(material->albedo, surface.at));
-        if (depth == 0) {
-            if (isBlack(emitted)) result.albedo = albedo;
-            result.normal = surface.shadingNormal;
-        }
-        if (isBlack(albedo)) break;
-
-        if (choice_.any()) add(throughput * directLight(surface, albedo, sampler), depth + 1);
-
-        const auto u = sampler.next4();
-        const Float3 local = sampleCosineHemisphere({u[0], u[1]});
-        const Float3 direction = Frame(surface.shadingNormal).toWorld(local);
-        bsdfPdf = local.z * kInvPi;
-        if (!(dot(direction, surface.normal) > 0.0f) || !(bsdfPdf > 0.0f)) break;
-        throughput *= albedo;
-        ++depth;
-        if (depth > 2 && kernel.terminationPower > 0.0f) {
-            const float exponent = kernel.terminationPower / 0.3f, strength = maxComponent(throughput);
-            const float survival = std::clamp(exponent == 1.0f ? strength : std::pow(strength, exponent), 0.05f, 1.0f);
-            if (u[2] >= survival) break;
-            throughput *= 1.0f / survival;
-        }
-        previous = choice_.query(surface, surface.position + surface.normal * surface.offset, false);
-        ray = {previous.position, direction, 0.0f, occlusionOnly_ ? kernel.aoDistance : kInfinity,
-               ray.footprint.scattered(hit.t, bsdfPdf)};
+        add(path.throughput * emitted);
+        // A short ray that met something has told all that it was sent for.
+        if (occlusionOnly_ && path.diffuse > 0) break;
+        if (!scatter(path, hit, surface, sampler, result)) break;
     }
     if (!isFinite(result.color)) result.color = result.direct = {};
     return result;

@@ -1,10 +1,12 @@
 // Light that arrives along a camera ray: path tracing and direct lighting.
 //
 // One loop serves both kernels: unidirectional path tracing with next-event estimation, the two techniques joined by
-// multiple importance sampling (Veach 1997), and Russian roulette. Direct lighting is a path of few bounces; with
-// ambient occlusion its last ray is short.
+// multiple importance sampling (Veach 1997), and Russian roulette. Bounces are counted by kind: a path that has had its
+// share of diffuse ones goes on by mirrors and glass alone. Direct lighting is a path of few bounces; with ambient
+// occlusion its diffuse rays are short.
 #pragma once
 
+#include "engine/render/bsdf.h"
 #include "engine/render/camera.h"
 #include "engine/render/lights.h"
 #include "engine/render/sampler.h"
@@ -29,15 +31,19 @@ public:
     PixelSample trace(Ray ray, Sampler& sampler) const;
 
 private:
-    float transmittance(Ray ray) const;
-    Float3 directLight(const Surface& surface, Float3 albedo, Sampler& sampler) const;
+    struct Path;
+    Float3 transmittance(Ray ray) const;
+    Float3 directLight(const Surface& surface, const LightQuery& query, const Bsdf& bsdf, Sampler& sampler) const;
     PixelSample background(const Ray& ray) const;
-    Float3 environmentHit(const LightQuery& query, Float3 direction, float bsdfPdf) const;
+    Float3 environmentHit(const Path& path) const;
     Float3 clampIndirect(Float3 c) const;
+    bool passes(const Path& path, const Surface& surface, Sampler& sampler) const;
+    Float3 emittedAlong(const Path& path, const Hit& hit, const Surface& surface) const;
+    bool scatter(Path& path, const Hit& hit, Surface& surface, Sampler& sampler, PixelSample& result) const;
 
     const RenderScene& scene_;
     LightChoice choice_;
-    int maxDepth_;
+    int maxDiffuse_, maxGlossy_, maxSpecular_;  ///< bounces of each kind
     bool occlusionOnly_ = false;  ///< bounced rays end at the ambient occlusion distance
     bool passing_ = false;        ///< some surface may let light pass
 };

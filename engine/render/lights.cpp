@@ -72,7 +72,7 @@ LightSample sampleEmitter(const RenderScene& scene, float chance, const LightQue
     const MaterialId id =
         scene.shading->slotMaterials[scene.geometry->meshSlot[instance.mesh] + mesh.material(polygon)];
     const Material& material = scene.shading->materials[id];
-    if (material.kind == MaterialKind::Diffuse && material.emission != kNoEmission) {
+    if (material.kind != MaterialKind::Mix && material.emission != kNoEmission) {
         const Emission& e = scene.shading->emissions[material.emission];
         if (!(e.idBit & query.mask)) return s;
         s.onDiffuse = e.onDiffuse;
@@ -152,7 +152,7 @@ float opacityOf(const RenderScene& scene, MaterialId id, const Surface& surface)
             o *= lerp(opacityOf(scene, m.first, plain), opacityOf(scene, m.second, plain), t);
             return o;
         }
-        case MaterialKind::Diffuse:
+        default:
             break;
     }
     return m.opacity == kNoTexture ? o : o * clamp01(scene.shading->textures.scalar(m.opacity, surface.at));

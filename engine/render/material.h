@@ -12,21 +12,79 @@ using MaterialId = std::uint32_t;
 
 enum class MaterialKind : std::uint8_t {
     Diffuse,
-    Mix,    ///< `second` by `amount`, else `first`
-    Clear,  ///< lets everything pass
+    Glossy,     ///< a dielectric layer over a diffuse one
+    Specular,   ///< clear: reflects and refracts
+    Metallic,
+    Toon,       ///< light in steps
+    Universal,  ///< all of these in one
+    Mix,        ///< `second` by `amount`, else `first`
+    Clear,      ///< lets everything pass
+};
+
+/// Distribution of a rough surface's microfacets.
+enum class BrdfModel : std::uint8_t {
+    Compensated,  ///< GGX, with the light that bounces between facets given back
+    Beckmann,
+    Ggx,
+    Ward,
+    CompensatedBeckmann,
+    Blinn,
+};
+
+/// How a metal's reflectance is told.
+enum class IndexMode : std::uint8_t {
+    Artistic,     ///< by its colour when seen head-on
+    IndexColor,   ///< the rise towards the edge from one complex index, tinted by the colour
+    SpectralIndex ///< a complex index for each channel
+};
+
+/// A value of a material: the texture where there is one, else the constant.
+struct MaterialInput {
+    Float3 value;
+    TextureId texture = kNoTexture;
+
+    Float3 color(const TextureTable& textures, const TextureContext& at) const {
+        return texture == kNoTexture ? value : textures.color(texture, at);
+    }
+    float scalar(const TextureTable& textures, const TextureContext& at) const {
+        return texture == kNoTexture ? average(value) : textures.scalar(texture, at);
+    }
+    bool none() const { return texture == kNoTexture && isBlack(value); }
 };
 
 struct Material {
     MaterialKind kind = MaterialKind::Diffuse;
-    bool smooth = true;              ///< shade with the mesh's normals
-    bool textured = false;           ///< some texture of it varies over the surface
-    bool opaque = true;              ///< opacity is one everywhere
-    TextureId albedo = kNoTexture;   ///< Diffuse; kNoTexture is black
-    TextureId opacity = kNoTexture;  ///< kNoTexture is one
+    bool smooth = true;  ///< shade with the mesh's normals
+    bool textured = false;   ///< some texture of it varies over the surface
+    bool opaque = true;      ///< opacity is one everywhere
+    bool matte = false;      ///< catches shadows and is otherwise not there
+    bool fakeShadows = false;  ///< shadow rays pass straight through what refracts
+    bool affectAlpha = false;  ///< what is seen by refraction counts as seen directly for the alpha channel
+    BrdfModel brdf = BrdfModel::Compensated;
+    IndexMode indexMode = IndexMode::Artistic;
+    TextureId opacity = kNoTexture;   ///< kNoTexture is one
     EmissionId emission = kNoEmission;
-    TextureId normal = kNoTexture;  ///< tangent space, 0.5 is zero
-    TextureId amount = kNoTexture;  ///< Mix
+    TextureId normal = kNoTexture;    ///< tangent space, 0.5 is zero
+    TextureId bump = kNoTexture;      ///< height; one is kBumpHeight metres
+    TextureId amount = kNoTexture;    ///< Mix
     MaterialId first = 0, second = 0;
+
+    MaterialInput albedo;        ///< diffuse reflectance
+    MaterialInput transmission;  ///< Diffuse: diffuse light to the other side; Specular, Universal: refraction
+    MaterialInput specular;      ///< tint of mirror-like reflection
+    MaterialInput specularMap;   ///< factor on a metal's reflection
+    MaterialInput metallic;      ///< Universal
+    MaterialInput roughness, rotation, filmWidth;
+    MaterialInput sheen, sheenRoughness, coating, coatingRoughness;
+    MaterialInput toonOutline;
+    TextureId indexMap = kNoTexture;  ///< takes the place of `index`
+    TextureId toonDiffuse = kNoTexture, toonSpecular = kNoTexture;
+    float index = 1.3f, coatingIndex = 1.5f, filmIndex = 1.45f;
+    float dispersion = 0.0f;  ///< Cauchy's second coefficient, square micrometres
+    float anisotropy = 0.0f;
+    float edgeRadius = 0.0f;   ///< metres
+    float outlineWidth = 0.3f;
+    Float3 metalIndex{1.3f, 1.3f, 1.3f}, metalExtinction;  ///< for red, green, blue
 };
 
 }  // namespace Lumora::engine

@@ -32,7 +32,9 @@ struct Kernel {
     bool path = true;  ///< path tracing, else direct lighting
     DirectMode directMode = DirectMode::AmbientOcclusion;
     std::uint32_t maxSamples = 128;
-    int diffuseDepth = 8, glossyDepth = 24;
+    int diffuseDepth = 8, glossyDepth = 24;  ///< bounces
+    int specularDepth = 24;                  ///< bounces by mirrors and clear glass, glossy ones counted in
+    float causticBlur = 0.02f;               ///< least width of facet distributions after a diffuse bounce
     float aoDistance = 3.0f;
     float filterSize = 1.2f;   ///< pixels; 1 and less is a box
     float rayEpsilon = 1e-4f;  ///< metres

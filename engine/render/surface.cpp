@@ -191,13 +191,20 @@ Surface surfaceAt(const RenderScene& scene, const Hit& hit, const Ray& ray) {
     return s;
 }
 
-void applyNormal(const RenderScene& scene, const Hit& hit, const Material& material, Surface& surface) {
-    if (!material.smooth) surface.shadingNormal = surface.normal;
-    if (material.normal == kNoTexture || hit.plane()) return;
+namespace {
+
+/// Directions in which the first two texture coordinates grow, in world space. False where there are none.
+bool uvDirections(const RenderScene& scene, const Hit& hit, Float3& dpdu, Float3& dpdv) {
     const Geometry& g = *scene.geometry;
+    if (hit.plane()) {
+        const Plane& plane = g.planes[hit.instance - Hit::kPlane];
+        dpdu = plane.tangent;
+        dpdv = plane.bitangent;
+        return true;
+    }
     const Instance& instance = g.instances[hit.instance];
     const CompiledMesh& mesh = *g.meshes[instance.mesh];
-    if (!mesh.uvs[0]) return;
+    if (!mesh.uvs[0]) return false;
     const Interpolation in = interpolationAt(mesh, hit.polygon, hit.u, hit.v);
     std::uint32_t pi[3], ti[3];
     lookUp(*mesh.vertexIndices, in.corner, pi);
@@ -205,10 +212,29 @@ void applyNormal(const RenderScene& scene, const Hit& hit, const Material& mater
     const std::vector<Float3>&p = *mesh.vertices, &t = *mesh.uvs[0];
     const Float3 e1 = p[pi[1]] - p[pi[0]], e2 = p[pi[2]] - p[pi[0]], d1 = t[ti[1]] - t[ti[0]], d2 = t[ti[2]] - t[ti[0]];
     const float det = d1.x * d2.y - d1.y * d2.x;
-    if (!(std::abs(det) > 1e-20f)) return;
-    // The map's axes follow the directions in which u and v grow.
-    const Float3 dpdu = transformVector(instance.toWorld, (e1 * d2.y - e2 * d1.y) * (1.0f / det));
-    const Float3 dpdv = transformVector(instance.toWorld, (e2 * d1.x - e1 * d2.x) * (1.0f / det));
+    if (!(std::abs(det) > 1e-20f)) return false;
+    dpdu = transformVector(instance.toWorld, (e1 * d2.y - e2 * d1.y) * (1.0f / det));
+    dpdv = transformVector(instance.toWorld, (e2 * d1.x - e1 * d2.x) * (1.0f / det));
+    return true;
+}
+
+}  // namespace
+
+Float3 tangentAt(const RenderScene& scene, const Hit& hit, const Surface& surface) {
+    Float3 dpdu, dpdv;
+    const Float3 n = surface.shadingNormal;
+    if (uvDirections(scene, hit, dpdu, dpdv)) {
+        const Float3 tangent = normalize(dpdu - n * dot(n, dpdu));
+        if (tangent != Float3{}) return tangent;
+    }
+    return Frame(n).s;
+}
+
+void applyNormal(const RenderScene& scene, const Hit& hit, const Material& material, Surface& surface) {
+    if (!material.smooth) surface.shadingNormal = surface.normal;
+    if (material.normal == kNoTexture || hit.plane()) return;
+    Float3 dpdu, dpdv;
+    if (!uvDirections(scene, hit, dpdu, dpdv)) return;
     const Float3 n = surface.shadingNormal;
     const Float3 tangent = normalize(dpdu - n * dot(n, dpdu));
     Float3 bitangent = cross(n, tangent);

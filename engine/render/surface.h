@@ -26,6 +26,9 @@ Surface surfaceAt(const RenderScene& scene, const Hit& hit, const Ray& ray);
 /// Applies the material's own choice of normal: flat, or its normal map.
 void applyNormal(const RenderScene& scene, const Hit& hit, const Material& material, Surface& surface);
 
+/// Direction along the surface in which the first texture coordinate grows; without one, any.
+Float3 tangentAt(const RenderScene& scene, const Hit& hit, const Surface& surface);
+
 /// Corners of one half of a polygon in object space (half 1 is the second triangle of a quad).
 void triangleCorners(const CompiledMesh& mesh, std::uint32_t polygon, std::uint32_t half, Float3 corners[3]);
 

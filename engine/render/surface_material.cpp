@@ -1,0 +1,213 @@
+// From a material and a point to the values that scatter light there.
+#include "engine/render/bsdf.h"
+#include "engine/render/bsdf/fresnel.h"
+#include "engine/render/lights.h"
+
+namespace Lumora::engine {
+
+namespace {
+
+/// Widths of the facet distribution along and across the direction of anisotropy.
+void setRoughness(SurfaceModel& m, float roughness, float anisotropy, float minAlpha) {
+    const float r = clamp01(roughness), alpha = std::max(r * r, minAlpha);
+    // Burley, "Physically Based Shading at Disney" (2012).
+    const float aspect = std::sqrt(1.0f - 0.9f * std::min(std::abs(anisotropy), 1.0f));
+    m.ax = anisotropy >= 0.0f ? alpha / aspect : alpha * aspect;
+    m.ay = anisotropy >= 0.0f ? alpha * aspect : alpha / aspect;
+}
+
+/// Weight of red, green and blue at a wavelength, each with mean one over 0.4 to 0.7 micrometres.
+Float3 spectrumAt(float wavelength) {
+    const float x = (wavelength - 0.4f) / 0.3f;
+    const auto hat = [](float v) { return 3.0f * std::max(0.0f, 1.0f - std::abs(v)); };
+    const float w = 3.0f * x;  // blue about 0.5, green about 1.5, red about 2.5; the ends wrap to keep the sums at one
+    const auto around = [&](float middle) { return hat(w - middle) + hat(w - middle - 3.0f) + hat(w - middle + 3.0f); };
+    return {around(2.5f), around(1.5f), around(0.5f)};
+}
+
+class Resolver {
+public:
+    Resolver(const RenderScene& scene, const Material& material, const Surface& surface, PathState& path,
+             Sampler& sampler)
+        : textures_(scene.shading->textures), m_(material), surface_(surface), path_(path), sampler_(sampler) {}
+
+    SurfaceModel resolve() {
+        SurfaceModel& r = result_;
+        switch (m_.kind) {
+            case MaterialKind::Diffuse:
+            case MaterialKind::Toon:
+                diffuse();
+                break;
+            case MaterialKind::Glossy:
+                r.diffuse = color(m_.albedo);
+                r.reflection = color(m_.specular);
+                r.eta = m_.index;
+                facets();
+                layers();
+                break;
+            case MaterialKind::Specular:
+                r.reflection = color(m_.specular);
+                r.refraction = color(m_.transmission);
+                r.clear = 1.0f;
+                clearIndex(m_.index);
+                facets();
+                layers();
+                break;
+            case MaterialKind::Metallic:
+                r.metallic = 1.0f;
+                metal(color(m_.specular));
+                facets();
+                layers();
+                break;
+            case MaterialKind::Universal:
+                universal();
+                break;
+            case MaterialKind::Mix:
+            case MaterialKind::Clear:
+                break;
+        }
+        return r;
+    }
+
+private:
+    Float3 color(const MaterialInput& input) const { return clamp01(input.color(textures_, surface_.at)); }
+    float scalar(const MaterialInput& input) const { return clamp01(input.scalar(textures_, surface_.at)); }
+
+    void diffuse() {
+        SurfaceModel& r = result_;
+        r.diffuse = color(m_.albedo);
+        r.diffuseRoughness = scalar(m_.roughness);
+        if (m_.transmission.none()) return;
+        r.diffuseTransmission = color(m_.transmission);
+        // What goes through is not there to be reflected.
+        r.diffuse *= splat(1.0f) - r.diffuseTransmission;
+    }
+
+    void universal() {
+        SurfaceModel& r = result_;
+        const Float3 albedo = color(m_.albedo), specular = color(m_.specular);
+        r.metallic = scalar(m_.metallic);
+        r.reflection = specular;
+        r.refraction = color(m_.transmission);
+        r.clear = maxComponent(r.refraction);
+        const float index = m_.indexMap == kNoTexture ? m_.index : indexFromMap();
+        if (r.clear > 0.0f) {
+            clearIndex(index);
+        } else {
+            r.eta = index;
+        }
+        r.diffuse = albedo;
+        if (r.metallic > 0.0f) metal(m_.indexMode == IndexMode::SpectralIndex ? specular : albedo);
+        facets();
+        layers();
+    }
+
+    float indexFromMap() const { return std::clamp(textures_.scalar(m_.indexMap, surface_.at), 1.0f, 8.0f); }
+
+    void metal(Float3 tint) {
+        SurfaceModel& r = result_;
+        r.indexMode = m_.indexMode;
+        r.metal = tint * scalar(m_.specularMap);
+        r.metalIndex = m_.metalIndex;
+        r.metalExtinction = m_.metalExtinction;
+    }
+
+    void facets() {
+        SurfaceModel& r = result_;
+        r.brdf = m_.brdf;
+        setRoughness(r, scalar(m_.roughness), m_.anisotropy, path_.minAlpha);
+        r.filmWidth = scalar(m_.filmWidth);
+        r.filmIndex = m_.filmIndex;
+    }
+
+    void layers() {
+        SurfaceModel& r = result_;
+        if (!m_.sheen.none()) {
+            r.sheen = color(m_.sheen);
+            r.sheenRoughness = scalar(m_.sheenRoughness);
+        }
+        if (!m_.coating.none()) {
+            r.coating = color(m_.coating);
+            const float rough = scalar(m_.coatingRoughness);
+            r.coatingAlpha = std::max(rough * rough, path_.minAlpha);
+            r.coatingEta = m_.coatingIndex;
+        }
+    }
+
+    /// The index of a clear body from the side of the viewer, by Cauchy's law where it disperses. A dispersed path goes
+    /// on with one wavelength.
+    void clearIndex(float index) {
+        if (m_.dispersion > 0.0f) {
+            if (!(path_.wavelength > 0.0f)) {
+                path_.wavelength = 0.4f + 0.3f * sampler_.next1();
+                path_.spectrum = spectrumAt(path_.wavelength);
+            }
+            constexpr float kSodium = 0.5893f;  // the index is told for the yellow line
+            const float l = path_.wavelength;
+            index = std::max(index + m_.dispersion * (1.0f / (l * l) - 1.0f / (kSodium * kSodium)), 1.0f);
+        }
+        result_.eta = surface_.front ? index : 1.0f / index;
+    }
+
+    const TextureTable& textures_;
+    const Material& m_;
+    const Surface& surface_;
+    PathState& path_;
+    Sampler& sampler_;
+    SurfaceModel result_;
+};
+
+constexpr int kMaxNestedMixes = 64;
+
+}  // namespace
+
+Bsdf makeBsdf(const RenderScene& scene, const Hit& hit, Surface& surface, Float3 wo, PathState& path,
+              Sampler& sampler) {
+    const Shading& shading = *scene.shading;
+    const Material* material = &shading.materials[surface.material];
+    for (int nested = 0; material->kind == MaterialKind::Mix && nested < kMaxNestedMixes; ++nested) {
+        const float t = clamp01(shading.textures.scalar(material->amount, surface.at));
+        surface.material = sampler.next1() < t ? material->second : material->first;
+        material = &shading.materials[surface.material];
+    }
+    if (material->kind == MaterialKind::Mix || material->kind == MaterialKind::Clear) return {};
+    applyNormal(scene, hit, *material, surface);
+    path.spectrum = splat(1.0f);
+    if (material->kind == MaterialKind::Diffuse && material->transmission.none() && material->roughness.none()) {
+        SurfaceModel model;
+        model.diffuse = clamp01(material->albedo.color(shading.textures, surface.at));
+        return Bsdf(model, wo, surface.shadingNormal, surface.normal, {});
+    }
+    const SurfaceModel model = Resolver(scene, *material, surface, path, sampler).resolve();
+    Float3 tangent;
+    if (material->anisotropy != 0.0f) {
+        tangent = tangentAt(scene, hit, surface);
+        const float turn = 2.0f * kPi * material->rotation.scalar(shading.textures, surface.at);
+        if (turn != 0.0f) {
+            tangent = tangent * std::cos(turn) + cross(surface.shadingNormal, tangent) * std::sin(turn);
+        }
+    }
+    return Bsdf(model, wo, surface.shadingNormal, surface.normal, tangent);
+}
+
+Float3 shadowPass(const RenderScene& scene, MaterialId id, const Surface& surface, Float3 direction) {
+    const Material& m = scene.shading->materials[id];
+    if (m.kind == MaterialKind::Mix) {
+        const float t = clamp01(scene.shading->textures.scalar(m.amount, surface.at));
+        Surface plain = surface;
+        plain.layer = {};
+        const Float3 inside =
+            lerp(shadowPass(scene, m.first, plain, direction), shadowPass(scene, m.second, plain, direction), t);
+        return lerp(splat(1.0f), inside, clamp01(surface.layer.opacity));
+    }
+    const bool byAlpha = scene.kernel.alphaShadows || m.opaque;
+    const float opacity = byAlpha ? opacityOf(scene, id, surface) : 1.0f;
+    if (!m.fakeShadows) return splat(1.0f - opacity);
+    // The light goes on in a straight line, as through a thin pane.
+    float cosT;
+    const float f = fresnelDielectric(std::abs(dot(surface.shadingNormal, direction)), std::max(m.index, 1.0f), cosT);
+    const Float3 tint = clamp01(m.transmission.color(scene.shading->textures, surface.at));
+    return lerp(splat(1.0f), tint * (1.0f - f), opacity);
+}
+
+}  // namespace Lumora::engine
