@@ -75,13 +75,14 @@ MaterialId MaterialCompiler::compile(ItemUid uid) {
         return 0;
     }
     Material material = describe(*node);
-    forEachTexture(material, [&](TextureId t) { material.textured = material.textured || !out_.textures.isConstant(t); });
+    forEachTexture(material,
+                   [&](TextureId t) { material.textured = material.textured || !out_.textures.isConstant(t); });
     if (material.emission != kNoEmission) {
         material.textured = material.textured || out_.emissions[material.emission].color != kNoTexture;
     }
     if (material.kind == MaterialKind::Mix) {
-        material.textured = material.textured || out_.materials[material.first].textured ||
-                            out_.materials[material.second].textured;
+        material.textured =
+            material.textured || out_.materials[material.first].textured || out_.materials[material.second].textured;
     }
     open_.erase(uid);
     const auto id = static_cast<MaterialId>(out_.materials.size());
@@ -134,7 +135,8 @@ void MaterialCompiler::describeFacets(const NodeRecord& node, Material& m) {
     m.roughness = input(node, P_ROUGHNESS, {});
     m.anisotropy = std::clamp(nodes_.number(node, P_ANISOTROPY, 0.0f), -1.0f, 1.0f);
     m.rotation = input(node, P_ROTATION, {});
-    m.index = std::clamp(nodes_.number(node, node.type == NT_MAT_UNIVERSAL ? P_INDEX_UNIVERSAL : P_INDEX, 1.3f), 1.0f, 8.0f);
+    m.index =
+        std::clamp(nodes_.number(node, node.type == NT_MAT_UNIVERSAL ? P_INDEX_UNIVERSAL : P_INDEX, 1.3f), 1.0f, 8.0f);
     m.dispersion = std::clamp(nodes_.number(node, P_DISPERSION, 0.0f), 0.0f, 1.0f);
     if (node.type != NT_MAT_METALLIC && node.type != NT_MAT_UNIVERSAL) return;
     m.specularMap = input(node, P_SPECULAR_MAP, splat(1.0f));

@@ -13,6 +13,8 @@ namespace {
 constexpr float kMinAlpha = 1e-3f;
 /// Indices nearer to one than this bend nothing.
 constexpr float kNoBend = 2e-3f;
+/// On smoother surfaces next to no light bounces between facets.
+constexpr float kMinBouncing = 0.01f;
 /// Share of the light between the facets of clear surfaces that finds its way through.
 constexpr float kBouncesThrough = 0.9f;
 /// Shading normals turn away from the viewer no further than this cosine.
@@ -55,8 +57,8 @@ Bsdf::Bsdf(const SurfaceModel& model, Float3 wo, Float3 normal, Float3 geometric
     }
     wo_ = toLocal(frame_, wo);
     wo_.z = std::max(wo_.z, 1e-5f);
-    const bool diffuseOnly = isBlack(m_.reflection) && m_.clear <= 0.0f && m_.metallic <= 0.0f &&
-                             isBlack(m_.coating) && isBlack(m_.sheen) && isBlack(m_.diffuseTransmission);
+    const bool diffuseOnly = isBlack(m_.reflection) && m_.clear <= 0.0f && m_.metallic <= 0.0f && isBlack(m_.coating) &&
+                             isBlack(m_.sheen) && isBlack(m_.diffuseTransmission);
     if (diffuseOnly) {
         albedo_ = m_.diffuse;
         if (isBlack(m_.diffuse)) return;
@@ -74,7 +76,7 @@ void Bsdf::prepareLayers() {
     coated_ = !isBlack(m_.coating) && std::abs(m_.coatingEta - 1.0f) > 1e-4f;
     sheened_ = !isBlack(m_.sheen);
     layered_ = coated_ || sheened_;
-    if (layered_) tables = &AlbedoTables::get();
+    if (layered_) tables = &AlbedoTables::get(BrdfModel::Ggx);
     if (coated_) {
         smoothCoating_ = m_.coatingAlpha < kMinAlpha;
         coatingFacets_ = Microfacets(BrdfModel::Ggx, m_.coatingAlpha, m_.coatingAlpha);
@@ -106,7 +108,7 @@ void Bsdf::prepareFacets() {
     if (dielectric && !isBlack(m_.reflection) && !isBlack(body)) {
         covered_ = true;
         if (m_.filmWidth <= 0.0f) {
-            belowReflection_ = AlbedoTables::get().reflection(alpha, m_.eta < 1.0f ? 1.0f / m_.eta : m_.eta);
+            belowReflection_ = AlbedoTables::get(m_.brdf).reflection(alpha, m_.eta < 1.0f ? 1.0f / m_.eta : m_.eta);
             const Float3 seen = diffuseShare(wo_.z);
             diffuseScale_ = divide(seen, kOne - m_.reflection * belowReflection_.mean);
             body *= seen;
@@ -127,8 +129,8 @@ void Bsdf::prepareFacets() {
     albedo_ += reflected + refracted;
 
     const bool compensated = m_.brdf == BrdfModel::Compensated || m_.brdf == BrdfModel::CompensatedBeckmann;
-    if (facets && !smooth_ && compensated && alpha > 0.05f) {
-        const AlbedoTables& tables = AlbedoTables::get();
+    if (facets && !smooth_ && compensated && alpha > kMinBouncing) {
+        const AlbedoTables& tables = AlbedoTables::get(m_.brdf);
         if (m_.metallic > 0.0f) {
             mirrorCurve_ = tables.mirror(alpha);
             const Float3 head = metalReflectance(1.0f), mean = head + (kOne - head) * (1.0f / 21.0f);
@@ -154,7 +156,7 @@ void Bsdf::prepareFacets() {
         weights[kBounces] *= pass;
     }
     if (coated_) weights[kCoating] = average(m_.coating) * coatingCurve_.at(wo_.z);
-    if (sheened_) weights[kSheen] = average(m_.sheen) * sheenCurve_.at(wo_.z);
+    if (sheened_) weights[kSheen] = average(m_.sheen * coatingPass(wo_.z)) * sheenCurve_.at(wo_.z);
     if (layered_) albedo_ = albedo_ * layersPassView_ + splat(weights[kCoating] + weights[kSheen]);
     choose(weights);
 }
@@ -242,11 +244,13 @@ Float3 Bsdf::diffuseShare(float cosine) const {
     return kOne - m_.reflection * belowReflection_.at(cosine);
 }
 
+Float3 Bsdf::coatingPass(float cosine) const {
+    return coated_ ? kOne - m_.coating * coatingCurve_.at(cosine) : kOne;
+}
+
 Float3 Bsdf::layersPass(float cosine) const {
-    Float3 pass = kOne;
-    if (coated_) pass = kOne - m_.coating * coatingCurve_.at(cosine);
-    if (sheened_) pass *= 1.0f - maxComponent(m_.sheen) * sheenCurve_.at(cosine);
-    return pass;
+    const Float3 pass = coatingPass(cosine);
+    return sheened_ ? pass * (1.0f - maxComponent(m_.sheen) * sheenCurve_.at(cosine)) : pass;
 }
 
 /// Softens the edge of the shadow that facets of a smooth mesh throw on themselves (Chiang et al., "Taming the Shadow
@@ -272,12 +276,11 @@ Float3 Bsdf::facetsValue(Float3 wi, float& pdf) const {
     if (!(r + t > 0.0f)) return {};
     if (above) {
         pdf += chance_[kFacets] * facetPdf / (4.0f * oh) * (r / (r + t));
-        if (facets_.ward()) return reflected * (density * wi.z / (4.0f * oh * oh));
-        return reflected * (density * facets_.masking(wo_, wi) / (4.0f * wo_.z));
+        return reflected * facets_.reflection(wo_, wi, h, density);
     }
     const float root = oh + m_.eta * ih, jacobian = m_.eta * m_.eta * std::abs(ih) / std::max(root * root, 1e-20f);
     pdf += chance_[kFacets] * facetPdf * jacobian * (t / (r + t));
-    return refracted * (density * facets_.masking(wo_, wi) * oh / wo_.z * jacobian);
+    return refracted * (density * facets_.masking(wo_, wi, h) * oh / wo_.z * jacobian);
 }
 
 Float3 Bsdf::bouncesValue(Float3 wi, float& pdf) const {
@@ -302,7 +305,7 @@ Float3 Bsdf::coatingValue(Float3 wi, float& pdf) const {
     pdf += chance_[kCoating] * coatingFacets_.pdf(wo_, h, density) / (4.0f * oh);
     float cosT;
     const float f = fresnelDielectric(oh, std::max(m_.coatingEta, 1.0001f), cosT);
-    return m_.coating * (f * density * coatingFacets_.masking(wo_, wi) / (4.0f * wo_.z));
+    return m_.coating * (f * coatingFacets_.reflection(wo_, wi, h, density));
 }
 
 Float3 Bsdf::value(Float3 wi, Float3 direction, Lobes which, float& pdf) const {
@@ -312,7 +315,8 @@ Float3 Bsdf::value(Float3 wi, Float3 direction, Lobes which, float& pdf) const {
     if (above && chance_[kDiffuse] > 0.0f) {
         pdf += chance_[kDiffuse] * wi.z * kInvPi;
         Float3 d = orenNayar(m_.diffuse, m_.diffuseRoughness, wo_, wi) * wi.z;
-        if (covered_) d *= m_.filmWidth > 0.0f ? least(diffuseScale_, diffuseShare(wi.z)) : diffuseScale_ * diffuseShare(wi.z);
+        if (covered_)
+            d *= m_.filmWidth > 0.0f ? least(diffuseScale_, diffuseShare(wi.z)) : diffuseScale_ * diffuseShare(wi.z);
         f += d * terminator(wi, direction);
     }
     if (!above && chance_[kDiffuseThrough] > 0.0f) {
@@ -329,6 +333,7 @@ Float3 Bsdf::value(Float3 wi, Float3 direction, Lobes which, float& pdf) const {
     if (above && chance_[kSheen] > 0.0f) {
         pdf += chance_[kSheen] * (0.5f * kInvPi);
         top = m_.sheen * (sheenScale_ * sheenValue(m_.sheenRoughness, wo_, wi) * wi.z * terminator(wi, direction));
+        if (coated_) top *= least(coatingPass(wo_.z), coatingPass(wi.z));
     }
     if (above && chance_[kCoating] > 0.0f && !smoothCoating_) top += coatingValue(wi, pdf);
     return which & kGlossyLobe ? f + top : f;

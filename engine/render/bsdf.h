@@ -57,8 +57,8 @@ class Bsdf {
 public:
     /// Scatters nothing.
     Bsdf() = default;
-    /// `wo` to the viewer, `normal` for shading and `geometric` on its side; `tangent`, where not zero, is the direction
-    /// of anisotropy.
+    /// `wo` to the viewer, `normal` for shading and `geometric` on its side; `tangent`, where not zero, is the
+    /// direction of anisotropy.
     Bsdf(const SurfaceModel& model, Float3 wo, Float3 normal, Float3 geometric, Float3 tangent);
 
     /// Value times |cosine| towards a light, and the density with which sample() would go there. Specular lobes give
@@ -87,6 +87,7 @@ private:
     void fresnel(float cosine, Float3& reflected, Float3& refracted) const;
     Float3 metalReflectance(float cosine) const;
     Float3 diffuseShare(float cosine) const;
+    Float3 coatingPass(float cosine) const;
     Float3 layersPass(float cosine) const;
     float terminator(Float3 wi, Float3 direction) const;
     Float3 value(Float3 wi, Float3 direction, Lobes which, float& pdf) const;
@@ -123,8 +124,8 @@ private:
 
 /// What a path knows that changes how surfaces look to it.
 struct PathState {
-    float minAlpha = 0.0f;    ///< rough surfaces are at least this rough: the blur of caustics
-    float wavelength = 0.0f;  ///< micrometres, once the path was dispersed; zero before
+    float minAlpha = 0.0f;     ///< rough surfaces are at least this rough: the blur of caustics
+    float wavelength = 0.0f;   ///< micrometres, once the path was dispersed; zero before
     Float3 spectrum{1, 1, 1};  ///< factor that dispersion put on the path at this surface
 };
 

@@ -118,7 +118,8 @@ Float3 Integrator::environmentHit(const Path& path) const {
 
 bool Integrator::passes(const Path& path, const Surface& surface, Sampler& sampler) const {
     if (path.depth == 0 && !surface.layer.cameraVisible) return true;
-    if (!passing_ || (scene_.shading->materials[surface.material].opaque && surface.layer.opacity >= 1.0f)) return false;
+    if (!passing_ || (scene_.shading->materials[surface.material].opaque && surface.layer.opacity >= 1.0f))
+        return false;
     const float opacity = opacityOf(scene_, surface.material, surface);
     return opacity < 1.0f && sampler.next1() >= opacity;
 }

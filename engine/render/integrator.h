@@ -44,8 +44,8 @@ private:
     const RenderScene& scene_;
     LightChoice choice_;
     int maxDiffuse_, maxGlossy_, maxSpecular_;  ///< bounces of each kind
-    bool occlusionOnly_ = false;  ///< bounced rays end at the ambient occlusion distance
-    bool passing_ = false;        ///< some surface may let light pass
+    bool occlusionOnly_ = false;                ///< bounced rays end at the ambient occlusion distance
+    bool passing_ = false;                      ///< some surface may let light pass
 };
 
 }  // namespace Lumora::engine

@@ -12,8 +12,8 @@ using MaterialId = std::uint32_t;
 
 enum class MaterialKind : std::uint8_t {
     Diffuse,
-    Glossy,     ///< a dielectric layer over a diffuse one
-    Specular,   ///< clear: reflects and refracts
+    Glossy,    ///< a dielectric layer over a diffuse one
+    Specular,  ///< clear: reflects and refracts
     Metallic,
     Toon,       ///< light in steps
     Universal,  ///< all of these in one
@@ -33,9 +33,9 @@ enum class BrdfModel : std::uint8_t {
 
 /// How a metal's reflectance is told.
 enum class IndexMode : std::uint8_t {
-    Artistic,     ///< by its colour when seen head-on
-    IndexColor,   ///< the rise towards the edge from one complex index, tinted by the colour
-    SpectralIndex ///< a complex index for each channel
+    Artistic,      ///< by its colour when seen head-on
+    IndexColor,    ///< the rise towards the edge from one complex index, tinted by the colour
+    SpectralIndex  ///< a complex index for each channel
 };
 
 /// A value of a material: the texture where there is one, else the constant.
@@ -54,19 +54,19 @@ struct MaterialInput {
 
 struct Material {
     MaterialKind kind = MaterialKind::Diffuse;
-    bool smooth = true;  ///< shade with the mesh's normals
-    bool textured = false;   ///< some texture of it varies over the surface
-    bool opaque = true;      ///< opacity is one everywhere
-    bool matte = false;      ///< catches shadows and is otherwise not there
+    bool smooth = true;        ///< shade with the mesh's normals
+    bool textured = false;     ///< some texture of it varies over the surface
+    bool opaque = true;        ///< opacity is one everywhere
+    bool matte = false;        ///< catches shadows and is otherwise not there
     bool fakeShadows = false;  ///< shadow rays pass straight through what refracts
     bool affectAlpha = false;  ///< what is seen by refraction counts as seen directly for the alpha channel
     BrdfModel brdf = BrdfModel::Compensated;
     IndexMode indexMode = IndexMode::Artistic;
-    TextureId opacity = kNoTexture;   ///< kNoTexture is one
+    TextureId opacity = kNoTexture;  ///< kNoTexture is one
     EmissionId emission = kNoEmission;
-    TextureId normal = kNoTexture;    ///< tangent space, 0.5 is zero
-    TextureId bump = kNoTexture;      ///< height; one is kBumpHeight metres
-    TextureId amount = kNoTexture;    ///< Mix
+    TextureId normal = kNoTexture;  ///< tangent space, 0.5 is zero
+    TextureId bump = kNoTexture;    ///< height; one is kBumpHeight metres
+    TextureId amount = kNoTexture;  ///< Mix
     MaterialId first = 0, second = 0;
 
     MaterialInput albedo;        ///< diffuse reflectance
@@ -82,7 +82,7 @@ struct Material {
     float index = 1.3f, coatingIndex = 1.5f, filmIndex = 1.45f;
     float dispersion = 0.0f;  ///< Cauchy's second coefficient, square micrometres
     float anisotropy = 0.0f;
-    float edgeRadius = 0.0f;   ///< metres
+    float edgeRadius = 0.0f;  ///< metres
     float outlineWidth = 0.3f;
     Float3 metalIndex{1.3f, 1.3f, 1.3f}, metalExtinction;  ///< for red, green, blue
 };

@@ -35,41 +35,49 @@ void takeMean(AlbedoCurve& curve) {
     curve.mean = static_cast<float>(sum / kSteps);
 }
 
-AlbedoCurve measureMirror(float alpha) {
-    AlbedoCurve curve;
-    const Microfacets facets(BrdfModel::Ggx, alpha, alpha);
-    for (int step = 0; step < AlbedoCurve::kSize; ++step) {
-        const Float3 wo = directionAt(step);
-        const float lo = facets.lambda(wo);
-        float sum = 0.0f;
-        for (int i = 0; i < 4 * kSamples; ++i) {
-            const Float3 h = facets.sample(wo, point(i)), wi = h * (2.0f * dot(wo, h)) - wo;
-            if (wi.z > 0.0f) sum += (1.0f + lo) / (1.0f + lo + facets.lambda(wi));
+/// Mirrors at facets that are seen, and what is refracted there, in shares of the light from one direction. Models
+/// without a way to find the facets that are seen take more samples.
+struct Measured {
+    float mirror = 0.0f, reflected = 0.0f, refracted = 0.0f;
+};
+
+Measured measure(const Microfacets& facets, Float3 wo, float eta, int count) {
+    if (!facets.ggx()) count *= 4;
+    Measured m;
+    for (int i = 0; i < count; ++i) {
+        const Float3 h = facets.sample(wo, point(i));
+        const float c = dot(wo, h), density = facets.density(h), pdf = facets.pdf(wo, h, density);
+        if (!(c > 0.0f) || !(pdf > 0.0f)) continue;
+        float cosT;
+        const float f = fresnelDielectric(std::min(c, 1.0f), eta, cosT);
+        const Float3 up = h * (2.0f * c) - wo, down = h * (c / eta - cosT) - wo * (1.0f / eta);
+        if (up.z > 0.0f) {
+            const float weight = facets.reflection(wo, up, h, density) * 4.0f * c / pdf;
+            m.mirror += weight;
+            m.reflected += f * weight;
         }
-        curve.values[static_cast<std::size_t>(step)] = std::min(sum / (4 * kSamples), 1.0f);
+        if (f < 1.0f && down.z < 0.0f)
+            m.refracted += (1.0f - f) * density * facets.masking(wo, down, h) * c / (wo.z * pdf);
     }
+    const float scale = 1.0f / static_cast<float>(count);
+    return {m.mirror * scale, m.reflected * scale, m.refracted * scale};
+}
+
+AlbedoCurve measureMirror(const Microfacets& facets) {
+    AlbedoCurve curve;
+    for (int step = 0; step < AlbedoCurve::kSize; ++step)
+        curve.values[static_cast<std::size_t>(step)] =
+            std::min(measure(facets, directionAt(step), 1.5f, 4 * kSamples).mirror, 1.0f);
     takeMean(curve);
     return curve;
 }
 
-void measureDielectric(float alpha, float eta, AlbedoCurve& reflection, AlbedoCurve& both) {
-    const Microfacets facets(BrdfModel::Ggx, alpha, alpha);
+void measureDielectric(const Microfacets& facets, float eta, AlbedoCurve& reflection, AlbedoCurve& both) {
     for (int step = 0; step < AlbedoCurve::kSize; ++step) {
-        const Float3 wo = directionAt(step);
-        const float lo = facets.lambda(wo);
-        float reflected = 0.0f, refracted = 0.0f;
-        for (int i = 0; i < kSamples; ++i) {
-            const Float3 h = facets.sample(wo, point(i));
-            const float c = clamp01(dot(wo, h));
-            float cosT;
-            const float f = fresnelDielectric(c, eta, cosT);
-            const Float3 up = h * (2.0f * c) - wo, down = h * (c / eta - cosT) - wo * (1.0f / eta);
-            if (up.z > 0.0f) reflected += f * (1.0f + lo) / (1.0f + lo + facets.lambda(up));
-            if (f < 1.0f && down.z < 0.0f) refracted += (1.0f - f) * (1.0f + lo) / (1.0f + lo + facets.lambda(down));
-        }
+        const Measured m = measure(facets, directionAt(step), eta, kSamples);
         const auto s = static_cast<std::size_t>(step);
-        reflection.values[s] = std::min(reflected / kSamples, 1.0f);
-        both.values[s] = std::min((reflected + refracted) / kSamples, 1.0f);
+        reflection.values[s] = std::min(m.reflected, 1.0f);
+        both.values[s] = std::min(m.reflected + m.refracted, 1.0f);
     }
     takeMean(reflection);
     takeMean(both);
@@ -111,26 +119,44 @@ struct Place {
 
 }  // namespace
 
-const AlbedoTables& AlbedoTables::get() {
-    static const AlbedoTables tables;
+const AlbedoTables& AlbedoTables::get(BrdfModel model) {
+    switch (model) {
+        case BrdfModel::Beckmann:
+        case BrdfModel::CompensatedBeckmann: {
+            static const AlbedoTables tables(BrdfModel::Beckmann);
+            return tables;
+        }
+        case BrdfModel::Ward: {
+            static const AlbedoTables tables(BrdfModel::Ward);
+            return tables;
+        }
+        case BrdfModel::Blinn: {
+            static const AlbedoTables tables(BrdfModel::Blinn);
+            return tables;
+        }
+        default:
+            break;
+    }
+    static const AlbedoTables tables(BrdfModel::Ggx);
     return tables;
 }
 
-AlbedoTables::AlbedoTables() {
+AlbedoTables::AlbedoTables(BrdfModel model) {
     for (std::size_t r = 0; r < kRough; ++r) {
         const float roughness = static_cast<float>(r) / (kRough - 1), alpha = std::max(roughness * roughness, 1e-5f);
-        mirror_[r] = measureMirror(alpha);
-        sheen_[r] = measureSheen(std::max(roughness, kMinSheenRoughness));
+        const Microfacets facets(model, alpha, alpha);
+        mirror_[r] = measureMirror(facets);
+        for (std::size_t i = 0; i < kIndex; ++i) {
+            const float contrast = kMaxContrast * static_cast<float>(i) / (kIndex - 1);
+            const float eta = std::max((1.0f + contrast) / (1.0f - contrast), 1.0001f);
+            measureDielectric(facets, eta, reflection_[0][i][r], glass_[0][i][r]);
+            measureDielectric(facets, 1.0f / eta, reflection_[1][i][r], glass_[1][i][r]);
+        }
+        sheen_[r] = measureSheen(lerp(kMinSheenRoughness, 1.0f, roughness));
         const float most = *std::max_element(sheen_[r].values.begin(), sheen_[r].values.end());
         sheenScale_[r] = 1.0f / std::max(most, 1.0f);
         for (float& v : sheen_[r].values) v *= sheenScale_[r];
         takeMean(sheen_[r]);
-        for (std::size_t i = 0; i < kIndex; ++i) {
-            const float contrast = kMaxContrast * static_cast<float>(i) / (kIndex - 1);
-            const float eta = std::max((1.0f + contrast) / (1.0f - contrast), 1.0001f);
-            measureDielectric(alpha, eta, reflection_[0][i][r], glass_[0][i][r]);
-            measureDielectric(alpha, 1.0f / eta, reflection_[1][i][r], glass_[1][i][r]);
-        }
     }
 }
 
@@ -155,7 +181,7 @@ AlbedoCurve AlbedoTables::glass(float alpha, float eta) const {
 }
 
 AlbedoCurve AlbedoTables::sheen(float roughness, float& scale) const {
-    const Place r(roughness, kRough);
+    const Place r((roughness - kMinSheenRoughness) / (1.0f - kMinSheenRoughness), kRough);
     scale = lerp(sheenScale_[r.cell], sheenScale_[r.cell + 1], r.t);
     return blend(sheen_[r.cell], sheen_[r.cell + 1], r.t);
 }

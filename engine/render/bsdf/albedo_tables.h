@@ -5,7 +5,7 @@
 
 #include <array>
 
-#include "engine/render/vec.h"
+#include "engine/render/material.h"
 
 namespace Lumora::engine {
 
@@ -25,12 +25,12 @@ public:
     float mean = 0.0f;  ///< over a hemisphere, weighted by the cosine
 };
 
-/// Built at first use, in some tens of milliseconds; never changes.
+/// One for each model of facets, built at first use in some tens of milliseconds; never changes.
 class AlbedoTables {
 public:
-    static const AlbedoTables& get();
+    static const AlbedoTables& get(BrdfModel model);
 
-    /// GGX that reflects everything, without bounces between facets. `alpha` is the width of the distribution.
+    /// Facets that reflect everything, without bounces between facets. `alpha` is the width of the distribution.
     AlbedoCurve mirror(float alpha) const;
     /// Reflection of a dielectric of index `eta` relative to the side of the light.
     AlbedoCurve reflection(float alpha, float eta) const;
@@ -41,7 +41,7 @@ public:
 
 private:
     static constexpr int kRough = 16, kIndex = 16;
-    AlbedoTables();
+    explicit AlbedoTables(BrdfModel model);
     using Grid = std::array<std::array<AlbedoCurve, kRough>, kIndex>;
     static AlbedoCurve interpolate(const Grid& grid, float alpha, float eta);
 

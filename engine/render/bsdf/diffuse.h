@@ -27,8 +27,8 @@ inline Float3 orenNayar(Float3 rho, float roughness, Float3 wo, Float3 wi) {
     const float s = dot(wo, wi) - wo.z * wi.z, st = s > 0.0f ? s / std::max(wo.z, wi.z) : s;
     const float af = 1.0f / (1.0f + kC1 * roughness), mean = af * (1.0f + kC2 * roughness);
     const Float3 single = rho * (kInvPi * af * (1.0f + roughness * st));
-    const float lost = std::max(1e-7f, 1.0f - albedo(wo.z, roughness)) * std::max(1e-7f, 1.0f - albedo(wi.z, roughness)) /
-                       std::max(1e-7f, 1.0f - mean);
+    const float lost = std::max(1e-7f, 1.0f - albedo(wo.z, roughness)) *
+                       std::max(1e-7f, 1.0f - albedo(wi.z, roughness)) / std::max(1e-7f, 1.0f - mean);
     const auto multiple = [&](float r) { return r * r * mean / (1.0f - r * (1.0f - mean)); };
     return single + Float3{multiple(rho.x), multiple(rho.y), multiple(rho.z)} * (kInvPi * lost);
 }

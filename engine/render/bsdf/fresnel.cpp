@@ -23,8 +23,7 @@ Polarised reflect(float cosI, float n1, float n2, float k) {
     const float den = (re + n1 * u) * (re + n1 * u) + (im + n1 * v) * (im + n1 * v);
     r.rp = num / std::max(den, 1e-20f);
     const float e = (n2 * n2 + k * k) * cosI;
-    r.phaseP = std::atan2(2.0f * n1 * cosI * (2.0f * n2 * k * u - (n2 * n2 - k * k) * v),
-                          e * e - n1 * n1 * (u2 + v2));
+    r.phaseP = std::atan2(2.0f * n1 * cosI * (2.0f * n2 * k * u - (n2 * n2 - k * k) * v), e * e - n1 * n1 * (u2 + v2));
     return r;
 }
 
