@@ -65,7 +65,7 @@ struct Material {
     TextureId opacity = kNoTexture;  ///< kNoTexture is one
     EmissionId emission = kNoEmission;
     TextureId normal = kNoTexture;  ///< tangent space, 0.5 is zero
-    TextureId bump = kNoTexture;    ///< height; one is kBumpHeight metres
+    TextureId bump = kNoTexture;    ///< height; one is a centimetre
     TextureId amount = kNoTexture;  ///< Mix
     MaterialId first = 0, second = 0;
 

@@ -1,6 +1,7 @@
 // The point of a surface that a ray found, with all that shading asks of it.
 #pragma once
 
+#include "engine/render/sampler.h"
 #include "engine/render/tracer.h"
 
 namespace Lumora::engine {
@@ -25,6 +26,12 @@ Surface surfaceAt(const RenderScene& scene, const Hit& hit, const Ray& ray);
 
 /// Applies the material's own choice of normal: flat, or its normal map.
 void applyNormal(const RenderScene& scene, const Hit& hit, const Material& material, Surface& surface);
+
+/// Bends the shading normal by the slope of the material's bump texture.
+void applyBump(const RenderScene& scene, const Material& material, Surface& surface);
+
+/// Replaces the shading normal by the mean normal of the same object within a radius (metres).
+void roundEdges(const RenderScene& scene, const Hit& hit, float radius, Surface& surface, Sampler& sampler);
 
 /// Direction along the surface in which the first texture coordinate grows; without one, any.
 Float3 tangentAt(const RenderScene& scene, const Hit& hit, const Surface& surface);

@@ -171,7 +171,9 @@ Bsdf makeBsdf(const RenderScene& scene, const Hit& hit, Surface& surface, Float3
         material = &shading.materials[surface.material];
     }
     if (material->kind == MaterialKind::Mix || material->kind == MaterialKind::Clear) return {};
+    if (material->edgeRadius > 0.0f) roundEdges(scene, hit, material->edgeRadius, surface, sampler);
     applyNormal(scene, hit, *material, surface);
+    if (material->bump != kNoTexture) applyBump(scene, *material, surface);
     path.spectrum = splat(1.0f);
     if (material->kind == MaterialKind::Diffuse && material->transmission.none() && material->roughness.none()) {
         SurfaceModel model;

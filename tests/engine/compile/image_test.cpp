@@ -442,7 +442,7 @@ TEST(Image, ColoursAreDecodedExactlyAndDataIsNot) {
                 const Shading& shading = *built->shading;
                 const Material& material = shading.materials[shading.slotMaterials[0]];
                 const double wanted = gamma == 1.0f ? value / 255.0 : exact(value / 255.0);
-                EXPECT_NEAR(shading.textures.color(material.albedo, {}).y, wanted, 1e-6) << value << " " << gamma;
+                EXPECT_NEAR(material.albedo.color(shading.textures, {}).y, wanted, 1e-6) << value << " " << gamma;
             }
         }
     }
