@@ -9,6 +9,8 @@ packages=(
   libembree-dev libtbb-dev libosd-dev
   # images; CMake's description of the library checks that its tools are there
   libopenimageio-dev openimageio-tools libpng-dev libjpeg-dev
+  # colour tables
+  libopencolorio-dev
   # scene files
   libassimp-dev zlib1g-dev nlohmann-json3-dev libdraco-dev
   # command line, tests, benchmarks

@@ -8,7 +8,6 @@
 #include "engine/compile/environment_compiler.h"
 #include "engine/compile/light_compiler.h"
 #include "engine/compile/settings.h"
-#include "engine/film/tonemap.h"
 
 namespace Lumora::engine {
 
@@ -88,11 +87,8 @@ RenderScenePtr SceneCompiler::build() {
     scene->camera = readCamera(nodes_, *target);
     scene->kernel = readKernel(nodes_, *target);
     scene->film = readFilm(nodes_, *target);
-    scene->imager = readImager(nodes_, *target);
-    if (!knownResponse(scene->imager.response) && scene->imager.response != loggedResponse_ && log_) {
-        loggedResponse_ = scene->imager.response;
-        log_("Camera response " + std::to_string(loggedResponse_) + " is shown as sRGB.");
-    }
+    scene->imager = imager_.read(nodes_, *target, log_);
+    scene->post = readPost(nodes_, *target);
     const std::uint64_t pixels = static_cast<std::uint64_t>(scene->film.width) * scene->film.height;
     if (pixels > kMaxFilmPixels) {
         throw std::runtime_error("A picture of " + std::to_string(scene->film.width) + " by " +

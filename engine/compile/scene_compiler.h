@@ -5,6 +5,7 @@
 #include <mutex>
 
 #include "engine/compile/geometry_compiler.h"
+#include "engine/compile/imager_settings.h"
 #include "engine/compile/shading_compiler.h"
 
 namespace Lumora::engine {
@@ -58,7 +59,8 @@ private:
     std::array<Dependency*, 4> parts_{&geometryNodes_, &shadingNodes_, &environmentNodes_, &visibleNodes_};
     RenderScenePtr scene_;
     ItemUid target_ = 0;
-    int clayMode_ = 0, loggedResponse_ = 0;
+    int clayMode_ = 0;
+    ImagerReader imager_;
     mutable std::mutex countersLock_;
     Counters counters_;
 };

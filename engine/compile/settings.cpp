@@ -117,28 +117,4 @@ Film readFilm(const NodeTable& nodes, const NodeRecord& target) {
     return f;
 }
 
-Imager readImager(const NodeTable& nodes, const NodeRecord& target) {
-    Imager i;
-    const NodeRecord* node = nodes.input(target, P_IMAGER);
-    if (!node) return i;
-    i.exposure = std::max(nodes.number(*node, P_EXPOSURE, 1.0f), 0.0f);
-    i.gamma = std::clamp(nodes.number(*node, P_GAMMA, 1.0f), 0.01f, 100.0f);
-    i.response = nodes.integer(*node, P_RESPONSE, 401);
-    i.whitePoint = nodes.vector(*node, P_WHITE_POINT, i.whitePoint);
-    i.saturation = nodes.number(*node, P_COLOR_SATURATION, 1.0f);
-    i.vignetting = nodes.number(*node, P_VIGNETTING, 0.0f);
-    i.highlightCompression = nodes.number(*node, P_HIGHLIGHT_COMPRESSION, 0.0f);
-    i.premultipliedAlpha = nodes.flag(*node, P_PREMULTIPLIED_ALPHA, false);
-    i.dither = nodes.flag(*node, P_DITHERING, false);
-    i.minDisplaySamples = std::max(nodes.integer(*node, P_MIN_DISPLAY_SAMPLES, 1), 1);
-    i.maxTonemapInterval = std::clamp(nodes.integer(*node, P_MAX_TONEMAP_INTERVAL, 10), 1, 3600);
-    i.denoiser.on = nodes.flag(*node, P_DENOISER, false);
-    i.denoiser.volumes = nodes.flag(*node, P_DENOISE_VOLUMES, false);
-    i.denoiser.onCompletion = nodes.flag(*node, P_DENOISE_ON_COMPLETION, true);
-    i.denoiser.interval = std::clamp(nodes.integer(*node, P_DENOISE_INTERVAL, 20), 1, 3600);
-    i.denoiser.minSamples = std::max(nodes.integer(*node, P_DENOISE_MIN_SAMPLES, 10), 1);
-    i.denoiser.blend = std::clamp(nodes.number(*node, P_DENOISER_BLEND, 0.0f), 0.0f, 1.0f);
-    return i;
-}
-
 }  // namespace Lumora::engine

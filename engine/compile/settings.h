@@ -1,4 +1,4 @@
-// Camera, kernel, film and imager settings from the nodes on a render target.
+// Camera, kernel and film settings from the nodes on a render target.
 #pragma once
 
 #include "engine/compile/nodes.h"
@@ -14,6 +14,5 @@ inline constexpr std::uint64_t kMaxFilmPixels = 1ull << 30;
 Camera readCamera(const NodeTable& nodes, const NodeRecord& target);
 Kernel readKernel(const NodeTable& nodes, const NodeRecord& target);
 Film readFilm(const NodeTable& nodes, const NodeRecord& target);
-Imager readImager(const NodeTable& nodes, const NodeRecord& target);
 
 }  // namespace Lumora::engine

@@ -79,19 +79,22 @@ void FilmBuffer::addCoarse(std::uint32_t index, const TileSums& sums) {
     state.coarse = true;
 }
 
-std::uint32_t FilmBuffer::resolve(std::uint32_t index, std::vector<FilmPixel>& out) const {
+bool FilmBuffer::resolveInto(std::uint32_t index, FilmPixel* out, std::size_t pitch) const {
     const TileRect r = tile(index);
-    out.resize(static_cast<std::size_t>(r.width) * r.height);
     const std::lock_guard guard(tiles_[index]->lock);
     const TileState state = tiles_[index]->state;
-    if (state.samples == 0 && !state.coarse) return 0;
+    if (state.samples == 0 && !state.coarse) return false;
     const std::uint32_t step = state.samples ? 1 : block_;
-    for (std::uint32_t y = 0; y < r.height; y += step) {
+    for (std::uint32_t y = 0; y < r.height; ++y) {
+        FilmPixel* to = out + y * pitch;
+        if (y % step != 0) {
+            std::copy_n(to - pitch, r.width, to);
+            continue;
+        }
         const FilmSum* row = &pixels_[static_cast<std::size_t>(r.y + y) * width_ + r.x];
-        FilmPixel* to = &out[static_cast<std::size_t>(y) * r.width];
-        for (std::uint32_t x = 0; x < r.width; x += step) to[x] = row[x].mean();
+        for (std::uint32_t x = 0; x < r.width; ++x) to[x] = x % step == 0 ? row[x].mean() : to[x - 1];
     }
-    return step;
+    return true;
 }
 
 bool FilmBuffer::copySums(std::uint32_t index, TileSums& out) const {

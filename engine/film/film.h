@@ -66,9 +66,9 @@ public:
     /// Stores the coarse stage: sums of the tile, of which the first pixel of each block counts.
     void addCoarse(std::uint32_t index, const TileSums& sums);
 
-    /// Mean colours of one tile, row by row. Returns the edge of the blocks of which the first pixel is valid for all:
-    /// 1, or block() while the tile is in its coarse stage; 0: the tile has nothing yet.
-    std::uint32_t resolve(std::uint32_t index, std::vector<FilmPixel>& out) const;
+    /// Writes the mean colours of one tile to `out`, whose rows are `pitch` pixels apart; blocks of the coarse stage
+    /// are filled with their first pixels. False, and nothing written: the tile has nothing yet.
+    bool resolveInto(std::uint32_t index, FilmPixel* out, std::size_t pitch) const;
     /// Copies of the sums of one tile, row by row; guides stay empty when the film keeps none. False while the tile has
     /// less than a full pass.
     bool copySums(std::uint32_t index, TileSums& out) const;

@@ -1,42 +1,50 @@
-// From mean radiance to the pixels that leave the engine.
+// From mean radiance to the pixels that leave the engine: the imager, pixel by pixel.
+//
+// Runs of a row go through in planes, so that the compiler makes vector code of every step; the curves are tables.
 #pragma once
 
-#include <string>
 #include <vector>
 
-#include "engine/film/film.h"
-#include "engine/render/renderer.h"
+#include "engine/film/film_pixel.h"
+#include "engine/film/imager.h"
+#include "engine/render/settings.h"
 
 namespace Lumora::engine {
 
-/// The imager's settings turned into the few numbers that a pixel needs.
-class Tonemapper {
-public:
-    Tonemapper(const Imager& imager, const Film& film, bool alphaChannel);
-
-    /// Makes a picture of what the film holds. `previous` shows through where the film has no sample yet and fits in
-    /// size and type; null: black. Throws std::bad_alloc.
-    Image picture(const FilmBuffer& film, TonemapType type, const Image* previous) const;
-
-    /// One pixel with the imager applied, still linear.
-    Float3 develop(Float3 color, std::uint32_t x, std::uint32_t y) const;
-    /// Transfer function of the response curve and the extra gamma, of a linear value.
-    float encode(float linear) const;
-
-private:
-    void writeBytes(unsigned char* to, const FilmPixel& p, std::uint32_t x, std::uint32_t y) const;
-    void writeFloats(float* to, const FilmPixel& p, std::uint32_t x, std::uint32_t y, TonemapType type) const;
-
-    float encoded(float linear) const;  ///< encode() by table, to well within a step of 8 bits
-
-    std::vector<float> table_;  ///< encode() over the square root of the value: smooth for every power curve
-    Imager imager_;
-    float width_, height_;
-    Float3 gain_;
-    bool alphaChannel_;
+/// What alpha means in the film.
+enum class AlphaUse : std::uint8_t {
+    None,      ///< the picture has no alpha: it is 1 everywhere
+    Coverage,  ///< colours are those of what is covered, times alpha
+    Mask,      ///< the background is in the colours; alpha only tells of it
 };
 
-/// True when the response curve with that id has its own transfer function here; the others are shown as sRGB.
-bool knownResponse(int id);
+/// The imager's settings turned into the few numbers and tables that a pixel needs. Immutable; any thread.
+class Tonemapper {
+public:
+    Tonemapper(const Imager& imager, const Film& film, AlphaUse alpha);
+
+    /// A run of pixels of row `y` from `x` on: imager and response, 8-bit RGBA.
+    void toBytes(const FilmPixel* from, std::uint32_t count, std::uint32_t x, std::uint32_t y, unsigned char* to) const;
+    /// The imager but for response, gamma and LUT: linear RGBA.
+    void toFloats(const FilmPixel* from, std::uint32_t count, std::uint32_t x, std::uint32_t y, float* to) const;
+    /// Neither: the film's own values, with alpha as the imager wants it.
+    void toLinear(const FilmPixel* from, std::uint32_t count, float* to) const;
+
+private:
+    struct Run;
+    /// One curve over the square root of the value: smooth for every power curve. A row for each channel.
+    using Tables = std::vector<float>;
+
+    void load(const FilmPixel* from, Run& run) const;
+    void develop(Run& run, std::uint32_t x, std::uint32_t y) const;
+    void encode(Run& run) const;
+    void finishAlpha(Run& run) const;
+
+    Imager imager_;
+    AlphaUse alpha_;
+    float width_, height_;
+    Float3 gain_;
+    Tables before_, after_;  ///< the curves before and after the LUT; empty: none
+};
 
 }  // namespace Lumora::engine

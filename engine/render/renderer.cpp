@@ -11,7 +11,7 @@
 #endif
 
 #include "engine/compile/scene_compiler.h"
-#include "engine/film/tonemap.h"
+#include "engine/film/develop.h"
 #include "engine/render/job.h"
 
 namespace Lumora::engine {
@@ -86,7 +86,10 @@ private:
     bool mayWork(unsigned index) const {
         return job_ && !idle_ && !paused_ && !stopped_ && !failed_ && !building_ && index < threads_;
     }
-    Image develop(const Job& job, const RenderScene& scene, TonemapType type, const Image* previous) const;
+    Image develop(const Job& job, const RenderScene& scene, RenderPassId pass, TonemapType type,
+                  const Image* previous) const;
+    std::vector<Image> developAll(const Job& job, const RenderScene& scene, const std::vector<RenderPassId>& passes,
+                                  TonemapType type, const std::vector<Image>& previous) const;
 
     RendererCallbacks callbacks_;
     mutable std::mutex lock_;
@@ -302,26 +305,43 @@ void Renderer::Impl::workLoop(unsigned index) {
     }
 }
 
-Image Renderer::Impl::develop(const Job& job, const RenderScene& scene, TonemapType type, const Image* previous) const {
-    const Tonemapper tonemapper(scene.imager, scene.film, scene.kernel.alphaChannel);
+Image Renderer::Impl::develop(const Job& job, const RenderScene& scene, RenderPassId pass, TonemapType type,
+                              const Image* previous) const {
+    const Kernel& kernel = scene.kernel;
+    const AlphaUse alpha = !kernel.alphaChannel     ? AlphaUse::None
+                           : kernel.keepEnvironment ? AlphaUse::Mask
+                                                    : AlphaUse::Coverage;
     const float samples = job.samplesPerPixel();
     const std::uint64_t level = job.changeLevel;
-    Image image = tonemapper.picture(job.film(), type, previous);
+    Image image =
+        developPicture(job.film(), {scene.imager, scene.post, scene.film, alpha}, pass, type, previous, nullptr);
     image.changeLevel = level;
     image.samplesPerPixel = samples;
     return image;
 }
 
+std::vector<Image> Renderer::Impl::developAll(const Job& job, const RenderScene& scene,
+                                              const std::vector<RenderPassId>& passes, TonemapType type,
+                                              const std::vector<Image>& previous) const {
+    std::vector<Image> images;
+    for (const RenderPassId pass : passes) {
+        if (!isDeveloped(pass)) continue;
+        const auto old = std::find_if(previous.begin(), previous.end(), [&](const Image& i) { return i.pass == pass; });
+        images.push_back(develop(job, scene, pass, type, old == previous.end() ? nullptr : &*old));
+    }
+    return images;
+}
+
 bool Renderer::Impl::publish(std::unique_lock<std::mutex>& lock, const std::shared_ptr<Job>& job) {
     const RenderScenePtr scene = scene_;
     const TonemapType type = outputType_;
-    const bool wanted = std::find(outputPasses_.begin(), outputPasses_.end(), RP_BEAUTY) != outputPasses_.end();
+    const std::vector<RenderPassId> passes = outputPasses_;
     std::vector<Image> previous = images_;
     lock.unlock();
     std::vector<Image> images;
     bool made = true;
     try {
-        if (wanted) images.push_back(develop(*job, *scene, type, previous.empty() ? nullptr : &previous[0]));
+        images = developAll(*job, *scene, passes, type, previous);
     } catch (const std::bad_alloc&) {
         made = false;
     }
@@ -463,9 +483,9 @@ std::vector<Image> Renderer::Impl::tonemap(const std::vector<RenderPassId>& pass
         scene = scene_;
     }
     std::vector<Image> out;
-    if (!job || !scene || std::find(passes.begin(), passes.end(), RP_BEAUTY) == passes.end()) return out;
+    if (!job || !scene) return out;
     try {
-        out.push_back(develop(*job, *scene, type, nullptr));
+        out = developAll(*job, *scene, passes, type, {});
     } catch (const std::bad_alloc&) {
         out.clear();
     }

@@ -170,6 +170,7 @@ struct RenderScene {
     Kernel kernel;
     Film film;
     Imager imager;
+    PostProcessing post;
 };
 
 using RenderScenePtr = std::shared_ptr<const RenderScene>;

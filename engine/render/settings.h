@@ -1,10 +1,11 @@
-// Camera, kernel, film and imager as plain values, read once from their nodes.
+// Camera, kernel and film as plain values, read once from their nodes.
 #pragma once
 
 #include <array>
 #include <cstdint>
 #include <limits>
 
+#include "engine/film/imager.h"
 #include "engine/render/vec.h"
 
 namespace Lumora::engine {
@@ -54,27 +55,6 @@ struct Film {
     std::uint32_t regionWidth = std::numeric_limits<std::uint32_t>::max();
     std::uint32_t regionHeight = std::numeric_limits<std::uint32_t>::max();
     friend bool operator==(const Film&, const Film&) = default;
-};
-
-struct Denoiser {
-    bool on = false, volumes = false;
-    bool onCompletion = true;  ///< only once all samples are there, else every `interval` seconds too
-    int interval = 20;         ///< seconds
-    int minSamples = 10;       ///< below these it does not run
-    float blend = 0.0f;        ///< share of the noisy picture in the result
-    friend bool operator==(const Denoiser&, const Denoiser&) = default;
-};
-
-struct Imager {
-    float exposure = 1.0f, gamma = 1.0f;
-    int response = 401;  ///< id of a response curve: 400 linear, 401 sRGB, 402 gamma 1.8, 403 gamma 2.2
-    Float3 whitePoint{1, 1, 1};
-    float saturation = 1.0f, vignetting = 0.0f, highlightCompression = 0.0f;
-    bool premultipliedAlpha = false, dither = false;
-    int minDisplaySamples = 1;
-    int maxTonemapInterval = 10;  ///< seconds
-    Denoiser denoiser;
-    friend bool operator==(const Imager&, const Imager&) = default;
 };
 
 }  // namespace Lumora::engine

@@ -64,7 +64,7 @@ Pins imager() {
             number(P_HIGHLIGHT_COMPRESSION, "Highlight compression", 0, 0, 1),
             integer(P_MAX_TONEMAP_INTERVAL, "Max. tonemap interval", 10, 1, 120),
             boolean(P_NEUTRAL_RESPONSE, "Neutral response"),
-            integer(P_RESPONSE_ORDER, "Order", 0, 0, 4),
+            integer(P_RESPONSE_ORDER, "Order", 0, 0, 5),
             link(P_LUT, "Custom LUT", PT_LUT),
             boolean(P_DENOISER, "Enable denoising"),
             boolean(P_DENOISE_VOLUMES, "Denoise volumes"),

@@ -268,7 +268,7 @@ void addImager(std::vector<SettingRow>& rows) {
     rows.push_back(row(G::Imager, "lut", "", SETTING_LUT_FILE, T::File, 0, 0, "LUT file"));
     add("lutStr", "", SETTING_LUT_STRENGTH, T::Float, 1.0, P_STRENGTH, "LUT strength", 0, 1);
     rows.back().home = PinHome::Lut;
-    add("order", "", 3058, T::Int, 0, P_RESPONSE_ORDER, "Order", 0, 4);
+    add("order", "", 3058, T::Int, 0, P_RESPONSE_ORDER, "Order", 0, 5);
     add("natResp", "", 3055, T::Bool, 0, P_NEUTRAL_RESPONSE, "Neutral response");
 }
 
