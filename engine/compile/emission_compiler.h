@@ -2,7 +2,7 @@
 #pragma once
 
 #include "engine/compile/texture_compiler.h"
-#include "engine/render/emission.h"
+#include "engine/render/scene.h"
 
 namespace Lumora::engine {
 
@@ -10,5 +10,9 @@ namespace Lumora::engine {
 /// textures are added to the table that `textures` fills.
 bool compileEmission(const NodeTable& nodes, TextureCompiler& textures, const TextureTable& table,
                      const NodeRecord& material, Emission& out);
+
+/// The toon lights of the geometry.
+std::vector<ToonLight> compileToonLights(const NodeTable& nodes, const Geometry& geometry, TextureCompiler& textures,
+                                         const TextureTable& table);
 
 }  // namespace Lumora::engine

@@ -72,6 +72,7 @@ std::shared_ptr<const Environment> compileEnvironment(const NodeTable& nodes, It
     TextureCompiler textures(nodes, images, e->textures, log);
     e->power = std::max(nodes.number(*node, P_POWER, 1.0f), 0.0f);
     e->showBackplate = nodes.flag(*node, P_VISIBLE_BACKPLATE, true);
+    e->showRefractions = nodes.flag(*node, P_VISIBLE_REFRACTIONS, false);
     e->showReflections = nodes.flag(*node, P_VISIBLE_REFLECTIONS, false);
     if (node->type == NT_ENV_DAYLIGHT) {
         e->kind = Environment::Kind::Daylight;
@@ -87,6 +88,7 @@ std::shared_ptr<const Environment> compileEnvironment(const NodeTable& nodes, It
         return nullptr;
     }
     if (!e->constant && nodes.flag(*node, P_IMPORTANCE_SAMPLING, true)) e->distribution = environmentDistribution(*e);
+    e->meanLuminance_ = 1.0f;
     return e;
 }
 

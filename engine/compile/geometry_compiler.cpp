@@ -106,6 +106,7 @@ struct GeometryCompiler::Walk {
     std::vector<CachedMesh*> meshes;   ///< in the order in which they were met
     std::vector<CachedMesh*> stale{};  ///< those that must be built
     std::vector<ItemUid> planes{};     ///< the material on each plane's pin
+    std::vector<ItemUid> toonLights{};
     std::unordered_set<int> loggedTypes{};
     int depth = 0;
 
@@ -236,6 +237,14 @@ void GeometryCompiler::flatten(Walk& walk, ItemUid uid, Leaves& out) {
         case NT_GEO_PLANE:
             planeLeaf(walk, *node, out);
             break;
+        case NT_TOON_POINT_LIGHT:
+        case NT_TOON_DIRECTIONAL_LIGHT: {
+            Leaf leaf;
+            leaf.plane = Leaf::kToonLight | static_cast<std::uint32_t>(walk.toonLights.size());
+            walk.toonLights.push_back(uid);
+            out.push_back(leaf);
+            break;
+        }
         default:
             if (walk.loggedTypes.insert(node->type).second) {
                 walk.say("Geometry of node type " + std::to_string(node->type) + " is left out of the picture.");
@@ -329,6 +338,11 @@ void GeometryCompiler::place(Walk& walk, const Leaves& leaves) {
         for (const Leaf& leaf : leaves) {
             if (leaf.mesh != kNone) continue;
             const Matrix<float>& m = leaf.transform;
+            if (leaf.plane & Leaf::kToonLight) {
+                g.toonLights.push_back({walk.toonLights[leaf.plane & ~Leaf::kToonLight], column(m, 3)});
+                --unusable;
+                continue;
+            }
             Plane plane;
             plane.origin = column(m, 3);
             plane.tangent = normalize(column(m, 0));

@@ -34,8 +34,9 @@ public:
 private:
     struct Leaf {
         Matrix<float> transform;
-        std::uint32_t mesh = kNone;   ///< index into Walk::meshes, or kNone: a plane
-        std::uint32_t plane = kNone;  ///< index into Walk::planes
+        static constexpr std::uint32_t kToonLight = 0x80000000u;
+        std::uint32_t mesh = kNone;   ///< index into Walk::meshes, or kNone: a plane or a toon light
+        std::uint32_t plane = kNone;  ///< index into Walk::planes, or kToonLight plus one into Walk::toonLights
         std::uint32_t firstLayer = kNone, layerCount = 0;
         std::int32_t id = -1;
     };

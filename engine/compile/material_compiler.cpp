@@ -91,6 +91,10 @@ MaterialId MaterialCompiler::compile(ItemUid uid) {
     return id;
 }
 
+std::vector<ToonLight> MaterialCompiler::toonLights(const Geometry& geometry) {
+    return compileToonLights(nodes_, geometry, textures_, out_.textures);
+}
+
 EmissionId MaterialCompiler::emission(const NodeRecord& node) {
     Emission e;
     if (!compileEmission(nodes_, textures_, out_.textures, node, e)) return kNoEmission;

@@ -14,6 +14,7 @@ public:
 
     /// The material of a node; made once. 0, the default one, where there is none.
     MaterialId compile(ItemUid uid);
+    std::vector<ToonLight> toonLights(const Geometry& geometry);
 
 private:
     Material describe(const NodeRecord& node);

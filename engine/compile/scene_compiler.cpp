@@ -14,13 +14,13 @@ namespace Lumora::engine {
 namespace {
 
 bool sameSlots(const Geometry& a, const Geometry& b) {
-    return a.slots == b.slots && a.meshSlot == b.meshSlot && a.meshSlots == b.meshSlots;
+    return a.slots == b.slots && a.meshSlot == b.meshSlot && a.meshSlots == b.meshSlots && a.toonLights == b.toonLights;
 }
 
 /// Whether what shines stands where it stood.
 bool lightsStand(const Lights& lights, const InstanceChange& change) {
     return change.sameList && std::none_of(change.moved.begin(), change.moved.end(),
-                                           [&](std::uint32_t i) { return lights.instanceEmitter[i] != kNone; });
+                                           [&](std::uint32_t i) { return lights.emitterOf(i) != kNone; });
 }
 
 /// The kernel's distance must suit the scene: one that was meant for a house swallows a coin.

@@ -15,6 +15,7 @@ std::shared_ptr<const Shading> compileOnce(const NodeTable& nodes, const Geometr
     for (const MaterialId id : out->slotMaterials) {
         if (!out->materials[id].opaque || out->materials[id].fakeShadows) out->transparent = true;
     }
+    out->toonLights = compiler.toonLights(geometry);
     return out;
 }
 

@@ -18,7 +18,7 @@ constexpr std::uint32_t lightIdBit(int id) {
 }
 
 /// The rays that may meet an emitter, by what the last surface did with them.
-enum class RayKind : std::uint8_t { Camera, Diffuse, Specular };
+enum class RayKind : std::uint8_t { Camera, Diffuse, Specular, Refraction };  ///< Specular: glossy, too
 
 struct Emission {
     TextureId color = kNoTexture;         ///< times `scale`: radiance, or with `byPower` the flux of each side
@@ -28,7 +28,7 @@ struct Emission {
     bool doubleSided = true;    ///< the backs of polygons shine too
     bool onDiffuse = true;      ///< lights diffuse reflection
     bool onSpecular = true;     ///< lights glossy and specular reflection, and is seen in it
-    bool transparent = false;   ///< shines where the surface is transparent, too
+    bool transparent = false;   ///< seen and shining where the surface is transparent, too
     bool castsShadows = true;   ///< what lies between does not block it
     float samplingRate = 1.0f;  ///< how often it is chosen, compared with others of its power; 0: never
     std::uint32_t idBit = lightIdBit(1);

@@ -79,7 +79,8 @@ Float3 Integrator::directLight(const Surface& surface, const LightQuery& query, 
     if (!(light.pdf > 0.0f) || isBlack(light.radiance)) return {};
     Lobes which = 0;
     if (light.onDiffuse) which |= kDiffuseLobe;
-    if (light.onSpecular) which |= kGlossyLobe;
+    const bool above = dot(surface.normal, light.direction) > 0.0f;
+    if (above ? light.onSpecular : light.onRefraction) which |= kGlossyLobe;
     float pdf;
     const Float3 f = bsdf.evaluate(light.direction, pdf, which);
     if (isBlack(f)) return {};
@@ -90,7 +91,6 @@ Float3 Integrator::directLight(const Surface& surface, const LightQuery& query, 
     const float weight = alone ? 1.0f : powerHeuristic(light.pdf, pdf);
     const Float3 value = f * light.radiance * (weight / light.pdf);
     if (!light.castsShadows) return value;
-    const bool above = dot(surface.normal, light.direction) > 0.0f;
     const Float3 origin = above ? query.position : surface.position - surface.normal * surface.offset;
     float reach = light.distance * (1.0f - 0x1p-13f);
     if (occlusionOnly_ && light.environment) reach = scene_.kernel.aoDistance;
@@ -102,14 +102,13 @@ PixelSample Integrator::background(const Ray& ray) const {
     const Kernel& k = scene_.kernel;
     if (k.alphaChannel) s.alpha = 0.0f;
     if (k.alphaChannel && !k.keepEnvironment) return s;
-    const Environment* e =
-        scene_.visible && scene_.visible->showBackplate ? scene_.visible.get() : scene_.environment.get();
-    if (e) s.color = s.direct = e->radiance(ray.direction) + e->sunDisc(ray.direction);
+    const SkyLight light = skyLight(scene_, choice_, {}, ray.direction, RayKind::Camera);
+    s.color = s.direct = light.environment + light.sun;
     return s;
 }
 
 Float3 Integrator::environmentHit(const Path& path) const {
-    const SkyLight light = skyLight(scene_, choice_, path.previous, path.ray.direction);
+    const SkyLight light = skyLight(scene_, choice_, path.previous, path.ray.direction, path.kind);
     if (path.specular) return light.environment + light.sun;
     Float3 r = light.environment * powerHeuristic(path.bsdfPdf, light.environmentPdf);
     if (!(occlusionOnly_ && light.sunPdf > 0.0f)) r += light.sun * powerHeuristic(path.bsdfPdf, light.sunPdf);
@@ -126,6 +125,7 @@ bool Integrator::passes(const Path& path, const Surface& surface, Sampler& sampl
 
 /// What a surface emits towards the path, as much of it as light sampling does not find.
 Float3 Integrator::emittedAlong(const Path& path, const Hit& hit, const Surface& surface) const {
+    if (path.depth == 0 && !surface.layer.cameraVisible) return {};
     const Float3 emitted =
         emittedRadiance(scene_, surface.material, surface, -path.ray.direction, path.kind, path.previous.mask);
     if (path.specular || isBlack(emitted)) return emitted;
@@ -162,7 +162,7 @@ bool Integrator::scatter(Path& path, const Hit& hit, Surface& surface, Sampler& 
     path.specular = s.specular();
     path.bsdfPdf = s.pdf;
     path.straight = path.straight && s.specular() && s.transmitted() && affectAlpha;
-    path.kind = RayKind::Specular;
+    path.kind = s.transmitted() ? RayKind::Refraction : RayKind::Specular;
     if (s.lobe & kDiffuseLobe) {
         ++path.diffuse;
         path.kind = RayKind::Diffuse;
@@ -208,18 +208,18 @@ PixelSample Integrator::trace(Ray ray, Sampler& sampler) const {
             break;
         }
         Surface surface = surfaceAt(scene_, hit, path.ray);
+        const Float3 emitted = emittedAlong(path, hit, surface);
+        add(path.throughput * emitted);
         if (passes(path, surface, sampler)) {
             path.ray.tmin = beyond(hit, surface);
             ++passed;
             continue;
         }
-        const Float3 emitted = emittedAlong(path, hit, surface);
         if (path.depth == 0) {
             result.albedo = clamp01(emitted);
             result.normal = surface.shadingNormal;
             result.depth = hit.t;
         }
-        add(path.throughput * emitted);
         // A short ray that met something has told all that it was sent for.
         if (occlusionOnly_ && path.diffuse > 0) break;
         if (!scatter(path, hit, surface, sampler, result)) break;

@@ -6,136 +6,271 @@ namespace Lumora::engine {
 
 namespace {
 
-struct WorldTriangle {
-    Float3 a, b, c, normal;  ///< normal on the front
-    float area = 0.0f, objectArea = 0.0f;
-};
+constexpr float kBelowOne = 0x1.fffffep-1f;
 
-WorldTriangle worldTriangle(const Instance& instance, const CompiledMesh& mesh, std::uint32_t polygon,
-                            std::uint32_t half) {
-    Float3 p[3];
-    triangleCorners(mesh, polygon, half, p);
-    WorldTriangle r;
-    const Float3 n = cross(p[1] - p[0], p[2] - p[0]);
-    r.objectArea = 0.5f * length(n);
-    r.a = transformPoint(instance.toWorld, p[0]);
-    r.b = transformPoint(instance.toWorld, p[1]);
-    r.c = transformPoint(instance.toWorld, p[2]);
-    r.area = 0.5f * length(cross(r.b - r.a, r.c - r.a));
-    r.normal = normalize(instance.normalToWorld(n));
-    return r;
-}
+/// A polygon of a mesh as an instance shows it. A quad that is a parallelogram is sampled as a whole.
+struct WorldPolygon {
+    Float3 origin, first, second;                 ///< a corner and the edges to its neighbours
+    Float3 otherOrigin, otherFirst, otherSecond;  ///< the second half of any other quad
+    float area = 0.0f, otherArea = 0.0f;
+    bool parallelogram = false;
 
-struct Choice {
-    std::uint32_t instance = 0, triangle = 0;
-    float probability = 0.0f;
-};
-
-Choice chooseTriangle(const Lights& lights, Float3 from, Float2 u) {
-    Choice c;
-    if (!lights.tree.empty()) {
-        const Lights::Item& item = lights.items[lights.tree.sample(from, u, c.probability)];
-        c.instance = item.instance;
-        c.triangle = item.triangle;
-        return c;
+    WorldPolygon(const Instance& instance, const CompiledMesh& mesh, std::uint32_t polygon) {
+        const std::uint32_t c = mesh.corner(polygon);
+        const bool quad = mesh.corners(polygon) == 4;
+        const auto vertex = [&](std::uint32_t i) {
+            return (*mesh.vertices)[static_cast<std::size_t>((*mesh.vertexIndices)[c + i])];
+        };
+        const Float3 p0 = vertex(0), p1 = vertex(1), p2 = vertex(quad ? 3 : 2);
+        origin = transformPoint(instance.toWorld, p0);
+        first = transformVector(instance.toWorld, p1 - p0);
+        second = transformVector(instance.toWorld, p2 - p0);
+        area = length(cross(first, second));
+        if (!quad) {
+            area *= 0.5f;
+            return;
+        }
+        const Float3 opposite = vertex(2);
+        const Float3 gap = opposite - p1 - p2 + p0, diagonal = opposite - p0;
+        parallelogram = dot(gap, gap) <= 1e-10f * dot(diagonal, diagonal);
+        if (parallelogram) return;
+        area *= 0.5f;
+        otherOrigin = transformPoint(instance.toWorld, opposite);
+        otherFirst = transformVector(instance.toWorld, p2 - opposite);
+        otherSecond = transformVector(instance.toWorld, p1 - opposite);
+        otherArea = 0.5f * length(cross(otherFirst, otherSecond));
     }
-    const std::uint32_t index = lights.distribution.sample(u.x);
-    const Emitter& emitter = lights.emitters[index];
-    const EmitterSet& set = *lights.sets[emitter.set];
-    const std::uint32_t entry = set.distribution.sample(u.y);
-    c.instance = emitter.instance;
-    c.triangle = set.triangles[entry];
-    c.probability = lights.distribution.probability(index) * set.distribution.probability(entry);
-    return c;
+    float wholeArea() const { return area + otherArea; }
+};
+
+struct PolygonPoint {
+    Float3 position, edgeA, edgeB;
+    float u = 0.0f, v = 0.0f;  ///< as Embree reports them
+};
+
+PolygonPoint pointOn(const WorldPolygon& p, bool quad, Float2 u) {
+    if (p.parallelogram) return {p.origin + p.first * u.x + p.second * u.y, p.first, p.second, u.x, u.y};
+    const float chance = p.wholeArea() > 0.0f ? p.area / p.wholeArea() : 1.0f;
+    const bool other = quad && u.x >= chance;
+    u.x = std::min(other ? (u.x - chance) / (1.0f - chance) : u.x / chance, kBelowOne);
+    const Float2 b = sampleTriangle(u);
+    if (other) {
+        return {p.otherOrigin + p.otherFirst * b.x + p.otherSecond * b.y, p.otherFirst, p.otherSecond, 1.0f - b.x,
+                1.0f - b.y};
+    }
+    return {p.origin + p.first * b.x + p.second * b.y, p.first, p.second, b.x, b.y};
 }
 
-LightSample sampleEmitter(const RenderScene& scene, float chance, const LightQuery& query, const float u[4]) {
-    const Float3 from = query.position;
+LightReceiver worldReceiver(const LightQuery& query) {
+    return {query.position, query.normal, query.bothSides, query.mask};
+}
+
+/// The same place in the space of an emitter's mesh. Which side of a plane a point is on survives any affine map.
+LightReceiver objectReceiver(const LightQuery& query, const Emitter& emitter, const Instance& instance) {
+    const Float3 n = query.normal;
+    const Float3 normal = normalize({dot(column(instance.toWorld, 0), n), dot(column(instance.toWorld, 1), n),
+                                     dot(column(instance.toWorld, 2), n)});
+    return {transformPoint(emitter.toObject, query.position), normal, query.bothSides, query.mask};
+}
+
+/// Radiance for each watt or for each unit of radiance.
+float shareOf(const RenderScene& scene, const Emission& emission, const Surface& surface) {
+    if (!emission.byPower) return 1.0f;
+    const std::uint32_t index = scene.lights->emitterOf(surface.at.instance);
+    if (index == kNone) return 1.0f;
+    const Emitter& emitter = scene.lights->emitters[index];
+    if (emitter.firstShare == kNone) return 1.0f;
+    const CompiledMesh& mesh = *scene.geometry->meshes[scene.geometry->instances[emitter.instance].mesh];
+    return scene.lights->powerShares[emitter.firstShare + mesh.material(surface.at.polygon)];
+}
+
+/// Where a distribution is looked up: its texture sees the direction of the light as a point of the unit sphere. In
+/// texture coordinates the lower edge of the picture is where the front of the surface looks.
+TextureContext distributionContext(const RenderScene& scene, const Surface& surface, Float3 outgoing) {
+    TextureContext at;
+    at.scene = &scene;
+    at.instance = surface.at.instance;
+    at.polygon = surface.at.polygon;
+    at.frontFace = surface.front;
+    at.worldPosition = at.worldNormal = at.shadingNormal = outgoing;
+    Float3 local = outgoing;
+    const Float3 front = surface.front ? surface.normal : -surface.normal;
+    Float3 reference{1, 0, 0};
+    if (surface.at.instance < scene.geometry->instances.size()) {
+        const Instance& instance = scene.geometry->instances[surface.at.instance];
+        const NormalTransform& n = instance.normalToWorld;
+        local = normalize({dot(n.x, outgoing), dot(n.y, outgoing), dot(n.z, outgoing)});
+        reference = column(instance.toWorld, 0);
+        if (std::abs(dot(reference, front)) > 0.99f * length(reference)) reference = column(instance.toWorld, 2);
+    }
+    at.objectPosition = at.objectNormal = local;
+    const Float3 right = normalize(reference - front * dot(reference, front)), ahead = cross(front, right);
+    const Float2 uv = directionToMap({dot(outgoing, right), -dot(outgoing, front), dot(outgoing, ahead)});
+    at.uv[0] = at.uv[1] = at.uv[2] = {uv.x, uv.y, 0.0f};
+    return at;
+}
+
+/// What the transparency of a material leaves of its light. Of an even opacity only a camera takes notice: it makes a
+/// lamp invisible, not weak. A texture of opacity masks the light for everybody.
+float shownEmission(const RenderScene& scene, const Material& m, const Emission& e, const Surface& surface,
+                    RayKind kind, bool lighting) {
+    if (m.opaque || e.transparent || m.opacity == kNoTexture) return 1.0f;
+    if ((lighting || kind != RayKind::Camera) && scene.shading->textures.isConstant(m.opacity)) return 1.0f;
+    return clamp01(scene.shading->textures.scalar(m.opacity, surface.at));
+}
+
+/// `lighting`: to light a surface, whatever the kind of its reflection.
+Float3 emissionOf(const RenderScene& scene, MaterialId id, const Surface& surface, Float3 outgoing, RayKind kind,
+                  bool lighting, std::uint32_t mask) {
+    const Material& m = scene.shading->materials[id];
+    if (m.kind == MaterialKind::Mix) {
+        const float t = clamp01(scene.shading->textures.scalar(m.amount, surface.at));
+        return lerp(emissionOf(scene, m.first, surface, outgoing, kind, lighting, mask),
+                    emissionOf(scene, m.second, surface, outgoing, kind, lighting, mask), t);
+    }
+    if (m.emission == kNoEmission) return {};
+    const Emission& e = scene.shading->emissions[m.emission];
+    if (!(surface.front || e.doubleSided) || !(lighting || e.visibleTo(kind)) || !(e.idBit & mask)) return {};
+    Float3 r = e.scale;
+    if (e.color != kNoTexture) r = r * scene.shading->textures.color(e.color, surface.at);
+    if (e.distribution != kNoTexture) {
+        r *= scene.shading->textures.scalar(e.distribution, distributionContext(scene, surface, outgoing));
+    }
+    r *= shareOf(scene, e, surface) * shownEmission(scene, m, e, surface, kind, lighting);
+    return {std::max(r.x, 0.0f), std::max(r.y, 0.0f), std::max(r.z, 0.0f)};
+}
+
+/// The first emission of a material, of all that a mix holds. kNoEmission: there is none.
+EmissionId firstEmission(const Shading& shading, MaterialId id, int depth = 0) {
+    const Material& m = shading.materials[id];
+    if (m.kind != MaterialKind::Mix || depth > 16) return m.emission;
+    const EmissionId e = firstEmission(shading, m.second, depth + 1);
+    return e != kNoEmission ? e : firstEmission(shading, m.first, depth + 1);
+}
+
+/// Chances of the kinds of light at one point.
+struct Chances {
+    float emitters = 0.0f, environment = 0.0f, sun = 0.0f;
+};
+
+/// By a guess of the irradiance from each kind. Nothing is known of shadows, so none gets much less than its share.
+Chances chancesAt(const RenderScene& scene, const LightChoice& choice, const LightQuery& query) {
+    Chances c;
+    if (choice.emitters) {
+        c.emitters = scene.lights->tree.bounds().importance(query.position, query.normal, query.bothSides, query.mask);
+    }
+    const Environment* e = scene.environment.get();
+    if (choice.environment && (query.mask & kEnvironmentBit)) c.environment = kPi * e->meanLuminance();
+    if (choice.sun && (query.mask & kSunBit)) {
+        float cosine = query.normal == Float3{} ? 1.0f : dot(query.normal, e->sunDirection);
+        if (query.bothSides) cosine = std::abs(cosine);
+        const float reach = std::sqrt(std::max(0.0f, 1.0f - e->sunCosine * e->sunCosine));
+        if (cosine > -reach) c.sun = e->sunIrradiance() * std::max(cosine, 0.05f);
+    }
+    const float sum = c.emitters + c.environment + c.sun;
+    if (!(sum > 0.0f)) return {};
+    constexpr float kFloor = 0.25f;
+    const auto lift = [&](float x) { return x > 0.0f ? x / sum + kFloor : 0.0f; };
+    c = {lift(c.emitters), lift(c.environment), lift(c.sun)};
+    const float total = c.emitters + c.environment + c.sun;
+    return {c.emitters / total, c.environment / total, c.sun / total};
+}
+
+LightSample sampleEmitter(const RenderScene& scene, float chance, const LightQuery& query, double pick, Float2 u) {
     const Lights& lights = *scene.lights;
     LightSample s;
-    const Choice chosen = chooseTriangle(lights, from, {u[0], u[1]});
-    const Instance& instance = scene.geometry->instances[chosen.instance];
+    float chosen = 0.0f, inside = 0.0f;
+    const Emitter& emitter = lights.emitters[lights.tree.sample(worldReceiver(query), pick, chosen)];
+    if (!(chosen > 0.0f)) return s;
+    const EmitterSet& set = *lights.sets[emitter.set];
+    const Instance& instance = scene.geometry->instances[emitter.instance];
+    std::uint32_t place = 0;
+    if (set.polygons.size() > 1) {
+        place = set.sample(objectReceiver(query, emitter, instance), pick, inside);
+        if (!(inside > 0.0f)) return s;
+        chosen *= inside;
+    }
+    const std::uint32_t polygon = set.polygons[place];
     const CompiledMesh& mesh = *scene.geometry->meshes[instance.mesh];
-    const std::uint32_t polygon = chosen.triangle >> 1, half = chosen.triangle & 1;
-    const WorldTriangle t = worldTriangle(instance, mesh, polygon, half);
-    if (!(t.area > 0.0f)) return s;
-    const Float2 b = sampleTriangle({u[2], u[3]});
-    const Float3 p = t.a * (1.0f - b.x - b.y) + t.b * b.x + t.c * b.y;
-    const Float3 d = p - from;
+    const WorldPolygon world(instance, mesh, polygon);
+    const PolygonPoint point = pointOn(world, mesh.corners(polygon) == 4, u);
+    const Float3 d = point.position - query.position;
     const float distance2 = dot(d, d);
     if (!(distance2 > 0.0f)) return s;
     s.distance = std::sqrt(distance2);
     s.direction = d * (1.0f / s.distance);
-    const float cosine = std::abs(dot(t.normal, s.direction));
+    // The sign of the determinant keeps the front of a mirrored instance where the polygon's winding has it.
+    Float3 normal = normalize(cross(point.edgeA, point.edgeB));
+    if (determinant(instance.toWorld) < 0.0f) normal = -normal;
+    const float facing = -dot(normal, s.direction), cosine = std::abs(facing);
     if (!(cosine > 0.0f)) return s;
-    s.pdf = chance * chosen.probability * distance2 / (cosine * t.area);
+    s.pdf = chance * chosen * distance2 / (cosine * world.wholeArea());
     const MaterialId id =
         scene.shading->slotMaterials[scene.geometry->meshSlot[instance.mesh] + mesh.material(polygon)];
     const Material& material = scene.shading->materials[id];
-    if (material.kind != MaterialKind::Mix && material.emission != kNoEmission) {
-        const Emission& e = scene.shading->emissions[material.emission];
-        if (!(e.idBit & query.mask)) return s;
-        s.onDiffuse = e.onDiffuse;
-        s.onSpecular = e.onSpecular;
-        s.castsShadows = e.castsShadows;
-        const bool plain =
-            material.opaque && !scene.geometry->restricted && e.color == kNoTexture && e.distribution == kNoTexture;
-        if (plain) {
-            if (e.doubleSided || dot(t.normal, s.direction) < 0.0f) s.radiance = e.scale;
-            return s;
-        }
+    const EmissionId first = firstEmission(*scene.shading, id);
+    if (first == kNoEmission) return s;
+    const Emission& e = scene.shading->emissions[first];
+    s.onDiffuse = e.onDiffuse;
+    s.onSpecular = s.onRefraction = e.onSpecular;
+    s.castsShadows = e.castsShadows;
+    const bool plain = material.emission == first && material.opaque && !scene.geometry->restricted &&
+                       e.color == kNoTexture && e.distribution == kNoTexture && !e.byPower;
+    if (plain) {
+        if ((facing > 0.0f || e.doubleSided) && (e.idBit & query.mask)) s.radiance = e.scale;
+        return s;
     }
-    // Both halves carry barycentrics as Embree would report them.
     Hit hit;
     hit.t = s.distance;
-    hit.instance = chosen.instance;
+    hit.instance = emitter.instance;
     hit.polygon = polygon;
-    hit.u = half ? 1.0f - b.x : b.x;
-    hit.v = half ? 1.0f - b.y : b.y;
-    const Surface surface = surfaceAt(scene, hit, {from, s.direction, 0.0f, kInfinity});
-    s.radiance = emittedRadiance(scene, surface.material, surface, -s.direction, RayKind::Camera, query.mask);
-    if (!material.opaque || scene.geometry->restricted) s.radiance *= opacityOf(scene, surface.material, surface);
+    hit.u = point.u;
+    hit.v = point.v;
+    const Surface surface = surfaceAt(scene, hit, {query.position, s.direction, 0.0f, kInfinity});
+    s.radiance = emissionOf(scene, surface.material, surface, -s.direction, RayKind::Camera, true, query.mask) *
+                 clamp01(surface.layer.opacity);
     return s;
 }
 
-LightSample sampleSun(const Environment& environment, float chance, const float u[4]) {
+LightSample sampleSun(const Environment& environment, float chance, Float2 u) {
     LightSample s;
-    s.direction = Frame(environment.sunDirection).toWorld(sampleCone({u[2], u[3]}, environment.sunCosine));
+    s.direction = Frame(environment.sunDirection).toWorld(sampleCone(u, environment.sunCosine));
     s.pdf = chance / (2.0f * kPi * (1.0f - environment.sunCosine));
     s.radiance = environment.sunRadiance;
     return s;
+}
+
+/// Whether rays of a kind see the visible environment in place of the one that lights the scene.
+bool seesVisible(const RenderScene& scene, RayKind kind) {
+    const Environment* v = scene.visible.get();
+    if (!v) return false;
+    switch (kind) {
+        case RayKind::Camera:
+            return v->showBackplate;
+        case RayKind::Specular:
+            return v->showReflections;
+        case RayKind::Refraction:
+            return v->showRefractions;
+        case RayKind::Diffuse:
+            break;
+    }
+    return false;
 }
 
 }  // namespace
 
 LightChoice::LightChoice(const RenderScene& scene)
     : mask(scene.kernel.lightMask), invertedMask(scene.kernel.lightMaskInverted) {
-    if (!scene.lights->emitters.empty()) emitters = 1.0f;
-    if (scene.environment && !scene.environment->distribution.empty()) environment = 1.0f;
-    if (scene.environment && !isBlack(scene.environment->sunRadiance) && scene.environment->sunCosine < 1.0f)
-        sun = 1.0f;
-    const float sum = emitters + environment + sun;
-    if (sum > 0.0f) {
-        emitters /= sum;
-        environment /= sum;
-        sun /= sum;
+    emitters = scene.lights->any();
+    if (const Environment* e = scene.environment.get()) {
+        environment = !e->distribution.empty() && e->meanLuminance() > 0.0f;
+        sun = !isBlack(e->sunRadiance) && e->sunCosine < 1.0f;
     }
 }
 
 Float3 emittedRadiance(const RenderScene& scene, MaterialId id, const Surface& surface, Float3 outgoing, RayKind kind,
                        std::uint32_t mask) {
-    const Material& m = scene.shading->materials[id];
-    if (m.kind == MaterialKind::Mix) {
-        const float t = clamp01(scene.shading->textures.scalar(m.amount, surface.at));
-        return lerp(emittedRadiance(scene, m.first, surface, outgoing, kind, mask),
-                    emittedRadiance(scene, m.second, surface, outgoing, kind, mask), t);
-    }
-    if (m.emission == kNoEmission) return {};
-    const Emission& e = scene.shading->emissions[m.emission];
-    if (!(surface.front || e.doubleSided) || !e.visibleTo(kind) || !(e.idBit & mask)) return {};
-    if (e.color == kNoTexture) return e.scale;
-    const Float3 r = scene.shading->textures.color(e.color, surface.at) * e.scale;
-    return {std::max(r.x, 0.0f), std::max(r.y, 0.0f), std::max(r.z, 0.0f)};
+    return emissionOf(scene, id, surface, outgoing, kind, false, mask) * clamp01(surface.layer.opacity);
 }
 
 float opacityOf(const RenderScene& scene, MaterialId id, const Surface& surface) {
@@ -160,66 +295,73 @@ float opacityOf(const RenderScene& scene, MaterialId id, const Surface& surface)
 
 LightSample sampleLight(const RenderScene& scene, const LightChoice& choice, const LightQuery& query,
                         const float u[4]) {
-    float pick = u[0];
-    if (pick < choice.emitters) {
-        const float v[4] = {std::min(pick / choice.emitters, 0x1.fffffep-1f), u[1], u[2], u[3]};
-        return sampleEmitter(scene, choice.emitters, query, v);
+    const Chances c = chancesAt(scene, choice, query);
+    // Two numbers make one that is fine enough to tell a million lights apart.
+    double pick = std::min(static_cast<double>(u[0]) + static_cast<double>(u[1]) * 0x1p-24, 0x1.fffffffffffffp-1);
+    if (pick < static_cast<double>(c.emitters)) {
+        return sampleEmitter(scene, c.emitters, query, pick / static_cast<double>(c.emitters), {u[2], u[3]});
     }
-    pick -= choice.emitters;
-    if (choice.environment > 0.0f && (pick < choice.environment || choice.sun <= 0.0f)) {
+    pick -= static_cast<double>(c.emitters);
+    if (c.environment > 0.0f && (pick < static_cast<double>(c.environment) || !(c.sun > 0.0f))) {
         LightSample s;
         s.radiance = scene.environment->sample({u[2], u[3]}, s.direction, s.pdf);
-        s.pdf *= choice.environment;
+        s.pdf *= c.environment;
         s.environment = true;
-        if (!(query.mask & kEnvironmentBit)) s.radiance = {};
+        s.onSpecular = !seesVisible(scene, RayKind::Specular);
+        s.onRefraction = !seesVisible(scene, RayKind::Refraction);
         return s;
     }
-    return choice.sun > 0.0f && (query.mask & kSunBit) ? sampleSun(*scene.environment, choice.sun, u) : LightSample{};
+    if (!(c.sun > 0.0f)) return {};
+    LightSample s = sampleSun(*scene.environment, c.sun, {u[2], u[3]});
+    s.onSpecular = !seesVisible(scene, RayKind::Specular);
+    s.onRefraction = !seesVisible(scene, RayKind::Refraction);
+    return s;
 }
 
 float emitterPdf(const RenderScene& scene, const LightChoice& choice, const LightQuery& query, const Hit& hit,
                  const Surface& surface) {
-    if (choice.emitters <= 0.0f || hit.plane()) return 0.0f;
+    if (!choice.emitters || hit.plane()) return 0.0f;
     const Lights& lights = *scene.lights;
-    const std::uint32_t index = lights.instanceEmitter[hit.instance];
+    const std::uint32_t index = lights.emitterOf(hit.instance);
     if (index == kNone) return 0.0f;
-    const EmitterSet& set = *lights.sets[lights.emitters[index].set];
+    const Emitter& emitter = lights.emitters[index];
+    const EmitterSet& set = *lights.sets[emitter.set];
+    const std::uint32_t place = set.find(hit.polygon);
+    if (place == kNone) return 0.0f;
+    float chosen = chancesAt(scene, choice, query).emitters;
+    if (!(chosen > 0.0f)) return 0.0f;
+    const EmissionId emission = firstEmission(*scene.shading, surface.material);
+    // What shines through all that is between is found by light sampling alone.
+    if (emission != kNoEmission && !scene.shading->emissions[emission].castsShadows) return kInfinity;
+    chosen *= lights.tree.probability(worldReceiver(query), index);
     const Instance& instance = scene.geometry->instances[hit.instance];
-    const CompiledMesh& mesh = *scene.geometry->meshes[instance.mesh];
-    const float weight = set.slotWeight[mesh.material(hit.polygon)];
-    if (!(weight > 0.0f)) return 0.0f;
-    const std::uint32_t half = halfOf(mesh, hit.polygon, hit.u, hit.v);
-    const WorldTriangle t = worldTriangle(instance, mesh, hit.polygon, half);
-    if (!(t.area > 0.0f)) return 0.0f;
-    float chosen;
-    if (lights.tree.empty()) {
-        chosen = lights.distribution.probability(index) *
-                 static_cast<float>(t.objectArea * weight / set.distribution.total());
-    } else {
-        const std::uint32_t code = 2 * hit.polygon + half;
-        const auto entry = std::lower_bound(set.triangles.begin(), set.triangles.end(), code);
-        if (entry == set.triangles.end() || *entry != code) return 0.0f;
-        chosen = lights.tree.probability(
-            query.position, lights.firstItem[index] + static_cast<std::uint32_t>(entry - set.triangles.begin()));
+    if (set.polygons.size() > 1 && chosen > 0.0f) {
+        chosen *= set.probability(objectReceiver(query, emitter, instance), place);
     }
+    if (!(chosen > 0.0f)) return 0.0f;
+    const WorldPolygon world(instance, *scene.geometry->meshes[instance.mesh], hit.polygon);
     const Float3 d = surface.position - query.position;
-    const float distance2 = dot(d, d);
-    const float cosine = std::abs(dot(t.normal, d)) / std::sqrt(distance2);
-    if (!(cosine > 0.0f)) return 0.0f;
-    return choice.emitters * chosen * distance2 / (cosine * t.area);
+    const float distance2 = dot(d, d), cosine = std::abs(dot(surface.normal, d)) / std::sqrt(distance2);
+    const float area = world.wholeArea();
+    if (!(cosine > 0.0f) || !(area > 0.0f)) return 0.0f;
+    return chosen * distance2 / (cosine * area);
 }
 
-SkyLight skyLight(const RenderScene& scene, const LightChoice& choice, const LightQuery& query, Float3 direction) {
+SkyLight skyLight(const RenderScene& scene, const LightChoice& choice, const LightQuery& query, Float3 direction,
+                  RayKind kind) {
     SkyLight s;
-    const Environment* e = scene.environment.get();
+    const bool visible = seesVisible(scene, kind);
+    const Environment* e = visible ? scene.visible.get() : scene.environment.get();
     if (!e) return s;
+    const bool sampled = !visible && kind != RayKind::Camera && choice.any();
+    const Chances c = sampled && (choice.environment || choice.sun) ? chancesAt(scene, choice, query) : Chances{};
     if (query.mask & kEnvironmentBit) {
         s.environment = e->radiance(direction);
-        if (choice.environment > 0.0f) s.environmentPdf = choice.environment * e->pdf(direction);
+        if (c.environment > 0.0f) s.environmentPdf = c.environment * e->pdf(direction);
     }
     if (query.mask & kSunBit) {
         s.sun = e->sunDisc(direction);
-        if (!isBlack(s.sun)) s.sunPdf = choice.sun / (2.0f * kPi * (1.0f - e->sunCosine));
+        if (!isBlack(s.sun)) s.sunPdf = c.sun / (2.0f * kPi * (1.0f - e->sunCosine));
     }
     return s;
 }

@@ -16,19 +16,19 @@ struct LightQuery {
 struct LightSample {
     Float3 direction;
     float distance = kInfinity;
-    Float3 radiance;                           ///< towards the point; black: nothing to be had
-    float pdf = 0.0f;                          ///< by solid angle, choice of the light included
-    bool environment = false;                  ///< light from all around, not from the sun or an emitter
-    bool onDiffuse = true, onSpecular = true;  ///< which reflection of the surface it lights
-    bool castsShadows = true;                  ///< false: nothing blocks it
+    Float3 radiance;           ///< towards the point; black: nothing to be had
+    float pdf = 0.0f;          ///< by solid angle, choice of the light included
+    bool environment = false;  ///< light from all around, not from the sun or an emitter
+    bool onDiffuse = true, onSpecular = true, onRefraction = true;  ///< which scattering of the surface it lights
+    bool castsShadows = true;                                       ///< false: nothing blocks it
 };
 
-/// Chances of the three kinds of light.
+/// What there is to choose from, for a whole scene.
 struct LightChoice {
-    float emitters = 0.0f, environment = 0.0f, sun = 0.0f;
+    bool emitters = false, environment = false, sun = false;
     std::uint32_t mask = kAllLights, invertedMask = 0;  ///< the kernel's: lights taken in, and ids turned about
     explicit LightChoice(const RenderScene& scene);
-    bool any() const { return emitters + environment + sun > 0.0f; }
+    bool any() const { return emitters || environment || sun; }
     /// The query of a surface, with `from` as the start of its rays.
     LightQuery query(const Surface& surface, Float3 from, bool bothSides) const {
         return {from, surface.normal, bothSides, (surface.layer.lightPassMask ^ invertedMask) & mask};
@@ -36,7 +36,8 @@ struct LightChoice {
 };
 
 /// Radiance that leaves a surface in the direction `outgoing`, as seen by a ray of that kind. `mask`: the lights that
-/// reach where the ray comes from; a camera sees all.
+/// reach where the ray comes from; a camera sees all. What the surface's transparency leaves of it is taken off: the
+/// ray gathers this before it is decided whether it goes on through the surface.
 Float3 emittedRadiance(const RenderScene& scene, MaterialId material, const Surface& surface, Float3 outgoing,
                        RayKind kind, std::uint32_t mask = kAllLights);
 
@@ -46,16 +47,18 @@ float opacityOf(const RenderScene& scene, MaterialId material, const Surface& su
 /// One light seen from a point. u: four uniform numbers.
 LightSample sampleLight(const RenderScene& scene, const LightChoice& choice, const LightQuery& query, const float u[4]);
 
-/// Density by solid angle of sampleLight() hitting this very point of an emitter.
+/// Density by solid angle of sampleLight() hitting this very point of an emitter. Infinite for lights without shadows,
+/// which rays that happen upon them must not count.
 float emitterPdf(const RenderScene& scene, const LightChoice& choice, const LightQuery& query, const Hit& hit,
                  const Surface& surface);
 
-/// Light of the environment and of the sun from a direction, each with its density in sampleLight(); zero: never
-/// chosen there. A ray that leaves a surface and meets nothing sees their sum.
+/// Light of the environment and of the sun from a direction as seen by a ray of that kind, each with its density in
+/// sampleLight(); zero: never chosen there. A ray that leaves a surface and meets nothing gathers their sum.
 struct SkyLight {
     Float3 environment, sun;
     float environmentPdf = 0.0f, sunPdf = 0.0f;
 };
-SkyLight skyLight(const RenderScene& scene, const LightChoice& choice, const LightQuery& query, Float3 direction);
+SkyLight skyLight(const RenderScene& scene, const LightChoice& choice, const LightQuery& query, Float3 direction,
+                  RayKind kind);
 
 }  // namespace Lumora::engine

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "engine/graph/record.h"
-#include "engine/render/distribution.h"
 #include "engine/render/embree.h"
-#include "engine/render/light_tree.h"
+#include "engine/render/emitters.h"
+#include "engine/render/environment.h"
 #include "engine/render/material.h"
 #include "engine/render/settings.h"
 
@@ -89,6 +89,13 @@ struct TopLevel {
     std::vector<std::uint32_t> looseInstance;  ///< instance of each id in `loose`
 };
 
+/// Where a toon light stands. What it shines with is part of the shading.
+struct ToonPlacement {
+    ItemUid node = 0;
+    Float3 position;
+    friend bool operator==(const ToonPlacement&, const ToonPlacement&) = default;
+};
+
 struct Geometry {
     std::vector<std::shared_ptr<const CompiledMesh>> meshes;
     std::vector<std::uint32_t> meshSlot;     ///< first entry of each mesh in `slots`
@@ -97,6 +104,7 @@ struct Geometry {
     std::vector<ItemUid> slots;              ///< the node on each material pin; 0: the default material
     std::vector<Instance> instances;
     std::vector<Plane> planes;
+    std::vector<ToonPlacement> toonLights;
     std::vector<ObjectLayer> layers;
     bool restricted = false;  ///< some layer is not fully opaque and visible
     Float3 center;
@@ -110,54 +118,7 @@ struct Shading {
     std::vector<Material> materials;        ///< 0 is the default material
     std::vector<MaterialId> slotMaterials;  ///< parallel to Geometry::slots
     bool transparent = false;               ///< some material is not opaque
-};
-
-/// The emitting triangles of one mesh, in object space.
-struct EmitterSet {
-    std::vector<std::uint32_t> triangles;  ///< polygon times two plus half
-    AliasTable distribution;               ///< by area times mean luminance
-    std::vector<float> slotWeight;         ///< mean luminance of each material slot of the mesh
-};
-
-struct Emitter {
-    std::uint32_t instance = 0, set = 0;
-};
-
-struct Lights {
-    std::vector<std::shared_ptr<const EmitterSet>> sets;
-    std::vector<Emitter> emitters;
-    AliasTable distribution;                     ///< over the emitters, by power
-    std::vector<std::uint32_t> instanceEmitter;  ///< of each instance, kNone: emits nothing
-    std::uint64_t triangles = 0;
-
-    /// One emitting triangle of one instance.
-    struct Item {
-        std::uint32_t instance = 0, triangle = 0;  ///< polygon times two plus half
-    };
-    LightTree tree;  ///< over `items`; empty when there are too many of them
-    std::vector<Item> items;
-    std::vector<std::uint32_t> firstItem;  ///< of each emitter; its items are in the order of its set
-};
-
-struct Environment {
-    enum class Kind : std::uint8_t { None, Texture, Daylight };
-    Kind kind = Kind::None;
-    TextureTable textures;
-    TextureId texture = kNoTexture;
-    float power = 1.0f;
-    bool constant = true;
-    bool showBackplate = true, showReflections = true;  ///< of a visible environment
-    Distribution2D distribution;                        ///< over the equirectangular map; empty: not sampled
-
-    // Daylight: a sun disc over a sky that pales towards the horizon.
-    Float3 sunDirection{0, 1, 0}, sunRadiance, zenith, horizon, ground;
-    float sunCosine = 1.0f;  ///< of the disc's angular radius
-
-    Float3 radiance(Float3 direction) const;  ///< without the sun's disc
-    Float3 sunDisc(Float3 direction) const;
-    /// Direction, its radiance and density by solid angle.
-    Float3 sample(Float2 u, Float3& direction, float& pdf) const;
-    float pdf(Float3 direction) const;
+    std::vector<ToonLight> toonLights;      ///< parallel to Geometry::toonLights
 };
 
 struct RenderScene {
@@ -174,9 +135,5 @@ struct RenderScene {
 };
 
 using RenderScenePtr = std::shared_ptr<const RenderScene>;
-
-/// Equirectangular map: the middle of the map looks along -z, u grows to the right, v upwards.
-Float2 directionToMap(Float3 direction);
-Float3 mapToDirection(Float2 uv);
 
 }  // namespace Lumora::engine

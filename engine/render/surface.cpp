@@ -146,7 +146,6 @@ Surface surfaceAt(const RenderScene& scene, const Hit& hit, const Ray& ray) {
     const Float3 a = vertices[index[0]], b = vertices[index[1]], c = vertices[index[2]];
 
     Surface s;
-    s.instance = hit.instance;
     s.at.objectPosition = a * in.weight[0] + b * in.weight[1] + c * in.weight[2];
     s.position = s.at.worldPosition = transformPoint(instance.toWorld, s.at.objectPosition);
     const Float3 objectNormal = normalize(cross(b - a, c - a));

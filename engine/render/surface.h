@@ -12,7 +12,6 @@ struct Surface {
     Float3 shadingNormal;  ///< smooth and mapped, on the same side
     bool front = true;     ///< the ray came from the side that the polygon's winding calls front
     MaterialId material = 0;
-    std::uint32_t instance = kNone;  ///< index into Geometry::instances; kNone: an infinite plane
     ObjectLayer layer;
     std::int32_t instanceId = -1;  ///< see Instance::id
     std::int32_t objectId = -1;    ///< see Geometry::meshObjectId

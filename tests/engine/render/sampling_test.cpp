@@ -4,33 +4,10 @@
 #include "engine/compile/scene_compiler.h"
 #include "engine/render/integrator.h"
 #include "tests/engine/render/scene_builder.h"
+#include "tests/engine/render/statistics.h"
 
 namespace Lumora::engine::test {
 namespace {
-
-/// Pearson's statistic may exceed this with a chance of one in a million (Wilson and Hilferty's approximation).
-double chiSquareLimit(int degrees) {
-    const double n = degrees, a = 2.0 / (9.0 * n);
-    return n * std::pow(1.0 - a + 4.753 * std::sqrt(a), 3.0);
-}
-
-void expectDistributed(const std::vector<double>& counts, const std::vector<double>& expected, const char* what) {
-    double sum = 0.0;
-    int degrees = -1;
-    for (std::size_t i = 0; i < counts.size(); ++i) {
-        if (expected[i] < 5.0) continue;
-        sum += (counts[i] - expected[i]) * (counts[i] - expected[i]) / expected[i];
-        ++degrees;
-    }
-    ASSERT_GT(degrees, 0) << what;
-    EXPECT_LT(sum, chiSquareLimit(degrees)) << what;
-}
-
-/// Numbers without the stratification of the renderer's own: the test assumes independent ones.
-struct Random {
-    std::uint32_t state = 1;
-    float operator()() { return sobol::toUnit(sobol::hash(state++)); }
-};
 
 TEST(Sampling, AliasTableFollowsItsWeights) {
     const std::vector<float> weights = {1, 0, 5, 0.01f, 3, -2, 7, std::nanf(""), 2.5f};
@@ -101,86 +78,6 @@ TEST(Sampling, EnvironmentFollowsItsLuminance) {
     }
     expectDistributed(counts, expected, "environment");
     EXPECT_NEAR(estimate / kCount, integral, 0.01 * integral);
-}
-
-TEST(Sampling, LightTreePicksItemsWithTheProbabilityThatItTells) {
-    Random random;
-    std::vector<LightTree::Item> items;
-    for (int i = 0; i < 50; ++i) {
-        items.push_back({{4 * random(), 4 * random(), 4 * random()}, 0.1f * random(), 0.01f + random()});
-    }
-    items[7] = items[8];  // two in one place
-    const LightTree tree(items);
-    for (const Float3 from : {Float3{2, 2, 2}, Float3{-9, 0, 1}, items[3].center}) {
-        constexpr int kCount = 100000;
-        std::vector<double> counts(items.size()), expected(items.size());
-        for (int i = 0; i < kCount; ++i) {
-            float probability = 0.0f;
-            const float u = random(), v = random();
-            const std::uint32_t item = tree.sample(from, {u, v}, probability);
-            ++counts[item];
-            ASSERT_FLOAT_EQ(probability, tree.probability(from, item));
-        }
-        double sum = 0.0;
-        for (std::uint32_t i = 0; i < items.size(); ++i) {
-            expected[i] = kCount * static_cast<double>(tree.probability(from, i));
-            sum += expected[i];
-        }
-        EXPECT_NEAR(sum / kCount, 1.0, 1e-4);
-        expectDistributed(counts, expected, "light tree");
-    }
-}
-
-/// The mean of 1 / pdf over points chosen on emitters is the solid angle that they fill.
-void measureSolidAngles(bool withTree) {
-    Scene scene(8, 8, 1);
-    MeshData m;
-    // A unit square split unevenly into polygons of both kinds, with two materials.
-    m.quad({-0.5f, 1, -0.5f}, {0.2f, 1, -0.5f}, {0.2f, 1, 0.5f}, {-0.5f, 1, 0.5f}, 0);
-    m.triangle({0.2f, 1, -0.5f}, {0.5f, 1, -0.5f}, {0.5f, 1, 0.5f}, 1);
-    m.triangle({0.2f, 1, -0.5f}, {0.5f, 1, 0.5f}, {0.2f, 1, 0.5f}, 0);
-    const NodeRecordPtr mesh = scene.keep(m.node({scene.emitter(splat(1.0f), true), scene.emitter(splat(7.0f), true)}));
-    SceneCompiler compiler(nullptr);
-    // Two instances: the square, and a stretched one far below that fills a solid angle of its own.
-    Matrix<float> below = scaling({3, 1, 2});
-    below.m[1][3] = -4;
-    auto built = std::make_shared<RenderScene>(
-        *compiler.apply(scene.delta(scene.scatter(mesh, {Matrix<float>{}, below}))).scene);
-    if (!withTree) {
-        auto lights = std::make_shared<Lights>(*built->lights);
-        lights->tree = {};
-        built->lights = lights;
-    }
-    ASSERT_EQ(built->lights->tree.empty(), !withTree);
-    const LightChoice choice(*built);
-    const Float3 from{0, 0, 0};
-    Random random;
-    constexpr int kCount = 200000;
-    double up = 0.0, down = 0.0;
-    for (int i = 0; i < kCount; ++i) {
-        const float u[4] = {random(), random(), random(), random()};
-        const LightSample s = sampleLight(*built, choice, LightQuery{from, {}}, u);
-        ASSERT_GT(s.pdf, 0.0f);
-        (s.direction.y > 0 ? up : down) += 1.0 / s.pdf;
-        if (i % 100 != 0) continue;
-        // A ray that happens upon the same point must report the same density.
-        const Ray ray{from, s.direction, 0.0f, kInfinity};
-        const Hit hit = intersect(*built->geometry, ray);
-        ASSERT_TRUE(hit.valid());
-        EXPECT_NEAR(hit.t, s.distance, 1e-4f * s.distance);
-        EXPECT_NEAR(emitterPdf(*built, choice, LightQuery{from, {}}, hit, surfaceAt(*built, hit, ray)), s.pdf,
-                    0.01f * s.pdf);
-    }
-    const auto square = [](double a, double b, double d) {
-        return 4.0 * std::asin(a * b / std::sqrt((a * a + d * d) * (b * b + d * d)));  // half edges a, b at distance d
-    };
-    EXPECT_NEAR(up / kCount, square(0.5, 0.5, 1.0), 0.01);
-    EXPECT_NEAR(down / kCount, square(1.5, 1.0, 3.0), 0.01);
-}
-
-TEST(Sampling, EmitterDensityMeasuresSolidAngle) {
-    measureSolidAngles(true);
-    measureSolidAngles(false);
 }
 
 TEST(Sampling, SequencesAreStratifiedAndDecorrelated) {
