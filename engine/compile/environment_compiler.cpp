@@ -12,9 +12,7 @@ Distribution2D environmentDistribution(const Environment& environment) {
     constexpr std::uint32_t kWidth = 512, kHeight = 256;
     // Enough lookups a cell that small bright spots of a large image are not passed over.
     std::uint32_t perCell = 2;
-    for (const TextureNode& node : environment.textures.nodes) {
-        if (node.image) perCell = std::clamp(node.image->width() / kWidth, perCell, 8u);
-    }
+    perCell = std::clamp(environment.textures.largestImage() / kWidth, perCell, 8u);
     std::vector<float> cells(static_cast<std::size_t>(kWidth) * kHeight);
     tbb::parallel_for(
         tbb::blocked_range<std::uint32_t>(0, kHeight), [&](const tbb::blocked_range<std::uint32_t>& rows) {
@@ -70,6 +68,7 @@ std::shared_ptr<const Environment> compileEnvironment(const NodeTable& nodes, It
     if (!node) return nullptr;
     auto e = std::make_shared<Environment>();
     TextureCompiler textures(nodes, images, e->textures, log);
+    textures.withoutPyramids();
     e->power = std::max(nodes.number(*node, P_POWER, 1.0f), 0.0f);
     e->showBackplate = nodes.flag(*node, P_VISIBLE_BACKPLATE, true);
     e->showRefractions = nodes.flag(*node, P_VISIBLE_REFRACTIONS, false);

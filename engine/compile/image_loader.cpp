@@ -136,10 +136,23 @@ ImageTexturePtr ImageStore::fromBuffer(const NodeRecord& node, const LogFunction
     return image;
 }
 
+ImagePyramidPtr ImageStore::pyramidOf(const ImageTexturePtr& image, float gamma) {
+    PyramidEntry& entry = pyramids_[{image.get(), gamma}];
+    if (auto known = entry.pyramid.lock(); known && entry.image.lock() == image) return known;
+    try {
+        ImagePyramidPtr made = makePyramid(*image, gamma);
+        entry = {image, made};
+        return made;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
 void ImageStore::sweep() {
     loaded_.clear();
     std::erase_if(files_, [](const auto& f) { return !f.second.failed && f.second.image.expired(); });
     std::erase_if(buffers_, [](const auto& b) { return b.second.image.expired(); });
+    std::erase_if(pyramids_, [](const auto& p) { return p.second.pyramid.expired(); });
 }
 
 std::uint64_t ImageStore::bytes() const {
@@ -149,6 +162,9 @@ std::uint64_t ImageStore::bytes() const {
     }
     for (const auto& [uid, buffer] : buffers_) {
         if (const auto image = buffer.image.lock()) sum += image->bytes();
+    }
+    for (const auto& [key, entry] : pyramids_) {
+        if (const auto pyramid = entry.pyramid.lock()) sum += pyramid->bytes();
     }
     return sum;
 }

@@ -21,6 +21,10 @@ public:
     /// itself are used where they lie.
     ImageTexturePtr imageOf(const NodeRecord& node, const LogFunction& log);
 
+    /// The coarser levels of an image, averaged for values that are linearised with `gamma`; shared by all that ask for
+    /// the same. Null when there is no memory for them.
+    ImagePyramidPtr pyramidOf(const ImageTexturePtr& image, float gamma);
+
     /// While one lives, files that are not in memory are noted instead of read, and their images are null.
     class Deferral {
     public:
@@ -67,6 +71,11 @@ private:
 
     std::map<FileKey, FileEntry> files_;
     std::unordered_map<ItemUid, BufferEntry> buffers_;
+    struct PyramidEntry {
+        std::weak_ptr<const ImageTexture> image;
+        std::weak_ptr<const ImagePyramid> pyramid;
+    };
+    std::map<std::pair<const ImageTexture*, float>, PyramidEntry> pyramids_;
     std::vector<std::map<FileKey, FileEntry>::iterator> noted_;
     std::vector<ImageTexturePtr> loaded_;  ///< until a scene holds them
     bool deferring_ = false;

@@ -5,6 +5,8 @@
 #include <functional>
 #include <string>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 #include "engine/graph/record.h"
 #include "engine/render/vec.h"
@@ -22,6 +24,7 @@ public:
     const NodeRecord* find(ItemUid uid) const { return share(uid).get(); }
     /// The same, to be kept.
     const NodeRecordPtr& share(ItemUid uid) const {
+        if (trace_) trace_->push_back(uid);
         if (reading_) {
             // A node that is not there is read too: when it comes, the part must be built again.
             Entry& entry = entries_[uid];
@@ -45,6 +48,9 @@ public:
         const auto it = entries_.find(uid);
         return it != entries_.end() && builds_[p] != 0 && it->second.readAt[p] == builds_[p];
     }
+    /// From now on every node that is looked for is listed in `trace`, too; null: no more. Returns what was there
+    /// before.
+    std::vector<ItemUid>* trace(std::vector<ItemUid>* trace) const { return std::exchange(trace_, trace); }
     /// The node connected to a pin, or null.
     const NodeRecord* input(const NodeRecord& node, PinId pin) const {
         const ItemUid uid = node.input(pin);
@@ -80,6 +86,7 @@ private:
         std::array<std::uint32_t, static_cast<std::size_t>(ScenePart::Count)> readAt{};
     };
     mutable std::unordered_map<ItemUid, Entry> entries_;
+    mutable std::vector<ItemUid>* trace_ = nullptr;
     std::array<std::uint32_t, static_cast<std::size_t>(ScenePart::Count)> builds_{};
     std::size_t count_ = 0;
     ScenePart part_{};

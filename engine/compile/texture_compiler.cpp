@@ -1,59 +1,162 @@
 #include "engine/compile/texture_compiler.h"
 
+#include <limits>
+
 namespace Lumora::engine {
 
 namespace {
 
-/// Shown where an image is missing: between the extremes, so that it neither hides nor blinds.
-constexpr Float3 kMissing{0.5f, 0.5f, 0.5f};
 constexpr std::size_t kMaxNesting = 256;
+/// Constants that nobody may use any more; beyond this all is compiled anew.
+constexpr std::size_t kMaxLoose = 4096;
+
+/// Operations that have values of their own, beyond those of their inputs.
+bool variesByItself(const TextureNode& node) {
+    switch (node.op) {
+        case TextureOp::Constant:
+        case TextureOp::Multiply:
+        case TextureOp::Add:
+        case TextureOp::Subtract:
+        case TextureOp::Mix:
+        case TextureOp::CosineMix:
+        case TextureOp::Compare:
+        case TextureOp::Invert:
+        case TextureOp::Clamp:
+        case TextureOp::ColorCorrection:
+        case TextureOp::UvwTransform:
+        case TextureOp::Gaussian:
+            return false;
+        case TextureOp::Image:
+        case TextureOp::InstanceColor:
+            return node.data != kNoTexture;
+        default:
+            return true;
+    }
+}
+
+std::uint32_t take(std::vector<std::uint32_t>& free, std::size_t size) {
+    if (free.empty()) return static_cast<std::uint32_t>(size);
+    const std::uint32_t index = free.back();
+    free.pop_back();
+    return index;
+}
 
 }  // namespace
 
-Matrix<float> uvwToTexture(const Matrix<float>& transform) {
-    // The picture lies in the unit square and is scaled and turned about its middle before it is moved.
-    Matrix<float> toMiddle, back;
-    for (int row = 0; row < 2; ++row) {
-        toMiddle.m[row][3] = -0.5f;
-        back.m[row][3] = 0.5f;
+TextureCompiler::TextureCompiler(const NodeTable& nodes, ImageStore& images, TextureTable& table,
+                                 const LogFunction& log, TextureMemory* memory)
+    : nodes_(nodes), images_(images), table_(table), log_(log), memory_(memory ? *memory : own_) {
+    // A build that was broken off has left places that its table took along.
+    const std::size_t loose = memory_.constants_.size() + memory_.products_.size();
+    if (!memory_.finished_ || loose > kMaxLoose + 4 * memory_.entries_.size()) {
+        const auto build = memory_.build_, described = memory_.described_;
+        memory_ = {};
+        memory_.build_ = build;
+        memory_.described_ = described;
     }
-    Matrix<float> linear = transform, move;
-    for (int row = 0; row < 3; ++row) {
-        linear.m[row][3] = 0.0f;
-        move.m[row][3] = transform.m[row][3];
-    }
-    return inverse(multiply(move, multiply(back, multiply(linear, toMiddle))));
+    fresh_ = memory_.entries_.empty();
+    memory_.finished_ = false;
+    ++memory_.build_;
+    table_ = memory_.table_;
 }
 
-TextureId TextureCompiler::add(TextureNode node) {
-    // Operations on constants are constants.
-    const bool varies = node.op == TextureOp::Image ? node.image != nullptr
-                                                    : node.op == TextureOp::Checks || node.op == TextureOp::Side;
-    const auto fixed = [this](TextureId id) { return table_.isConstant(id); };
-    if (node.op != TextureOp::Constant && !varies && fixed(node.a) && fixed(node.b) && fixed(node.c) &&
-        fixed(node.power)) {
-        table_.nodes.push_back(node);
-        const Float3 value = table_.color(static_cast<TextureId>(table_.nodes.size() - 1), {});
-        table_.nodes.pop_back();
-        return constant(value);
+void TextureCompiler::finish() {
+    for (auto it = memory_.entries_.begin(); it != memory_.entries_.end();) {
+        Entry& entry = it->second;
+        if (entry.build == memory_.build_) {
+            ++it;
+            continue;
+        }
+        releaseData(entry.node);
+        if (entry.id != kNoTexture) {
+            table_.nodes[entry.id] = {};
+            memory_.freeNodes_.push_back(entry.id);
+        }
+        it = memory_.entries_.erase(it);
     }
-    table_.nodes.push_back(std::move(node));
-    return static_cast<TextureId>(table_.nodes.size() - 1);
+    // The place of an input may be another's now.
+    std::erase_if(memory_.products_, [&](const auto& p) {
+        if (p.second.build == memory_.build_) return false;
+        table_.nodes[p.second.id] = {};
+        memory_.freeNodes_.push_back(p.second.id);
+        return true;
+    });
+    memory_.table_ = table_;
+    memory_.finished_ = true;
+}
+
+void TextureCompiler::releaseData(const TextureNode& node) {
+    if (node.mapping != kNoTexture) memory_.freeMappings_.push_back(node.mapping);
+    if (node.data == kNoTexture) return;
+    switch (node.op) {
+        case TextureOp::Gradient:
+            table_.gradients[node.data] = {};
+            memory_.freeGradients_.push_back(node.data);
+            break;
+        case TextureOp::Triplanar:
+            memory_.freeTriplanars_.push_back(node.data);
+            break;
+        default:
+            table_.images[node.data] = {};
+            memory_.freeImages_.push_back(node.data);
+            break;
+    }
+}
+
+TextureNode TextureCompiler::folded(const TextureNode& node) {
+    const auto fixed = [this](TextureId id) { return table_.isConstant(id); };
+    bool varies = variesByItself(node);
+    if (node.op == TextureOp::Gradient && node.a != kNoTexture) {
+        varies = !fixed(node.a) || !table_.gradients[node.data].plain;
+    }
+    if (node.op == TextureOp::Constant || varies || !fixed(node.a) || !fixed(node.b) || !fixed(node.c) ||
+        !fixed(node.d) || !fixed(node.power)) {
+        return node;
+    }
+    table_.nodes.push_back(node);
+    const Float3 value = table_.color(static_cast<TextureId>(table_.nodes.size() - 1), {});
+    table_.nodes.pop_back();
+    TextureNode constant;
+    constant.value = isFinite(value) ? value : Float3{};
+    return constant;
+}
+
+/// Writes a node to its place, or to a new one.
+TextureId TextureCompiler::place(TextureId id, const TextureNode& node) {
+    const TextureNode shown = folded(node);
+    if (id == kNoTexture) id = take(memory_.freeNodes_, table_.nodes.size());
+    if (id == table_.nodes.size()) {
+        table_.nodes.emplace_back();
+        memory_.changed_.push_back(0);
+    }
+    table_.nodes[id] = shown;
+    memory_.changed_[id] = memory_.build_;
+    return id;
 }
 
 TextureId TextureCompiler::constant(Float3 value) {
-    TextureNode node;
-    node.value = isFinite(value) ? value : Float3{};
-    table_.nodes.push_back(std::move(node));
-    return static_cast<TextureId>(table_.nodes.size() - 1);
+    if (!isFinite(value)) value = {};
+    const auto [it, added] = memory_.constants_.try_emplace({value.x, value.y, value.z}, kNoTexture);
+    if (added) {
+        TextureNode node;
+        node.value = value;
+        it->second = place(kNoTexture, node);
+    }
+    return it->second;
 }
 
 TextureId TextureCompiler::multiply(TextureId a, TextureId b) {
-    TextureNode node;
-    node.op = TextureOp::Multiply;
-    node.a = a;
-    node.b = b;
-    return add(std::move(node));
+    TextureMemory::Product& known = memory_.products_[{a, b}];
+    if (known.build == memory_.build_ && known.id != kNoTexture) return known.id;
+    if (known.id == kNoTexture || changed(a) || changed(b)) {
+        TextureNode node;
+        node.op = TextureOp::Multiply;
+        node.a = a;
+        node.b = b;
+        known.id = place(known.id, node);
+    }
+    known.build = memory_.build_;
+    return known.id;
 }
 
 TextureId TextureCompiler::connected(const NodeRecord& node, PinId pin) {
@@ -61,25 +164,90 @@ TextureId TextureCompiler::connected(const NodeRecord& node, PinId pin) {
     return uid ? compile(uid) : kNoTexture;
 }
 
-TextureId TextureCompiler::onPin(const NodeRecord& node, PinId pin, Float3 fallback) {
-    if (const TextureId id = connected(node, pin); id != kNoTexture) return id;
-    const PinRecord* record = node.pin(pin);
+TextureId TextureCompiler::onPin(const PinRecord* pin, Float3 fallback) {
+    if (pin && pin->input) {
+        if (const TextureId id = compile(pin->input); id != kNoTexture) return id;
+    }
     Float3 value;
-    return constant(record && toVector(record->value, value) ? value : fallback);
+    return constant(pin && toVector(pin->value, value) ? value : fallback);
+}
+
+TextureId TextureCompiler::onPin(const NodeRecord& node, PinId pin, Float3 fallback) {
+    return onPin(node.pin(pin), fallback);
 }
 
 TextureId TextureCompiler::compile(ItemUid uid) {
-    if (const auto it = known_.find(uid); it != known_.end()) return it->second;
-    const NodeRecord* node = nodes_.find(uid);
-    if (!node) return kNoTexture;
+    // What the nodes below read is theirs.
+    std::vector<ItemUid>* const trace = nodes_.trace(nullptr);
+    auto* const inputs = std::exchange(inputs_, nullptr);
+    TextureId id = kNoTexture;
+    const auto known = memory_.entries_.find(uid);
+    if (known != memory_.entries_.end() && known->second.build == memory_.build_) {
+        id = known->second.id;
+    } else if (const NodeRecordPtr record = nodes_.share(uid)) {
+        id = enter(uid, record);
+    }
+    nodes_.trace(trace);
+    inputs_ = inputs;
+    if (inputs_) inputs_->emplace_back(uid, id);
+    return id;
+}
+
+TextureId TextureCompiler::enter(ItemUid uid, const NodeRecordPtr& record) {
     if (open_.size() >= kMaxNesting || !open_.insert(uid).second) {
-        if (log_) log_("Texture \"" + node->name + "\" is among its own inputs; it reads as nothing there.");
+        if (log_) log_("Texture \"" + record->name + "\" is among its own inputs; it reads as nothing there.");
+        circle_ = true;
         return kNoTexture;
     }
-    const TextureId id = add(describe(*node));
+    Entry& entry = memory_.entries_[uid];
+    if (!sameAsBefore(entry, record)) makeNew(entry, record);
+    entry.build = memory_.build_;
+    // What was read in a circle depends on where it was entered.
+    if (circle_) entry.record = nullptr;
     open_.erase(uid);
-    known_.emplace(uid, id);
-    return id;
+    if (open_.empty()) circle_ = false;
+    return entry.id;
+}
+
+/// Whether the entry stands for the record still; what lies below is compiled on the way.
+bool TextureCompiler::sameAsBefore(Entry& entry, const NodeRecordPtr& record) {
+    if (!entry.record || entry.record != record) return false;
+    for (const auto& [uid, read] : entry.reads) {
+        if (nodes_.share(uid) != read) return false;
+    }
+    bool below = false;
+    for (const auto& [uid, id] : entry.inputs) {
+        if (compile(uid) != id) return false;
+        below = below || changed(id);
+    }
+    // The file may be another by now.
+    const bool baked = record->type == NT_TEX_BAKING;
+    if (!baked && (entry.node.op == TextureOp::Image || entry.node.op == TextureOp::InstanceColor)) {
+        const ImageTexturePtr now = images_.imageOf(*record, log_);
+        const ImageTexturePtr then = entry.node.data == kNoTexture ? nullptr : table_.images[entry.node.data].image;
+        if (now != then) return false;
+    }
+    if (below && entry.holdsInputs) return false;
+    if (below) place(entry.id, entry.node);
+    return true;
+}
+
+void TextureCompiler::makeNew(Entry& entry, const NodeRecordPtr& record) {
+    releaseData(entry.node);
+    entry.node = {};
+    entry.inputs.clear();
+    std::vector<ItemUid> reads;
+    nodes_.trace(&reads);
+    inputs_ = &entry.inputs;
+    TextureNode node = describe(*record, entry);
+    inputs_ = nullptr;
+    nodes_.trace(nullptr);
+    entry.node = node;
+    entry.reads.clear();
+    for (const ItemUid uid : reads) entry.reads.emplace_back(uid, nodes_.share(uid));
+    entry.id = place(entry.id, node);
+    entry.record = record;
+    ++memory_.described_;
 }
 
 void TextureCompiler::logOnce(int type) {
@@ -88,145 +256,14 @@ void TextureCompiler::logOnce(int type) {
     }
 }
 
-std::shared_ptr<const std::array<float, 256>> TextureCompiler::byteTable(float gamma) {
-    auto& table = byteTables_[gamma];
+std::shared_ptr<const ByteTable> TextureCompiler::byteTable(float gamma) {
+    auto& table = memory_.byteTables_[gamma];
     if (!table) {
-        auto values = std::make_shared<std::array<float, 256>>();
-        for (int i = 0; i < 256; ++i) (*values)[i] = decodeGamma(static_cast<float>(i) / 255.0f, gamma);
+        auto values = std::make_shared<ByteTable>();
+        for (std::size_t i = 0; i < 256; ++i) (*values)[i] = decodeGamma(static_cast<float>(i) / 255.0f, gamma);
         table = std::move(values);
     }
     return table;
-}
-
-Projection TextureCompiler::projectionOf(const NodeRecord& node) {
-    Projection p;
-    const NodeRecord* source = nodes_.input(node, P_PROJECTION);
-    if (!source) return p;
-    switch (source->type) {
-        case NT_PROJ_FLAT:
-        case NT_PROJ_PERSPECTIVE:
-            p.kind = ProjectionKind::Flat;
-            break;
-        case NT_PROJ_BOX:
-        case NT_PROJ_TRIPLANAR:
-            p.kind = ProjectionKind::Box;
-            break;
-        case NT_PROJ_SPHERICAL:
-            p.kind = ProjectionKind::Spherical;
-            break;
-        case NT_PROJ_CYLINDRICAL:
-            p.kind = ProjectionKind::Cylindrical;
-            break;
-        default:
-            break;
-    }
-    p.uvSet = static_cast<std::uint8_t>(std::clamp(nodes_.integer(*source, P_UV_SET, 1), 1, 3) - 1);
-    // 1 is the world's space; 3 and 4 go with the object.
-    p.space = nodes_.integer(*source, P_COORDINATE_SPACE, 1) >= 3 ? CoordinateSpace::Object : CoordinateSpace::World;
-    if (const NodeRecord* transform = nodes_.input(*source, P_TRANSFORM)) {
-        const Matrix<float> m = readTransform(nodes_, transform);
-        p.transformed = m != Matrix<float>{};
-        p.toTexture = p.kind == ProjectionKind::Uvw ? uvwToTexture(m) : inverse(m);
-    }
-    return p;
-}
-
-void TextureCompiler::describeImage(const NodeRecord& node, TextureNode& out) {
-    out.op = TextureOp::Image;
-    if (node.type == NT_TEX_ALPHAIMAGE) out.channel = ImageChannel::Alpha;
-    if (node.type == NT_TEX_FLOATIMAGE) out.channel = ImageChannel::Grey;
-    out.value = kMissing;
-    out.image = images_.imageOf(node, log_);
-    out.invert = nodes_.flag(node, P_INVERT, false);
-    out.border = static_cast<BorderMode>(std::clamp(nodes_.integer(node, P_BORDER_MODE, 0), 0, 4));
-    out.gamma = std::clamp(nodes_.number(node, P_GAMMA, 2.2f), 0.01f, 100.0f);
-    if (out.image && out.image->format() == PixelFormat::Byte) out.byteTable = byteTable(out.gamma);
-    if (const TextureId power = onPin(node, P_POWER, splat(1.0f));
-        table_.nodes[power].op != TextureOp::Constant || table_.nodes[power].value != splat(1.0f)) {
-        out.power = power;
-    }
-}
-
-TextureNode TextureCompiler::describe(const NodeRecord& node) {
-    TextureNode out;
-    const auto inputs = [&](PinId a, PinId b) {
-        out.a = onPin(node, a, {});
-        out.b = onPin(node, b, {});
-    };
-    switch (node.type) {
-        case NT_TEX_RGB:
-        case NT_TEX_FLOAT:
-        case NT_FLOAT:
-        case NT_INT:
-        case NT_BOOL:
-        case NT_ENUM: {
-            const Value* value = node.attribute(A_VALUE);
-            if (!value || !toVector(*value, out.value)) out.value = {};
-            return out;
-        }
-        case NT_TEX_IMAGE:
-        case NT_TEX_ALPHAIMAGE:
-        case NT_TEX_FLOATIMAGE:
-            describeImage(node, out);
-            break;
-        case NT_TEX_MULTIPLY:
-            out.op = TextureOp::Multiply;
-            inputs(P_TEXTURE1, P_TEXTURE2);
-            break;
-        case NT_TEX_ADD:
-            out.op = TextureOp::Add;
-            inputs(P_TEXTURE1, P_TEXTURE2);
-            break;
-        case NT_TEX_SUBTRACT:
-            out.op = TextureOp::Subtract;
-            inputs(P_TEXTURE1, P_TEXTURE2);
-            break;
-        case NT_TEX_MIX:
-        case NT_TEX_COSINEMIX:
-            out.op = node.type == NT_TEX_MIX ? TextureOp::Mix : TextureOp::CosineMix;
-            inputs(P_TEXTURE1, P_TEXTURE2);
-            out.c = onPin(node, P_AMOUNT, splat(0.5f));
-            break;
-        case NT_TEX_INVERT:
-            out.op = TextureOp::Invert;
-            out.a = onPin(node, P_TEXTURE, {});
-            break;
-        case NT_TEX_CLAMP:
-            out.op = TextureOp::Clamp;
-            inputs(P_INPUT, P_START);
-            out.c = onPin(node, P_END, splat(1.0f));
-            break;
-        case NT_TEX_COLORCORRECTION:
-            out.op = TextureOp::ColorCorrection;
-            out.a = onPin(node, P_TEXTURE, {});
-            out.b = onPin(node, P_BRIGHTNESS, splat(1.0f));
-            out.invert = nodes_.flag(node, P_INVERT, false);
-            out.p = {nodes_.number(node, P_HUE, 0.0f), nodes_.number(node, P_SATURATION, 1.0f),
-                     nodes_.number(node, P_CONTRAST, 0.0f), nodes_.number(node, P_GAMMA, 1.0f)};
-            break;
-        case NT_TEX_CHECKS:
-            out.op = TextureOp::Checks;
-            break;
-        case NT_TEX_UVWTRANSFORM:
-            out.op = TextureOp::UvwTransform;
-            out.a = onPin(node, P_TEXTURE, {});
-            break;
-        case NT_TEX_SIDE:
-            out.op = TextureOp::Side;
-            out.invert = nodes_.flag(node, P_INVERT, false);
-            break;
-        default:
-            logOnce(node.type);
-            out.value = kMissing;
-            return out;
-    }
-    if (node.pin(P_PROJECTION)) out.projection = projectionOf(node);
-    if (const NodeRecord* transform = nodes_.input(node, P_TRANSFORM)) {
-        const Matrix<float> m = readTransform(nodes_, transform);
-        out.transformed = m != Matrix<float>{};
-        out.uvwToTexture = uvwToTexture(m);
-    }
-    return out;
 }
 
 }  // namespace Lumora::engine

@@ -1,4 +1,7 @@
 // From texture nodes to the flat table that is evaluated. Parts without variation fold into constants.
+//
+// What was compiled is remembered from one build of the scene to the next: a node whose record and whose inputs are the
+// same keeps its place in the table, one whose value changed is written anew in its place, and nothing else is touched.
 #pragma once
 
 #include <array>
@@ -12,39 +15,119 @@
 
 namespace Lumora::engine {
 
+/// The table of the last build, and what each place of it was made from. Build thread only.
+class TextureMemory {
+public:
+    /// Nodes described since the beginning: what changes cost.
+    std::uint64_t described() const { return described_; }
+    /// Nodes that are known now.
+    std::size_t size() const { return entries_.size(); }
+
+private:
+    friend class TextureCompiler;
+    struct Entry {
+        NodeRecordPtr record;                                  ///< null: to be described again
+        std::vector<std::pair<ItemUid, NodeRecordPtr>> reads;  ///< other nodes that values came from
+        std::vector<std::pair<ItemUid, TextureId>> inputs;     ///< texture nodes below, and what they were
+        TextureNode node;                                      ///< as described, before folding
+        TextureId id = kNoTexture;
+        bool holdsInputs = false;  ///< made from what the inputs evaluate to, not only from their places
+        std::uint64_t build = 0;   ///< the last build that asked for it
+    };
+    struct Product {
+        TextureId id = kNoTexture;
+        std::uint64_t build = 0;
+    };
+    TextureTable table_;
+    std::vector<std::uint64_t> changed_;  ///< of each node of the table: the last build in which it was written
+    std::unordered_map<ItemUid, Entry> entries_;
+    std::map<std::array<float, 3>, TextureId> constants_;
+    std::map<std::pair<TextureId, TextureId>, Product> products_;
+    std::map<float, std::shared_ptr<const ByteTable>> byteTables_;
+    std::vector<std::uint32_t> freeNodes_, freeMappings_, freeImages_, freeGradients_, freeTriplanars_;
+    std::uint64_t build_ = 0, described_ = 0;
+    bool finished_ = true;
+};
+
 class TextureCompiler {
 public:
-    TextureCompiler(const NodeTable& nodes, ImageStore& images, TextureTable& table, const LogFunction& log)
-        : nodes_(nodes), images_(images), table_(table), log_(log) {}
+    /// Fills `table`. With a memory, what it holds is used again, and finish() writes it back.
+    TextureCompiler(const NodeTable& nodes, ImageStore& images, TextureTable& table, const LogFunction& log,
+                    TextureMemory* memory = nullptr);
+    TextureCompiler(const TextureCompiler&) = delete;
+    TextureCompiler& operator=(const TextureCompiler&) = delete;
 
     /// The texture on a pin: the connected one, else the pin's own value, else `fallback`.
     TextureId onPin(const NodeRecord& node, PinId pin, Float3 fallback);
-    /// The texture connected to a pin, or kNoTexture.
+    /// The texture connected to a pin, or kNoTexture. Toon ramps too: TextureTable::ramp evaluates them.
     TextureId connected(const NodeRecord& node, PinId pin);
-
     TextureId constant(Float3 value);
     TextureId multiply(TextureId a, TextureId b);
 
+    /// Whether a texture was written in this build, or something below it. Who keeps more of a texture than its id
+    /// from build to build looks again then. Ask for the texture first: only then is it known.
+    bool changed(TextureId id) const { return id != kNoTexture && memory_.changed_[id] == memory_.build_; }
+    /// Nothing was remembered: every id is new.
+    bool fresh() const { return fresh_; }
+
+    /// For textures that are looked up without footprints: their images need no coarser levels.
+    void withoutPyramids() { pyramids_ = false; }
+
+    /// Forgets what this build did not ask for, and remembers the rest. Call once, when all is compiled.
+    void finish();
+
 private:
+    using Entry = TextureMemory::Entry;
+
+    TextureId onPin(const PinRecord* pin, Float3 fallback);
     TextureId compile(ItemUid uid);
-    TextureNode describe(const NodeRecord& node);
+    TextureId enter(ItemUid uid, const NodeRecordPtr& record);
+    bool sameAsBefore(Entry& entry, const NodeRecordPtr& record);
+    void makeNew(Entry& entry, const NodeRecordPtr& record);
+
+    TextureNode describe(const NodeRecord& node, Entry& entry);
+    bool describeOperator(const NodeRecord& node, TextureNode& out);
+    bool describePattern(const NodeRecord& node, TextureNode& out);
+    bool describePoint(const NodeRecord& node, TextureNode& out);
     void describeImage(const NodeRecord& node, TextureNode& out);
-    Projection projectionOf(const NodeRecord& node);
-    TextureId add(TextureNode node);
-    std::shared_ptr<const std::array<float, 256>> byteTable(float gamma);
+    void describeGradient(const NodeRecord& node, TextureNode& out);
+    void describeTriplanar(const NodeRecord& node, TextureNode& out);
+    void describeBaking(const NodeRecord& node, TextureNode& out);
+    void describeMapping(const NodeRecord& node, TextureNode& out);
+    void readProjection(const NodeRecord& source, Mapping& mapping);
+    void readPower(const NodeRecord& node, TextureNode& out);
+    ImageLookup lookupOf(ImageTexturePtr image, float gamma, int border);
+    std::shared_ptr<const ByteTable> byteTable(float gamma);
+    float number(const NodeRecord& node, PinId pin, float fallback, float low, float high) const;
+
+    /// The node as it is evaluated: a constant when nothing below it varies.
+    TextureNode folded(const TextureNode& node);
+    TextureId place(TextureId id, const TextureNode& node);
+    void releaseData(const TextureNode& node);
     void logOnce(int type);
 
     const NodeTable& nodes_;
     ImageStore& images_;
     TextureTable& table_;
     const LogFunction& log_;
-    std::unordered_map<ItemUid, TextureId> known_;
+    TextureMemory own_;
+    TextureMemory& memory_;
     std::unordered_set<ItemUid> open_;  ///< being compiled: a node among its own inputs reads as nothing
+    std::vector<std::pair<ItemUid, TextureId>>* inputs_ = nullptr;  ///< of the node being described
+    bool circle_ = false;                                           ///< a node among its own inputs was met
+    bool fresh_ = false, pyramids_ = true;
     std::unordered_set<int> logged_;
-    std::map<float, std::shared_ptr<const std::array<float, 256>>> byteTables_;
 };
 
 /// Where a transform node moves texture coordinates: the inverse of its transform about the middle of the picture.
 Matrix<float> uvwToTexture(const Matrix<float>& transform);
+
+/// Renders a texture over the unit square of its coordinates into an image. `grey`: one channel. The values are stored
+/// encoded with `gamma`.
+struct BakeSize {
+    std::uint32_t width = 0, height = 0, samples = 1;
+};
+ImageTexturePtr bakeTexture(const TextureTable& table, TextureId id, const BakeSize& size, PixelFormat format,
+                            bool grey, float gamma);
 
 }  // namespace Lumora::engine

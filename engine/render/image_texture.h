@@ -1,9 +1,11 @@
 // An image in memory as the renderer samples it: in the precision that its file has.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "engine/render/vec.h"
 
@@ -18,6 +20,9 @@ struct Rgba {
     Float3 color;
     float alpha = 1.0f;
 };
+
+/// Linear value of each of the 256 values of a byte.
+using ByteTable = std::array<float, 256>;
 
 /// Pixels, rows from the top, channels interleaved: 1 grey, 2 grey and alpha, 3 RGB, 4 RGBA. Values as stored, aligned
 /// to the size of one, and finite.
@@ -39,20 +44,12 @@ public:
     std::uint32_t channels() const { return channels_; }
     PixelFormat format() const { return format_; }
     std::size_t bytes() const { return bytes_; }
+    const void* pixels() const { return pixels_; }
 
     /// One pixel, undecoded (integers as 0 to 1). Inside the image.
     Rgba texel(std::uint32_t x, std::uint32_t y) const;
 
-    /// Bilinear lookup at (u, v), v upwards: (0, 0) is the lower left corner. `decode` linearises a stored channel
-    /// value before it is filtered; byteTable, when not null, does so for 8-bit values.
-    Rgba sample(float u, float v, BorderMode border, const float* byteTable, float gamma) const;
-
-    /// Mean of the decoded colours over a coarse grid of texels, as a weight for light sampling.
-    Float3 meanColor(const float* byteTable, float gamma) const;
-
 private:
-    Rgba decoded(int x, int y, BorderMode border, const float* byteTable, float gamma) const;
-
     std::uint32_t width_, height_, channels_;
     PixelFormat format_;
     const void* pixels_;
@@ -62,10 +59,44 @@ private:
 
 using ImageTexturePtr = std::shared_ptr<const ImageTexture>;
 
+/// The coarser levels of an image, each half as large as the one before, down to a single pixel: means of the linear
+/// values, stored as the image stores its own. `levels[0]` is half the image.
+struct ImagePyramid {
+    std::vector<ImageTexture> levels;
+    std::size_t bytes() const;
+};
+
+using ImagePyramidPtr = std::shared_ptr<const ImagePyramid>;
+
+/// Makes the pyramid of an image whose values are linearised with `gamma`. Uses all processors. Throws std::bad_alloc.
+ImagePyramidPtr makePyramid(const ImageTexture& image, float gamma);
+/// The image at half its size: the mean of the linear values, whatever its size (odd sizes are weighted exactly).
+ImageTexture halfImage(const ImageTexture& image, float gamma);
+
+/// How a texture reads its image.
+struct ImageLookup {
+    ImageTexturePtr image;
+    ImagePyramidPtr pyramid;                 ///< null: the image itself is all that is looked at
+    std::shared_ptr<const ByteTable> table;  ///< decodes bytes; null: `gamma` does
+    float gamma = 1.0f;
+    BorderMode border = BorderMode::Wrap;
+};
+
+/// The image around (u, v), v upwards: (0, 0) is the lower left corner. Colours are linearised before they are
+/// averaged. Without a footprint the four nearest pixels are blended. The two half axes are of an ellipse in texture
+/// coordinates; what it covers is averaged (Heckbert, "Fundamentals of Texture Mapping and Image Warping", 1989) on the
+/// level on which its shorter axis is a pixel or two wide, so that a view along the surface stays sharp across.
+Rgba sampleImage(const ImageLookup& lookup, Float2 uv, Float2 axis0, Float2 axis1);
+
+/// The pixel of that index, row by row from the top; indices beyond the last start over.
+Rgba pixelOf(const ImageLookup& lookup, std::uint64_t index);
+
 /// Exact inverse of the sRGB transfer function.
 float srgbToLinear(float v);
 float linearToSrgb(float v);
 /// Linearises a stored value. Gamma 2.2 is what files in sRGB are labelled with, so it takes the exact curve.
 float decodeGamma(float v, float gamma);
+/// The other way round.
+float encodeGamma(float v, float gamma);
 
 }  // namespace Lumora::engine

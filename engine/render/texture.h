@@ -1,4 +1,7 @@
-// Textures as a flat table of operations, evaluated without virtual calls.
+// Textures as a flat table of operations, evaluated without virtual calls and without memory of its own.
+//
+// A node of the table holds what nearly every operation needs; what only some need lies in tables beside it and is
+// shared: mappings, images, gradients. Inputs are indices. The compiler leaves no circles in it.
 #pragma once
 
 #include <array>
@@ -7,6 +10,8 @@
 #include <vector>
 
 #include "engine/render/image_texture.h"
+#include "engine/render/textures/gradient.h"
+#include "engine/render/textures/projection.h"
 
 namespace Lumora::engine {
 
@@ -16,48 +21,60 @@ inline constexpr TextureId kNoTexture = ~0u;
 enum class TextureOp : std::uint8_t {
     Constant,
     Image,
+    // of other textures
     Multiply,
     Add,
     Subtract,
-    Mix,        ///< a, b by amount c
-    CosineMix,  ///< the same along half a cosine wave
-    Invert,
-    Clamp,            ///< input a between b and c
-    ColorCorrection,  ///< input a, brightness b, parameters in p
+    Mix,              ///< a, b by amount c
+    CosineMix,        ///< the same along half a cosine wave
+    Compare,          ///< inputs: a < b ? c : d
+    Invert,           ///< 1 - a
+    Clamp,            ///< a between b and c
+    ColorCorrection,  ///< a times brightness b; p: hue, saturation, contrast, gamma
+    UvwTransform,     ///< a, looked up with moved coordinates (data: mapping)
+    Triplanar,        ///< data: triplanar
+    Gradient,         ///< a through the gradient `data`; no a: along u
+    // of coordinates
     Checks,
-    UvwTransform,  ///< input a looked up with moved coordinates
-    Side,          ///< 1 on the front of a polygon, 0 on its back
+    SawWave,       ///< a: offset
+    TriangleWave,  ///< a: offset
+    SineWave,      ///< a: offset
+    Turbulence,    ///< a: power, b: offset, c: omega; p: octaves, gamma; flag: absolute values
+    Marble,        ///< a: power, b: offset, c: omega, d: variance; p: octaves
+    Ridged,        ///< a: power, b: offset, c: lacunarity; p: octaves
+    Noise,         ///< kind; p: octaves, omega, contrast, gamma
+    W,
+    // of the point
+    Falloff,  ///< kind; p: at normal, at grazing, skew; value: direction
+    Side,     ///< 1 on the front of a polygon, 0 on its back
+    Dirt,     ///< p: strength, details, radius, tolerance
+    RandomColor,
+    InstanceRange,  ///< p: highest id
+    InstanceColor,
+    Gaussian,  ///< colour of a spectrum; a: wavelength, b: width, c: power
 };
 
 enum class ImageChannel : std::uint8_t { Color, Alpha, Grey };
 
-enum class ProjectionKind : std::uint8_t { Uvw, Flat, Box, Spherical, Cylindrical };
-enum class CoordinateSpace : std::uint8_t { World, Object };
-
-/// Where a texture is looked up: from the point of a surface to texture coordinates.
-struct Projection {
-    ProjectionKind kind = ProjectionKind::Uvw;
-    CoordinateSpace space = CoordinateSpace::World;
-    std::uint8_t uvSet = 0;    ///< 0 to 2
-    bool transformed = false;  ///< false: toTexture is the identity
-    Matrix<float> toTexture;   ///< from projection space to texture space
-};
-
 struct TextureNode {
     TextureOp op = TextureOp::Constant;
-    ImageChannel channel = ImageChannel::Color;
-    BorderMode border = BorderMode::Wrap;
+    std::uint8_t kind = 0;  ///< Image: channel; Noise, Falloff: their own kinds
     bool invert = false;
-    bool transformed = false;  ///< uvwToTexture is not the identity
-    TextureId a = kNoTexture, b = kNoTexture, c = kNoTexture;
-    Float3 value;              ///< Constant; Image: the fallback colour when there is no image
-    std::array<float, 4> p{};  ///< ColorCorrection: hue, saturation, contrast, gamma
-    float gamma = 1.0f;
-    TextureId power = kNoTexture;  ///< factor on the result
-    ImageTexturePtr image;
-    std::shared_ptr<const std::array<float, 256>> byteTable;
-    Projection projection;
-    Matrix<float> uvwToTexture;
+    bool flag = false;
+    TextureId a = kNoTexture, b = kNoTexture, c = kNoTexture, d = kNoTexture;
+    TextureId power = kNoTexture;        ///< factor on the result
+    std::uint32_t mapping = kNoTexture;  ///< index into TextureTable::mappings; none: the first set of coordinates
+    std::uint32_t data = kNoTexture;     ///< index into the table that the operation has of its own
+    Float3 value;                        ///< Constant; Image: the fallback colour when there is no image
+    std::array<float, 4> p{};
+};
+
+/// Six textures, one for each direction of a space, blended where the surface turns from one to another.
+struct TriplanarMap {
+    TextureId face[6]{};      ///< +x, -x, +y, -y, +z, -z
+    float blendAngle = 0.0f;  ///< radians over which two neighbours blend
+    CoordinateSpace space = CoordinateSpace::Object;
+    LocalSpace placement;
 };
 
 struct RenderScene;
@@ -79,6 +96,7 @@ struct TextureContext {
     std::uint32_t polygon = 0;
     float offset = 0.0f;  ///< rays that leave the point start this far along the normal
     bool frontFace = true;
+    const MappedPoint* triplanar = nullptr;  ///< coordinates of the side of a triplanar map that is being looked at
 
     /// The context a step away along the half axes of the footprint: what is there of the texture is the height that
     /// a bump map's slope is measured with. The normals stay.
@@ -88,22 +106,40 @@ struct TextureContext {
 class TextureTable {
 public:
     /// Colour of a texture at a point. kNoTexture is black.
-    Float3 color(TextureId id, const TextureContext& at) const;
+    Float3 color(TextureId id, const TextureContext& at) const {
+        if (id == kNoTexture) return {};
+        const TextureNode& node = nodes[id];
+        return node.op == TextureOp::Constant ? node.value : powered(node, at);
+    }
     /// The same as one number: the mean of the channels.
     float scalar(TextureId id, const TextureContext& at) const { return average(color(id, at)); }
     /// True when the texture has the same value everywhere.
     bool isConstant(TextureId id) const { return id == kNoTexture || nodes[id].op == TextureOp::Constant; }
-    /// A rough mean, to weigh lights.
+    /// Mean over the unit square of texture coordinates, to weigh lights: near enough, not exact.
     Float3 mean(TextureId id) const;
+    /// A gradient's or toon ramp's value at a position from 0 to 1, whatever its input is.
+    Float3 ramp(TextureId id, float position, const TextureContext& at) const;
+    /// Pixels along the longest edge of the images in the table.
+    std::uint32_t largestImage() const;
 
     std::vector<TextureNode> nodes;
+    std::vector<Mapping> mappings;
+    std::vector<ImageLookup> images;
+    std::vector<Gradient> gradients;
+    std::vector<TriplanarMap> triplanars;
 
 private:
+    Float3 powered(const TextureNode& node, const TextureContext& at) const;
     Float3 evaluate(const TextureNode& node, const TextureContext& at) const;
     Float3 image(const TextureNode& node, const TextureContext& at) const;
+    Float3 colorCorrection(const TextureNode& node, const TextureContext& at) const;
+    Float3 triplanar(const TriplanarMap& map, const TextureContext& at) const;
+    Float3 rampValue(const Gradient& gradient, float position, const TextureContext& at) const;
+    Float3 fractal(const TextureNode& node, const TextureContext& at) const;
+    MappedPoint mapped(const TextureNode& node, const TextureContext& at) const;
 };
 
-/// Texture coordinates of a point under a projection.
-Float3 project(const Projection& projection, const TextureContext& at);
+/// Contrast around one half as a curve that keeps 0 and 1: the larger, the steeper; none at 0. Values outside stay.
+float applyContrast(float v, float contrast);
 
 }  // namespace Lumora::engine
