@@ -1,5 +1,8 @@
 #include "plugin/core/scene_collector.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "plugin/core/ids.h"
 #include "plugin/core/session.h"
 
@@ -16,6 +19,17 @@ enum : Int32 {
 /// Parameter of the instance, light and generator objects: "Enabled".
 constexpr Int32 kEnabled = ID_BASEOBJECT_GENERATOR_FLAG;
 constexpr Int32 kHairGeometry = 1031;
+
+/// Objects whose points become places of instances.
+struct SourceType {
+    Int32 type;
+    bool always = false;  ///< else when the object tag asks for it
+};
+constexpr SourceType kSourceTypes[] = {
+    {ID_LUMORA_SCATTER_OBJECT, true}, {1041085}, {1027133}, {Oparticle}, {1028114}, {1035500},
+};
+/// Generators whose clones have colours and ids of their own.
+constexpr Int32 kMographGenerators[] = {1018544, 1018791, 1019268, 1018957, 1036557};
 
 /// Objects whose trees are not one rigid piece.
 bool movesInPieces(Int32 type) {
@@ -49,7 +63,10 @@ private:
         if (options_.instancePaths) record.instancePath += String::IntToString(index) + ".";
         if (movesInPieces(object->GetType())) record.singleTransform = false;
         if (record.needsLayer) collections_.slotNeedsLayerMap[static_cast<std::size_t>(record.meshGroupSlot)] = true;
+        if (std::ranges::find(kMographGenerators, object->GetType()) != std::end(kMographGenerators))
+            collections_.mographObjects.push_back(record);
         routeSplinesAndHair(record, object);
+        routeSources(record, object);
 
         Int32 child = 0;
         BaseObject* evaluated = object->GetDeformCache() ? object->GetDeformCache() : object->GetCache();
@@ -95,6 +112,13 @@ private:
         const bool hair =
             object->GetType() == OBJ_HAIR && data->GetBool(kEnabled, true) && data->GetInt32(kHairGeometry) == 0;
         if (spline || hair) collections_.hairObjects.push_back(record);
+    }
+
+    void routeSources(const SceneObjectInfo& record, BaseObject* object) {
+        const auto* row = std::ranges::find(kSourceTypes, object->GetType(), &SourceType::type);
+        if (row == std::end(kSourceTypes) || !record.renderVisible) return;
+        if (!object->GetDataInstance()->GetBool(kEnabled, true)) return;
+        if (row->always || record.particleMode != 0) collections_.particleSources.push_back(record);
     }
 
     void routeLeaf(const SceneObjectInfo& record, BaseObject* object) {

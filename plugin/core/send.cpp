@@ -94,6 +94,19 @@ void dumpLinks() {
                   String::HexToString(reinterpret_cast<UInt64>(link.meshNode)));
 }
 
+/// Kinds of objects without a builder: said once for each send, so that nobody searches the picture for them.
+void nameWhatIsNotBuilt(const SceneCollections& found) {
+    String kinds;
+    const auto add = [&kinds](std::size_t count, const char* one, const char* many) {
+        if (count == 0) return;
+        kinds += kinds.IsEmpty() ? "" : ", ";
+        kinds += String::IntToString(static_cast<Int64>(count)) + (count == 1 ? one : many);
+    };
+    add(found.hairObjects.size(), " hair or spline object", " hair or spline objects");
+    add(found.particleSources.size(), " particle or scatter object", " particle or scatter objects");
+    if (!kinds.IsEmpty()) logLine("Not in the picture: " + kinds + ".");
+}
+
 void collectObjects(lumoraLive& session) {
     statusLine("Collecting objects.....");
     CollectOptions options;
@@ -102,6 +115,7 @@ void collectObjects(lumoraLive& session) {
     const CollectResult found = collectScene(session.sendDoc, session.collections, options);
     if (found.background) session.background.link.SetLink(found.background);
     if (found.foreground) session.foreground.link.SetLink(found.foreground);
+    nameWhatIsNotBuilt(session.collections);
     logLine("Collect objects time= " + milliseconds(session.objectsTime.end()) + " ms");
     debugLine("objects walked:" + String::IntToString(found.objects));
 }
@@ -137,6 +151,7 @@ void sendScene(lumoraLive& session, bool allSlots, RenderSettings& settings, boo
 
     session.objectsTime.start();
     session.setProgress(STAGE_COLLECT, 0, false);
+    readMotionSettings(session, nullptr);
     collectObjects(session);
     if (sendBroken()) return;
 

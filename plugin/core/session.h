@@ -82,6 +82,8 @@ struct SceneCollections {
     std::array<std::vector<SceneObjectInfo>, 4> meshSlots;
     std::array<bool, 4> slotNeedsLayerMap{};
     std::vector<SceneObjectInfo> skyObjects, hairObjects, sunLights, lights;
+    std::vector<SceneObjectInfo> particleSources;  ///< their points are places of instances
+    std::vector<SceneObjectInfo> mographObjects;   ///< generators whose clones have colours and ids of their own
     std::vector<BaseMaterial*> usedMaterials;
 
     void clear();

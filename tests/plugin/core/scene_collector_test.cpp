@@ -90,6 +90,20 @@ TEST_F(CollectorTest, LightsGoByTypeTagAndSwitch) {
     }
 }
 
+TEST_F(CollectorTest, SourcesOfInstancesAreListedWhenTheyAreWanted) {
+    BaseObject* scatter = append(ID_LUMORA_SCATTER_OBJECT);
+    BaseObject* emitter = append(Oparticle);
+    EXPECT_EQ(collect().particleSources.size(), 1u) << "an emitter only when its tag asks for it";
+    emitter->MakeTag(ID_LUMORA_OBJECT_TAG)->SetParameter(OBJTAG_PARTICLE_MODE, GeData(1));
+    const auto& found = collect().particleSources;
+    ASSERT_EQ(found.size(), 2u);
+    EXPECT_EQ(found[0].object, scatter);
+    EXPECT_FALSE(found[1].singleTransform);
+    scatter->SetParameter(ID_BASEOBJECT_GENERATOR_FLAG, GeData(false));
+    emitter->SetRenderMode(VisibilityMode::Off);
+    EXPECT_TRUE(collect().particleSources.empty());
+}
+
 TEST_F(CollectorTest, DeepHierarchyIsWalkedToItsEnd) {
     BaseObject* parent = nullptr;
     for (int depth = 0; depth < 500; ++depth) parent = append(Onull, parent);

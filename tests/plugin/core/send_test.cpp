@@ -1,6 +1,10 @@
 // The send: what a document becomes in the engine, and what a broken or repeated send leaves.
 #include "plugin/core/send.h"
 
+#include <chrono>
+#include <random>
+#include <thread>
+
 #include "plugin/core/globals.h"
 #include "plugin/core/ids.h"
 #include "plugin/core/object_check.h"
@@ -109,6 +113,39 @@ TEST_F(SendTest, BreakBeforeMaterialsEndsFinishedAndTheNextSendIsWhole) {
     EXPECT_EQ(consoleCount("Render Breaked...."), 1);
 
     breakNow = false;
+    startLive(document);
+    EXPECT_EQ(describeGraph(Engine::getRenderTargetNode()), whole);
+}
+
+TEST_F(SendTest, StopAtAnyMomentLeavesASessionThatSendsAgain) {
+    BaseDocument* document = makeLitCube();
+    for (int i = 0; i < 300; ++i) {  // enough for a send to be caught in each of its stages
+        BaseObject* cube = BaseObject::Alloc(Ocube);
+        cube->SetAbsPos(Vector(i % 20 * 300, i / 20 * 300, 2000));
+        document->AppendObject(cube);
+    }
+    startLive(document);
+    const std::string whole = describeGraph(Engine::getRenderTargetNode());
+    std::mt19937 random(5);
+    int broken = 0;
+    for (int round = 0; round < 100; ++round) {
+        const int delay = std::uniform_int_distribution(0, 30000)(random);
+        live().stopRender();
+        SpecialEventAdd(MSG_START_RENDER);
+        std::thread presser([delay] {
+            std::this_thread::sleep_for(std::chrono::microseconds(delay));
+            globals().breakSend = true;
+        });
+        const bool settled = waitFor([&] {
+            const LiveState state = live().state();
+            return !live().sendBusy && (state == LiveState::Rendering || state == LiveState::Finished);
+        });
+        presser.join();
+        ASSERT_TRUE(settled) << "round " << round;
+        broken += mainGroup() == nullptr || live().state() == LiveState::Finished;
+        ASSERT_FALSE(Engine::isRenderFailed()) << "round " << round;
+    }
+    EXPECT_GT(broken, 0) << "no round was caught while it was sent";
     startLive(document);
     EXPECT_EQ(describeGraph(Engine::getRenderTargetNode()), whole);
 }
