@@ -58,7 +58,7 @@ void tracing(const char* name, const RenderScene& scene) {
     auto start = std::chrono::steady_clock::now();
     for (std::uint32_t y = 0; y < scene.film.height; ++y) {
         for (std::uint32_t x = 0; x < scene.film.width; ++x, ++count) {
-            const Ray ray = camera.generate(static_cast<float>(x), static_cast<float>(y), {});
+            const Ray ray = camera.generate(x, y, {}, {}).ray;
             const Hit hit = intersect(*scene.geometry, ray);
             if (!hit.valid()) continue;
             Sampler sampler(x, y, 0, 1);

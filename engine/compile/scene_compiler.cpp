@@ -86,6 +86,7 @@ RenderScenePtr SceneCompiler::build() {
     const RenderScene* old = scene_.get();
     scene->camera = readCamera(nodes_, *target);
     scene->kernel = readKernel(nodes_, *target);
+    scene->infoPasses = readInfoPasses(nodes_, *target);
     scene->film = readFilm(nodes_, *target);
     scene->imager = imager_.read(nodes_, *target, log_);
     scene->post = readPost(nodes_, *target);

@@ -13,6 +13,7 @@ inline constexpr std::uint64_t kMaxFilmPixels = 1ull << 30;
 /// What is missing takes the defaults of the plain structs. Values out of range are brought into it.
 Camera readCamera(const NodeTable& nodes, const NodeRecord& target);
 Kernel readKernel(const NodeTable& nodes, const NodeRecord& target);
+InfoPasses readInfoPasses(const NodeTable& nodes, const NodeRecord& target);
 Film readFilm(const NodeTable& nodes, const NodeRecord& target);
 
 }  // namespace Lumora::engine

@@ -65,26 +65,26 @@ void FilmBuffer::add(std::uint32_t index, const TileSums& sums, std::uint32_t co
     state.samples += count;
 }
 
-void FilmBuffer::addCoarse(std::uint32_t index, const TileSums& sums) {
+void FilmBuffer::addCoarse(std::uint32_t index, const TileSums& sums, std::uint32_t block) {
     const TileRect r = tile(index);
     const std::lock_guard guard(tiles_[index]->lock);
     TileState& state = tiles_[index]->state;
     if (state.samples > 0) return;
-    for (std::uint32_t y = 0; y < r.height; y += block_) {
-        for (std::uint32_t x = 0; x < r.width; x += block_) {
+    for (std::uint32_t y = 0; y < r.height; y += block) {
+        for (std::uint32_t x = 0; x < r.width; x += block) {
             pixels_[static_cast<std::size_t>(r.y + y) * width_ + r.x + x] =
                 sums.pixels[static_cast<std::size_t>(y) * r.width + x];
         }
     }
-    state.coarse = true;
+    state.block = block;
 }
 
 bool FilmBuffer::resolveInto(std::uint32_t index, FilmPixel* out, std::size_t pitch) const {
     const TileRect r = tile(index);
     const std::lock_guard guard(tiles_[index]->lock);
     const TileState state = tiles_[index]->state;
-    if (state.samples == 0 && !state.coarse) return false;
-    const std::uint32_t step = state.samples ? 1 : block_;
+    if (state.samples == 0 && state.block == 0) return false;
+    const std::uint32_t step = state.samples ? 1 : state.block;
     for (std::uint32_t y = 0; y < r.height; ++y) {
         FilmPixel* to = out + y * pitch;
         if (y % step != 0) {

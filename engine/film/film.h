@@ -50,21 +50,21 @@ public:
     TileRect tile(std::uint32_t index) const;
     const TileRect& region() const { return region_; }
     bool hasGuides() const { return !guides_.empty(); }
-    /// Edge in pixels of the blocks of the coarse stage; larger films have larger blocks.
+    /// Edge in pixels of the smallest blocks of the coarse stage; larger films have larger blocks.
     std::uint32_t block() const { return block_; }
     std::uint64_t regionPixels() const;
     std::uint64_t bytes() const { return pixels_.capacity() * sizeof(FilmSum) + guides_.capacity() * sizeof(GuideSum); }
 
     struct TileState {
         std::uint32_t samples = 0;  ///< of the pixels that were never left out
-        bool coarse = false;        ///< the first pixel of each block has its first sample
+        std::uint32_t block = 0;    ///< the first pixel of each block of that edge has its first sample; 0: none has
     };
     TileState state(std::uint32_t index) const;
 
     /// Adds the sums of a pass of `count` samples. Pixels that the pass left out have none.
     void add(std::uint32_t index, const TileSums& sums, std::uint32_t count);
-    /// Stores the coarse stage: sums of the tile, of which the first pixel of each block counts.
-    void addCoarse(std::uint32_t index, const TileSums& sums);
+    /// Stores a coarse stage: sums of the tile, of which the first pixel of each block counts. `block` divides kTile.
+    void addCoarse(std::uint32_t index, const TileSums& sums, std::uint32_t block);
 
     /// Writes the mean colours of one tile to `out`, whose rows are `pitch` pixels apart; blocks of the coarse stage
     /// are filled with their first pixels. False, and nothing written: the tile has nothing yet.

@@ -12,6 +12,8 @@
 
 #include "engine/compile/scene_compiler.h"
 #include "engine/film/develop.h"
+#include "engine/render/info_channel.h"
+#include "engine/render/info_picture.h"
 #include "engine/render/job.h"
 
 namespace Lumora::engine {
@@ -35,6 +37,33 @@ void flushDenormals() {
     _MM_SET_FLUSH_ZERO_MODE(_MM_FLUSH_ZERO_ON);
     _MM_SET_DENORMALS_ZERO_MODE(_MM_DENORMALS_ZERO_ON);
 #endif
+}
+
+/// Lets a region fade into the picture around it: its outermost pixels show `base` more than itself.
+void fadeEdge(Image& image, const Image& base, const TileRect& region, unsigned width) {
+    if (base.type != image.type || base.size != image.size) return;
+    const auto fade = [&](auto& pixels, const auto& under, float rounding) {
+        using T = std::decay_t<decltype(pixels[0])>;
+        for (std::uint32_t y = 0; y < region.height; ++y) {
+            for (std::uint32_t x = 0; x < region.width; ++x) {
+                // The film's own edge is no seam.
+                const auto gap = [](std::uint32_t at, std::uint32_t start, std::uint32_t size, std::uint32_t film) {
+                    return std::min(start == 0 ? ~0u : at, start + size >= film ? ~0u : size - 1 - at);
+                };
+                const std::uint32_t edge = std::min(gap(x, region.x, region.width, image.size.x),
+                                                    gap(y, region.y, region.height, image.size.y));
+                if (edge >= width) continue;
+                const float share = (static_cast<float>(edge) + 1.0f) / (static_cast<float>(width) + 1.0f);
+                const std::size_t at = 4 * (static_cast<std::size_t>(region.y + y) * image.size.x + region.x + x);
+                for (std::size_t i = at; i < at + 4; ++i) {
+                    pixels[i] = static_cast<T>(
+                        lerp(static_cast<float>(under[i]), static_cast<float>(pixels[i]), share) + rounding);
+                }
+            }
+        }
+    };
+    if (image.bytes && base.bytes) fade(*image.bytes, *base.bytes, 0.5f);
+    if (image.floats && base.floats) fade(*image.floats, *base.floats, 0.0f);
 }
 
 /// `later` on top of `first`.
@@ -63,24 +92,47 @@ public:
     bool paused() const;
     void restart();
     void stop();
-    void setRegion(bool on, Vec2<unsigned> start, Vec2<unsigned> size);
+    void setRegion(bool on, Vec2<unsigned> start, Vec2<unsigned> size, unsigned feather);
     void setThreadCount(unsigned threads);
     void setOutput(TonemapType type, std::vector<RenderPassId> passes);
     std::uint64_t imageChangeLevel() const;
     std::vector<Image> latest() const;
     std::vector<Image> tonemap(const std::vector<RenderPassId>& passes, TonemapType type);
-    Statistics statistics() const;
+    Statistics statistics(RenderPassId pass) const;
     bool failed() const;
     std::string failureText() const;
     void resetFailure();
 
 private:
+    /// An info pass beside the picture.
+    struct PassJob {
+        InfoChannel channel{};
+        RenderPassId pass{};
+        std::shared_ptr<Job> job;
+    };
+    /// What a picture is made of, for use without the lock.
+    struct Showing {
+        std::shared_ptr<Job> job;
+        std::vector<PassJob> passes;
+        RenderScenePtr scene;
+    };
+    struct Work {
+        std::shared_ptr<Job> job;
+        Job::Unit unit;
+    };
+
     void buildLoop();
     void workLoop(unsigned index);
     void displayLoop();
     void buildNext(std::unique_lock<std::mutex>& lock);
     void fail(const std::string& text);
     void replaceJob(std::unique_lock<std::mutex>& lock);
+    void dropJobs();
+    void matchPasses(bool keep);
+    std::optional<Work> takeWork();
+    bool allFinished() const;
+    std::uint64_t samplesTaken() const;
+    Film region() const;
     void growPool();
     bool publish(std::unique_lock<std::mutex>& lock, const std::shared_ptr<Job>& job);
     bool mayWork(unsigned index) const {
@@ -88,8 +140,8 @@ private:
     }
     Image develop(const Job& job, const RenderScene& scene, RenderPassId pass, TonemapType type,
                   const Image* previous) const;
-    std::vector<Image> developAll(const Job& job, const RenderScene& scene, const std::vector<RenderPassId>& passes,
-                                  TonemapType type, const std::vector<Image>& previous) const;
+    std::vector<Image> developAll(const Showing& showing, const std::vector<RenderPassId>& passes, TonemapType type,
+                                  const std::vector<Image>& previous) const;
 
     RendererCallbacks callbacks_;
     mutable std::mutex lock_;
@@ -104,11 +156,16 @@ private:
     SceneCompiler compiler_;
     RenderScenePtr scene_;  ///< the newest; its imager is the one in force
     std::shared_ptr<Job> job_;
+    std::vector<PassJob> passJobs_;
+    std::size_t turn_ = 0;  ///< whose unit is next, of the picture and its passes
+    std::uint32_t subSample_ = 1;
     unsigned working_ = 0;
     double buildSeconds_ = 0.0;
 
     bool regionOn_ = false;
     Vec2<unsigned> regionStart_, regionSize_;
+    unsigned feather_ = 0;           ///< pixels over which the region fades into what lies around it
+    std::vector<Image> regionBase_;  ///< what was shown when the region was set
     TonemapType outputType_ = TONEMAP_LDR;
     std::vector<RenderPassId> outputPasses_{RP_BEAUTY};
     std::vector<Image> images_;
@@ -140,6 +197,7 @@ Renderer::Impl::~Impl() {
         const std::lock_guard guard(lock_);
         quit_ = true;
         if (job_) job_->cancel();
+        for (const PassJob& p : passJobs_) p.job->cancel();
     }
     buildSignal_.notify_all();
     workSignal_.notify_all();
@@ -170,9 +228,7 @@ void Renderer::Impl::submit(SceneDelta delta) {
 void Renderer::Impl::fail(const std::string& text) {
     {
         const std::lock_guard guard(lock_);
-        if (job_) job_->cancel();
-        job_.reset();
-        idle_ = true;
+        dropJobs();
         building_ = false;
         failed_ = true;
         failure_ = text;
@@ -224,16 +280,17 @@ void Renderer::Impl::buildNext(std::unique_lock<std::mutex>& lock) {
     if (delta.renderTarget != 0 && delta.renderTarget != target_) stopped_ = false;
     target_ = delta.renderTarget;
     scene_ = result.scene;
+    subSample_ = static_cast<std::uint32_t>(std::clamp(delta.subSampleMode, 1, 4));
     if (!scene_) {
-        if (job_) job_->cancel();
-        job_.reset();
-        idle_ = true;
+        dropJobs();
     } else if (result.restart || !job_) {
         replaceJob(lock);
     } else {
         job_->changeLevel = delta.changeLevel;
         job_->setMaxSamples(scene_->kernel.maxSamples);
-        if (!job_->finished()) idle_ = false;
+        matchPasses(true);
+        for (const PassJob& p : passJobs_) p.job->changeLevel = delta.changeLevel;
+        if (!allFinished()) idle_ = false;
         refresh_ = true;
     }
     lock.unlock();
@@ -243,13 +300,15 @@ void Renderer::Impl::buildNext(std::unique_lock<std::mutex>& lock) {
     lock.lock();
 }
 
-/// A new job for the newest scene. The film of the old one is used again once nobody reads it.
-void Renderer::Impl::replaceJob(std::unique_lock<std::mutex>& lock) {
-    const std::shared_ptr<Job> old = std::move(job_);
-    if (old) old->cancel();
+void Renderer::Impl::dropJobs() {
+    if (job_) job_->cancel();
+    for (const PassJob& p : passJobs_) p.job->cancel();
+    job_.reset();
+    passJobs_.clear();
     idle_ = true;
-    stateSignal_.wait(lock, [this] { return working_ == 0 || quit_; });
-    if (quit_ || !scene_) return;
+}
+
+Film Renderer::Impl::region() const {
     Film region = scene_->film;
     if (regionOn_) {
         region.regionX = regionStart_.x;
@@ -257,14 +316,85 @@ void Renderer::Impl::replaceJob(std::unique_lock<std::mutex>& lock) {
         region.regionWidth = std::max(regionSize_.x, 1u);
         region.regionHeight = std::max(regionSize_.y, 1u);
     }
+    return region;
+}
+
+/// A new job for the newest scene, and for its passes. The film of the old one is used again once nobody reads it.
+void Renderer::Impl::replaceJob(std::unique_lock<std::mutex>& lock) {
+    const std::shared_ptr<Job> old = std::move(job_);
+    if (old) old->cancel();
+    for (const PassJob& p : passJobs_) p.job->cancel();
+    idle_ = true;
+    stateSignal_.wait(lock, [this] { return working_ == 0 || quit_; });
+    if (quit_ || !scene_) return;
     std::shared_ptr<FilmBuffer> film = old ? old->filmHandle() : nullptr;
     if (!film || old.use_count() > 1 || film.use_count() > 2) film = std::make_shared<FilmBuffer>();
-    job_ = std::make_shared<Job>(scene_, region, std::move(film), sceneLevel_);
+    job_ = std::make_shared<Job>(scene_, region(), std::move(film), sceneLevel_, subSample_);
+    matchPasses(false);
     idle_ = false;
+    turn_ = 0;
     sampling_ = false;
     sampledSeconds_ = 0.0;
     workSignal_.notify_all();
     displaySignal_.notify_all();
+}
+
+/// Makes the jobs of the info passes those that the scene asks for. `keep`: those that there are hold good.
+void Renderer::Impl::matchPasses(bool keep) {
+    const InfoPasses& wanted = scene_->infoPasses;
+    std::vector<PassJob> jobs;
+    for (const InfoChannel channel : wanted.channels) {
+        Kernel kernel = scene_->kernel;
+        kernel.kind = KernelKind::Info;
+        kernel.path = false;
+        kernel.adaptive = {};
+        kernel.info = wanted.settings;
+        kernel.info.channel = channel;
+        kernel.maxSamples = wanted.maxSamples;
+        const auto old =
+            std::find_if(passJobs_.begin(), passJobs_.end(), [&](const PassJob& p) { return p.channel == channel; });
+        if (keep && old != passJobs_.end() && old->job->scene().kernel.info == kernel.info) {
+            old->job->setMaxSamples(kernel.maxSamples);
+            jobs.push_back(*old);
+            continue;
+        }
+        auto scene = std::make_shared<RenderScene>(*scene_);
+        scene->kernel = kernel;
+        scene->imager.denoiser.on = false;
+        jobs.push_back({channel, infoChannelRow(channel).pass,
+                        std::make_shared<Job>(scene, region(), std::make_shared<FilmBuffer>(), sceneLevel_)});
+    }
+    for (const PassJob& p : passJobs_) {
+        const bool stays = std::any_of(jobs.begin(), jobs.end(), [&](const PassJob& j) { return j.job == p.job; });
+        if (!stays) p.job->cancel();
+    }
+    passJobs_ = std::move(jobs);
+}
+
+/// The picture comes first until each of its pixels has a sample; then it takes turns with its passes.
+std::optional<Renderer::Impl::Work> Renderer::Impl::takeWork() {
+    if (passJobs_.empty() || !job_->firstPassOut()) {
+        if (auto unit = job_->take()) return Work{job_, *unit};
+        if (passJobs_.empty()) return std::nullopt;
+    }
+    const std::size_t count = passJobs_.size() + 1;
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::size_t turn = turn_++ % count;
+        const std::shared_ptr<Job>& job = turn == 0 ? job_ : passJobs_[turn - 1].job;
+        if (auto unit = job->take()) return Work{job, *unit};
+    }
+    return std::nullopt;
+}
+
+bool Renderer::Impl::allFinished() const {
+    return job_->finished() &&
+           std::all_of(passJobs_.begin(), passJobs_.end(), [](const PassJob& p) { return p.job->finished(); });
+}
+
+std::uint64_t Renderer::Impl::samplesTaken() const {
+    std::uint64_t sum = job_->samplesTaken();
+    for (const PassJob& p : passJobs_) sum += p.job->samplesTaken();
+    return sum;
 }
 
 void Renderer::Impl::workLoop(unsigned index) {
@@ -273,9 +403,8 @@ void Renderer::Impl::workLoop(unsigned index) {
     while (true) {
         workSignal_.wait(lock, [&] { return quit_ || mayWork(index); });
         if (quit_) return;
-        const std::shared_ptr<Job> job = job_;
-        const std::optional<Job::Unit> unit = job->take();
-        if (!unit) {
+        std::optional<Work> work = takeWork();
+        if (!work) {
             idle_ = true;
             displaySignal_.notify_all();
             continue;
@@ -288,7 +417,7 @@ void Renderer::Impl::workLoop(unsigned index) {
         lock.unlock();
         bool failedNow = false;
         try {
-            job->work(*unit);
+            work->job->work(work->unit);
         } catch (const std::exception&) {
             failedNow = true;
         }
@@ -300,7 +429,8 @@ void Renderer::Impl::workLoop(unsigned index) {
             sampledSeconds_ += secondsSince(samplingSince_);
         }
         stateSignal_.notify_all();
-        if (unit->coarse && job->coarseDone()) displaySignal_.notify_all();
+        if (work->unit.block && work->job->coarseDone()) displaySignal_.notify_all();
+        work.reset();  // not held while waiting, so that the film can be used again
         if (idle_ && working_ == 0) displaySignal_.notify_all();
     }
 }
@@ -313,39 +443,54 @@ Image Renderer::Impl::develop(const Job& job, const RenderScene& scene, RenderPa
                                                     : AlphaUse::Coverage;
     const float samples = job.samplesPerPixel();
     const std::uint64_t level = job.changeLevel;
-    Image image =
-        developPicture(job.film(), {scene.imager, scene.post, scene.film, alpha}, pass, type, previous, nullptr);
+    Image image = job.scene().kernel.kind == KernelKind::Info
+                      ? infoPicture(job.film(), job.scene().kernel.info, kernel.alphaChannel, type, previous)
+                      : developPicture(job.film(), {scene.imager, scene.post, scene.film, alpha}, pass, type, previous,
+                                       nullptr);
+    image.pass = pass;
     image.changeLevel = level;
     image.samplesPerPixel = samples;
     return image;
 }
 
-std::vector<Image> Renderer::Impl::developAll(const Job& job, const RenderScene& scene,
-                                              const std::vector<RenderPassId>& passes, TonemapType type,
-                                              const std::vector<Image>& previous) const {
+/// The pictures of the passes, in that order; a pass that is not rendered has none. `previous` show through where
+/// nothing was sampled yet.
+std::vector<Image> Renderer::Impl::developAll(const Showing& showing, const std::vector<RenderPassId>& passes,
+                                              TonemapType type, const std::vector<Image>& previous) const {
     std::vector<Image> images;
     for (const RenderPassId pass : passes) {
-        if (!isDeveloped(pass)) continue;
         const auto old = std::find_if(previous.begin(), previous.end(), [&](const Image& i) { return i.pass == pass; });
-        images.push_back(develop(job, scene, pass, type, old == previous.end() ? nullptr : &*old));
+        const auto info = std::find_if(showing.passes.begin(), showing.passes.end(),
+                                       [&](const PassJob& p) { return p.pass == pass; });
+        const bool beside = info != showing.passes.end();
+        if (!beside && !isDeveloped(pass)) continue;
+        const Image* under = old == previous.end() ? nullptr : &*old;
+        images.push_back(develop(beside ? *info->job : *showing.job, *showing.scene, pass, type, under));
     }
     return images;
 }
 
 bool Renderer::Impl::publish(std::unique_lock<std::mutex>& lock, const std::shared_ptr<Job>& job) {
-    const RenderScenePtr scene = scene_;
+    Showing showing{job, passJobs_, scene_};
     const TonemapType type = outputType_;
     const std::vector<RenderPassId> passes = outputPasses_;
-    std::vector<Image> previous = images_;
+    std::vector<Image> previous = regionOn_ ? regionBase_ : images_;
+    const unsigned feather = regionOn_ ? feather_ : 0;
     lock.unlock();
     std::vector<Image> images;
     bool made = true;
     try {
-        images = developAll(*job, *scene, passes, type, previous);
+        images = developAll(showing, passes, type, previous);
+        for (Image& image : images) {
+            const auto base =
+                std::find_if(previous.begin(), previous.end(), [&](const Image& i) { return i.pass == image.pass; });
+            if (feather && base != previous.end()) fadeEdge(image, *base, job->film().region(), feather);
+        }
     } catch (const std::bad_alloc&) {
         made = false;
     }
     previous.clear();
+    showing = {};
     lock.lock();
     // While the picture was made an edit may have come; its job will show itself.
     if (!made || job != job_) return false;
@@ -369,12 +514,12 @@ void Renderer::Impl::displayLoop() {
             displaySignal_.wait(lock);
             continue;
         }
-        const bool final = job->finished();
+        const bool final = allFinished();
         const bool fresh = shown != job->id;
         const bool ready =
             job->coarseDone() && (final || scene_->imager.minDisplaySamples <= 1 ||
                                   job->samplesPerPixel() >= static_cast<float>(scene_->imager.minDisplaySamples));
-        const bool news = fresh || (final && !shownFinal) || job->samplesTaken() != shownSamples;
+        const bool news = fresh || (final && !shownFinal) || samplesTaken() != shownSamples;
         const bool due = fresh || refresh_ || (final && !shownFinal) || (news && Clock::now() >= next);
         if (!ready || !due) {
             job.reset();  // not held while waiting, so that its film can be used again
@@ -386,7 +531,7 @@ void Renderer::Impl::displayLoop() {
             continue;
         }
         refresh_ = false;
-        const std::uint64_t samples = job->samplesTaken();
+        const std::uint64_t samples = samplesTaken();
         if (publish(lock, job)) {
             shown = job->id;
             shownFinal = final;
@@ -437,10 +582,13 @@ void Renderer::Impl::stop() {
     stateSignal_.wait(lock, [this] { return working_ == 0 || quit_; });
 }
 
-void Renderer::Impl::setRegion(bool on, Vec2<unsigned> start, Vec2<unsigned> size) {
+void Renderer::Impl::setRegion(bool on, Vec2<unsigned> start, Vec2<unsigned> size, unsigned feather) {
     {
         const std::lock_guard guard(lock_);
+        feather_ = feather;
+        refresh_ = true;
         if (regionOn_ == on && (!on || (regionStart_ == start && regionSize_ == size))) return;
+        regionBase_ = on ? images_ : std::vector<Image>();
         regionOn_ = on;
         regionStart_ = start;
         regionSize_ = size;
@@ -475,24 +623,20 @@ std::vector<Image> Renderer::Impl::latest() const {
 }
 
 std::vector<Image> Renderer::Impl::tonemap(const std::vector<RenderPassId>& passes, TonemapType type) {
-    std::shared_ptr<Job> job;
-    RenderScenePtr scene;
+    Showing showing;
     {
         const std::lock_guard guard(lock_);
-        job = job_;
-        scene = scene_;
+        showing = {job_, passJobs_, scene_};
     }
-    std::vector<Image> out;
-    if (!job || !scene) return out;
+    if (!showing.job || !showing.scene) return {};
     try {
-        out = developAll(*job, *scene, passes, type, {});
+        return developAll(showing, passes, type, {});
     } catch (const std::bad_alloc&) {
-        out.clear();
+        return {};
     }
-    return out;
 }
 
-Statistics Renderer::Impl::statistics() const {
+Statistics Renderer::Impl::statistics(RenderPassId pass) const {
     const SceneCompiler::Counters counters = compiler_.counters();
     Statistics s;
     s.geometryBytes = counters.geometryBytes;
@@ -508,12 +652,17 @@ Statistics Renderer::Impl::statistics() const {
     s.buildSeconds = buildSeconds_;
     if (!job_) return s;
     s.filmBytes = job_->film().bytes();
-    s.samplesPerPixel = job_->samplesPerPixel();
-    s.maxSamplesPerPixel = static_cast<float>(job_->maxSamples());
-    s.finished = job_->finished();
+    for (const PassJob& p : passJobs_) s.filmBytes += p.job->film().bytes();
+    // What is no pass of its own comes with the picture.
+    const auto beside =
+        std::find_if(passJobs_.begin(), passJobs_.end(), [&](const PassJob& p) { return p.pass == pass; });
+    const Job& job = beside == passJobs_.end() ? *job_ : *beside->job;
+    s.samplesPerPixel = job.samplesPerPixel();
+    s.maxSamplesPerPixel = static_cast<float>(job.maxSamples());
+    s.finished = job.finished();
     s.progress = s.finished ? 1.0f : std::min(s.samplesPerPixel / s.maxSamplesPerPixel, 1.0f);
     const double seconds = sampledSeconds_ + (sampling_ ? secondsSince(samplingSince_) : 0.0);
-    if (seconds > 0.0) s.samplesPerSecond = static_cast<double>(job_->samplesTaken()) / seconds;
+    if (seconds > 0.0) s.samplesPerSecond = static_cast<double>(job.samplesTaken()) / seconds;
     return s;
 }
 
@@ -554,8 +703,8 @@ void Renderer::stop() {
 bool Renderer::paused() const {
     return impl_->paused();
 }
-void Renderer::setRegion(bool on, Vec2<unsigned> start, Vec2<unsigned> size, unsigned) {
-    impl_->setRegion(on, start, size);
+void Renderer::setRegion(bool on, Vec2<unsigned> start, Vec2<unsigned> size, unsigned featherWidth) {
+    impl_->setRegion(on, start, size, featherWidth);
 }
 void Renderer::setThreadCount(unsigned threads) {
     impl_->setThreadCount(threads);
@@ -572,8 +721,8 @@ std::vector<Image> Renderer::latest() const {
 std::vector<Image> Renderer::tonemap(const std::vector<RenderPassId>& passes, TonemapType type) {
     return impl_->tonemap(passes, type);
 }
-Statistics Renderer::statistics(RenderPassId) const {
-    return impl_->statistics();
+Statistics Renderer::statistics(RenderPassId pass) const {
+    return impl_->statistics(pass);
 }
 bool Renderer::failed() const {
     return impl_->failed();

@@ -130,6 +130,7 @@ struct RenderScene {
     std::shared_ptr<const Environment> visible;  ///< what camera rays that miss see instead, or null
     Camera camera;
     Kernel kernel;
+    InfoPasses infoPasses;
     Film film;
     Imager imager;
     PostProcessing post;

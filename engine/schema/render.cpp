@@ -82,7 +82,7 @@ Pins passes() {
         }
     }
     const Pins shared = {integer(P_PASS_INFO_MAX_SAMPLES, "Max. info samples", 128, 1, 1000000),
-                         boolean(P_DISTRIBUTED_TRACING, "Distributed ray tracing"),
+                         choice(P_DISTRIBUTED_TRACING, "Sampling mode", 0, 2),
                          number(P_Z_DEPTH_MAX, "Maximum Z-depth", 5, 0.001f, 1e6f),
                          number(P_MAX_SPEED, "Maximum speed", 1, 0.00001f, 10000),
                          number(P_UV_MAX, "UV max", 1, 0.00001f, 1000),
@@ -142,7 +142,7 @@ Rows renderRows() {
         {NT_KERNEL_INFO, "Info channel kernel", PT_KERNEL,
          join({sampling(128, 0.0001f),
                {integer(P_INFO_CHANNEL, "Type", 1, 0, 64), boolean(P_ALPHA_CHANNEL, "Alpha channel", true),
-                boolean(P_DISTRIBUTED_TRACING, "Distributed ray tracing"),
+                choice(P_DISTRIBUTED_TRACING, "Sampling mode", 0, 2),
                 boolean(P_HIGHLIGHT_BACKFACES, "Wireframe backface highlighting"),
                 boolean(P_BUMP, "Bump and normal mapping"), boolean(P_AO_ALPHA_SHADOWS, "AO alpha shadows"),
                 number(P_UV_MAX, "UV max", 1, 0.00001f, 1000), integer(P_UV_SET, "UV set", 1, 1, 3),

@@ -289,7 +289,7 @@ void addInfo(std::vector<SettingRow>& rows) {
     add("type", "TYPE", 3025, T::Int, 6, P_INFO_CHANNEL, "Info channel type", 0, 24, 1);
     add("maxsamples", "MAXS", 3024, T::Int, 128, P_MAX_SAMPLES, "Max. samples", 1, 1000000);
     add("achannel", "ACHN", 3026, T::Bool, 1, P_ALPHA_CHANNEL, "Alpha channel");
-    add("enraydist", "RAYD", 3031, T::Bool, 0, P_DISTRIBUTED_TRACING, "Distributed ray tracing");
+    add("enraydist", "RAYD", 3031, T::Int, 0, P_DISTRIBUTED_TRACING, "Sampling mode", 0, 2);
     add("wirebacklght", "WRBL", 3033, T::Bool, 0, P_HIGHLIGHT_BACKFACES, "Wireframe backface highlight");
     add("bumpnormal", "BMNR", 3032, T::Bool, 0, P_BUMP, "Bump and normal mapping");
     add("aoshdw", "AOSH", 3036, T::Bool, 0, 0, "AO alpha shadows");
@@ -318,7 +318,7 @@ void addPassSettings(std::vector<SettingRow>& rows) {
     add("", "RLMD", 3403, T::Int, 0, P_MODE, "Layer mode", 0, 3);
     add("invRndLyr", "INRL", 3402, T::Bool, 0, P_INVERT, "Invert render layer");
     for (std::size_t i = rows.size() - 4; i < rows.size(); ++i) rows[i].home = PinHome::Layer;
-    add("distr", "DSPT", 3351, T::Bool, 0, P_DISTRIBUTED_TRACING, "Distributed ray tracing");
+    add("distr", "DSPT", 3351, T::Int, 0, P_DISTRIBUTED_TRACING, "Sampling mode", 0, 2);
     add("sAfterBty", "STAF", 3360, T::Bool, 1, 0, "Start after beauty");
     add("pInfoMaxSmpl", "MAXS", 3356, T::Int, 128, P_PASS_INFO_MAX_SAMPLES, "Max. info samples", 1, 1000000);
     add("rpZmax", "ZMAX", 3352, T::Float, 5, P_Z_DEPTH_MAX, "Z-depth max", 0.001, 1000000);

@@ -241,7 +241,7 @@ TEST(Film, CoarseStageFillsWholeBlocks) {
                 sums.pixels[static_cast<std::size_t>(y) * r.width + x] = {splat(static_cast<float>(r.x + x)), 1.0f, 1};
             }
         }
-        film.addCoarse(t, sums);
+        film.addCoarse(t, sums, film.block());
     }
     const Image image = developed(film, settings, TONEMAP_HDR_LINEAR);
     for (std::uint32_t i = 0; i < 45 * 37; ++i) {
