@@ -6,8 +6,26 @@
 
 namespace Lumora::engine {
 
-/// The environment on a pin of the render target. Null when nothing is connected: the scene is then black around.
-std::shared_ptr<const Environment> compileEnvironment(const NodeTable& nodes, ItemUid node, ImageStore& images,
-                                                      const LogFunction& log);
+/// Compiles the environments of one pin of the render target, time after time. What an edit leaves alone is kept: the
+/// lists of a texture outlive a change of power, and so does a sky. Build thread only.
+class EnvironmentCompiler {
+public:
+    /// Null when there is no environment: the scene is then black around.
+    std::shared_ptr<const Environment> compile(const NodeTable& nodes, ItemUid node, ImageStore& images,
+                                               const LogFunction& log);
+
+private:
+    /// What a source was made from. Records are replaced, never changed, so the same ones mean the same textures.
+    struct Key {
+        std::vector<NodeRecordPtr> records;
+        std::vector<ImageTexturePtr> images;
+        Float3 value;  ///< of the texture pin itself
+        bool hasSky = false;
+        SkyParameters sky;
+        friend bool operator==(const Key&, const Key&) = default;
+    };
+    Key key_;
+    std::shared_ptr<const EnvironmentSource> source_;
+};
 
 }  // namespace Lumora::engine

@@ -5,7 +5,6 @@
 #include <chrono>
 #include <stdexcept>
 
-#include "engine/compile/environment_compiler.h"
 #include "engine/compile/light_compiler.h"
 #include "engine/compile/settings.h"
 
@@ -70,11 +69,12 @@ void SceneCompiler::markStale(const SceneDelta& delta) {
     }
 }
 
-std::shared_ptr<const Environment> SceneCompiler::environment(Dependency& dependency, ItemUid node,
+std::shared_ptr<const Environment> SceneCompiler::environment(EnvironmentCompiler& compiler, Dependency& dependency,
+                                                              ItemUid node,
                                                               const std::shared_ptr<const Environment>& old) {
     if (!dependency.stale && dependency.root == node) return old;
     Reading reading(nodes_, dependency, node);
-    auto made = node ? compileEnvironment(nodes_, node, images_, log_) : nullptr;
+    auto made = node ? compiler.compile(nodes_, node, images_, log_) : nullptr;
     reading.finish();
     return made;
 }
@@ -116,8 +116,10 @@ RenderScenePtr SceneCompiler::build() {
     scene->lights = lightsStay
                         ? old->lights
                         : compileLights(*scene->geometry, *scene->shading, oldGeometry, old ? old->lights : nullptr);
-    scene->environment = environment(environmentNodes_, target->input(P_ENVIRONMENT), old ? old->environment : nullptr);
-    scene->visible = environment(visibleNodes_, target->input(P_VISIBLE_ENVIRONMENT), old ? old->visible : nullptr);
+    scene->environment = environment(lightingEnvironment_, environmentNodes_, target->input(P_ENVIRONMENT),
+                                     old ? old->environment : nullptr);
+    scene->visible = environment(visibleEnvironment_, visibleNodes_, target->input(P_VISIBLE_ENVIRONMENT),
+                                 old ? old->visible : nullptr);
     scene->kernel.rayEpsilon = usableEpsilon(scene->kernel.rayEpsilon, scene->geometry->radius);
     return scene;
 }

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <mutex>
 
+#include "engine/compile/environment_compiler.h"
 #include "engine/compile/geometry_compiler.h"
 #include "engine/compile/imager_settings.h"
 #include "engine/compile/shading_compiler.h"
@@ -44,7 +45,7 @@ private:
     class Reading;
 
     void markStale(const SceneDelta& delta);
-    std::shared_ptr<const Environment> environment(Dependency& dependency, ItemUid node,
+    std::shared_ptr<const Environment> environment(EnvironmentCompiler& compiler, Dependency& dependency, ItemUid node,
                                                    const std::shared_ptr<const Environment>& old);
     RenderScenePtr build();
 
@@ -54,6 +55,7 @@ private:
     NodeTable nodes_;
     ImageStore images_;
     std::unique_ptr<GeometryCompiler> geometry_;
+    EnvironmentCompiler lightingEnvironment_, visibleEnvironment_;
     Dependency geometryNodes_{ScenePart::Geometry}, shadingNodes_{ScenePart::Shading},
         environmentNodes_{ScenePart::Environment}, visibleNodes_{ScenePart::VisibleEnvironment};
     std::array<Dependency*, 4> parts_{&geometryNodes_, &shadingNodes_, &environmentNodes_, &visibleNodes_};

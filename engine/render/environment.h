@@ -4,33 +4,45 @@
 #include <memory>
 
 #include "engine/render/distribution.h"
+#include "engine/render/sky.h"
 #include "engine/render/texture.h"
 
 namespace Lumora::engine {
 
-struct Environment {
-    enum class Kind : std::uint8_t { None, Texture, Daylight };
-    Kind kind = Kind::None;
+/// All of an environment that its power and switches leave alone.
+struct EnvironmentSource {
     TextureTable textures;
     TextureId texture = kNoTexture;
+    std::shared_ptr<const Sky> sky;  ///< null: the texture alone
+    Distribution2D distribution;     ///< over the equirectangular map, by luminance; empty: the same all around
+    float meanLuminance = 0.0f;      ///< over all directions, without the sun's disc
+
+    /// Without the sun's disc.
+    Float3 radiance(Float3 direction) const;
+    /// Fills in distribution and mean.
+    void measure();
+};
+
+struct Environment {
+    std::shared_ptr<const EnvironmentSource> source;
     float power = 1.0f;
-    bool constant = true;
+    bool sampled = true;                                                        ///< light samples are drawn from it
     bool showBackplate = true, showReflections = true, showRefractions = true;  ///< of a visible environment
-    Distribution2D distribution;  ///< over the equirectangular map; empty: not sampled
 
-    // Daylight: a sun disc over a sky that pales towards the horizon.
-    Float3 sunDirection{0, 1, 0}, sunRadiance, zenith, horizon, ground;
-    float sunCosine = 1.0f;  ///< of the disc's angular radius
+    Float3 sunDirection{0, 1, 0}, sunRadiance;  ///< of the sun's disc; black: there is none
+    float sunCosine = 1.0f;                     ///< of the disc's angular radius
 
-    Float3 radiance(Float3 direction) const;  ///< without the sun's disc
-    Float3 sunDisc(Float3 direction) const;
+    Float3 radiance(Float3 direction) const { return source->radiance(direction) * power; }
+    Float3 sunDisc(Float3 direction) const {
+        return dot(direction, sunDirection) >= sunCosine ? sunRadiance : Float3{};
+    }
+    float sunIrradiance() const { return luminance(sunRadiance) * 2.0f * kPi * (1.0f - sunCosine); }
+    float meanLuminance() const { return source->meanLuminance * power; }
+    /// Whether sample() has anything to give.
+    bool canSample() const { return sampled && !source->distribution.empty() && meanLuminance() > 0.0f; }
     /// Direction, its radiance and density by solid angle.
     Float3 sample(Float2 u, Float3& direction, float& pdf) const;
     float pdf(Float3 direction) const;
-    /// Means over all directions, without the sun's disc.
-    float meanLuminance() const { return meanLuminance_ * power; }
-    float sunIrradiance() const { return luminance(sunRadiance) * 2.0f * kPi * (1.0f - sunCosine); }
-    float meanLuminance_ = 0.0f;
 };
 
 /// Equirectangular map: the middle of the map looks along -z, u grows to the right, v upwards.

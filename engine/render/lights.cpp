@@ -263,7 +263,7 @@ LightChoice::LightChoice(const RenderScene& scene)
     : mask(scene.kernel.lightMask), invertedMask(scene.kernel.lightMaskInverted) {
     emitters = scene.lights->any();
     if (const Environment* e = scene.environment.get()) {
-        environment = !e->distribution.empty() && e->meanLuminance() > 0.0f;
+        environment = e->canSample();
         sun = !isBlack(e->sunRadiance) && e->sunCosine < 1.0f;
     }
 }
