@@ -133,7 +133,6 @@ void GeometryCompiler::meshLeaf(Walk& walk, const NodeRecordPtr& node, Leaves& o
     }
     Leaf leaf;
     leaf.mesh = cached.index;
-    leaf.id = node->attributeValue<int>(A_MESH_OBJECT_ID, -1);
     out.push_back(leaf);
 }
 

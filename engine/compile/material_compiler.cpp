@@ -53,9 +53,9 @@ void forEachTexture(const Material& m, F f) {
 
 }  // namespace
 
-MaterialCompiler::MaterialCompiler(const NodeTable& nodes, ImageStore& images, int clayMode, Shading& out,
-                                   const LogFunction& log)
-    : nodes_(nodes), textures_(nodes, images, out.textures, log), clay_(clayMode), out_(out), log_(log) {
+MaterialCompiler::MaterialCompiler(const NodeTable& nodes, ImageStore& images, TextureMemory& textures, int clayMode,
+                                   Shading& out, const LogFunction& log)
+    : nodes_(nodes), textures_(nodes, images, out.textures, log, &textures), clay_(clayMode), out_(out), log_(log) {
     Material fallback;
     fallback.albedo.value = kDefaultAlbedo;
     out_.materials.push_back(fallback);

@@ -10,11 +10,14 @@ class MaterialCompiler {
 public:
     /// Puts materials and their textures into `out`, which gets the default material first. Clay: 1 makes all materials
     /// grey, 2 keeps colours only.
-    MaterialCompiler(const NodeTable& nodes, ImageStore& images, int clayMode, Shading& out, const LogFunction& log);
+    MaterialCompiler(const NodeTable& nodes, ImageStore& images, TextureMemory& textures, int clayMode, Shading& out,
+                     const LogFunction& log);
 
     /// The material of a node; made once. 0, the default one, where there is none.
     MaterialId compile(ItemUid uid);
     std::vector<ToonLight> toonLights(const Geometry& geometry);
+    /// Call once, when all is compiled: the textures are remembered for the next build.
+    void finish() { textures_.finish(); }
 
 private:
     Material describe(const NodeRecord& node);

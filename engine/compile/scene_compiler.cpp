@@ -106,7 +106,7 @@ RenderScenePtr SceneCompiler::build() {
     }
     if (shadingNodes_.stale || !old || !sameSlots(*oldGeometry, *scene->geometry)) {
         Reading reading(nodes_, shadingNodes_, 0);
-        scene->shading = compileShading(nodes_, *scene->geometry, images_, clayMode_, log_);
+        scene->shading = compileShading(nodes_, *scene->geometry, images_, textures_, clayMode_, log_);
         reading.finish();
     } else {
         scene->shading = old->shading;
@@ -136,6 +136,7 @@ BuildResult SceneCompiler::apply(const SceneDelta& delta) {
     // What was built for a scene that never came to be must not pass for part of the old one.
     const auto forget = [this] {
         for (Dependency* part : parts_) part->stale = true;
+        textures_.clear();
     };
     BuildResult result;
     try {
@@ -161,6 +162,7 @@ BuildResult SceneCompiler::apply(const SceneDelta& delta) {
     c.imageBytes = images_.bytes();
     c.textures = images_.count();
     c.nodeCount = nodes_.size();
+    c.texturesDescribed = textures_.described();
     c.meshesBuilt = geometry_->meshesBuilt();
     c.instancesBuilt = geometry_->instancesBuilt();
     if (scene_) {

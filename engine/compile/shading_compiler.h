@@ -7,8 +7,8 @@
 namespace Lumora::engine {
 
 /// Materials of every slot of the geometry, with their textures. Clay: 1 makes all materials grey, 2 keeps colours
-/// only.
+/// only. `textures` holds those of the build before.
 std::shared_ptr<const Shading> compileShading(const NodeTable& nodes, const Geometry& geometry, ImageStore& images,
-                                              int clayMode, const LogFunction& log);
+                                              TextureMemory& textures, int clayMode, const LogFunction& log);
 
 }  // namespace Lumora::engine

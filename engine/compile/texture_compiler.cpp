@@ -43,17 +43,19 @@ std::uint32_t take(std::vector<std::uint32_t>& free, std::size_t size) {
 
 }  // namespace
 
+void TextureMemory::clear() {
+    TextureMemory empty;
+    empty.build_ = build_;
+    empty.described_ = described_;
+    *this = std::move(empty);
+}
+
 TextureCompiler::TextureCompiler(const NodeTable& nodes, ImageStore& images, TextureTable& table,
                                  const LogFunction& log, TextureMemory* memory)
     : nodes_(nodes), images_(images), table_(table), log_(log), memory_(memory ? *memory : own_) {
     // A build that was broken off has left places that its table took along.
     const std::size_t loose = memory_.constants_.size() + memory_.products_.size();
-    if (!memory_.finished_ || loose > kMaxLoose + 4 * memory_.entries_.size()) {
-        const auto build = memory_.build_, described = memory_.described_;
-        memory_ = {};
-        memory_.build_ = build;
-        memory_.described_ = described;
-    }
+    if (!memory_.finished_ || loose > kMaxLoose + 4 * memory_.entries_.size()) memory_.clear();
     fresh_ = memory_.entries_.empty();
     memory_.finished_ = false;
     ++memory_.build_;

@@ -22,6 +22,8 @@ public:
     std::uint64_t described() const { return described_; }
     /// Nodes that are known now.
     std::size_t size() const { return entries_.size(); }
+    /// Lets everything go; the next build compiles all anew.
+    void clear();
 
 private:
     friend class TextureCompiler;

@@ -70,7 +70,7 @@ struct Instance {
     std::uint32_t firstLayer = kNone;  ///< index into Geometry::layers; kNone: every polygon takes the default layer
     std::uint32_t layerCount = 0;
     std::int32_t id =
-        -1;  ///< of the outermost scatter that numbers its instances, else the mesh's own; -1: none has one
+        -1;  ///< of the outermost scatter that numbers its instances; -1: none does
 };
 
 /// An infinite plane through `origin`. Texture coordinates are metres along the two tangents.

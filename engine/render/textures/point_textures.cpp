@@ -58,8 +58,10 @@ std::uint32_t instanceIdAt(const TextureContext& at) {
     if (!at.scene || (at.instance & Hit::kPlane)) return 0;
     const auto& instances = at.scene->geometry->instances;
     if (at.instance >= instances.size()) return 0;
-    const std::int32_t id = instances[at.instance].id;
-    return id >= 0 ? static_cast<std::uint32_t>(id) : at.instance;
+    const Instance& instance = instances[at.instance];
+    if (instance.id >= 0) return static_cast<std::uint32_t>(instance.id);
+    const std::int32_t object = at.scene->geometry->meshObjectId[instance.mesh];
+    return object >= 0 ? static_cast<std::uint32_t>(object) : at.instance;
 }
 
 Float3 randomColorAt(std::uint32_t seed, const TextureContext& at) {

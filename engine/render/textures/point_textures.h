@@ -8,7 +8,8 @@ namespace Lumora::engine {
 /// 1 where the surface lies open, less in corners: p of the node holds strength, details, radius and tolerance.
 float dirtAt(const TextureNode& node, const TextureContext& at);
 
-/// Number that the scene gives the instance at a point, its place among all where it gives none; 0 outside a scene.
+/// Number that the scene gives the instance at a point, else that of its mesh, else its place among all; 0 outside a
+/// scene.
 std::uint32_t instanceIdAt(const TextureContext& at);
 /// A random colour for each instance and object.
 Float3 randomColorAt(std::uint32_t seed, const TextureContext& at);
