@@ -98,10 +98,10 @@ std::uint32_t lightSet(const NodeTable& nodes, const NodeRecord& kernel, PinId p
 }
 
 void readLightSets(const NodeTable& nodes, const NodeRecord& node, Kernel& k) {
-    constexpr int kTakeOut = 1;
+    constexpr int kTakeIn = 1;  // else the lights of the set are left out
     if (nodes.input(node, P_LIGHT_IDS)) {
         const std::uint32_t set = lightSet(nodes, node, P_LIGHT_IDS);
-        k.lightMask = nodes.integer(node, P_LIGHT_IDS_ACTION, 0) == kTakeOut ? kAllLights & ~set : set;
+        k.lightMask = nodes.integer(node, P_LIGHT_IDS_ACTION, kTakeIn) == kTakeIn ? set : kAllLights & ~set;
     }
     k.lightMaskInverted = lightSet(nodes, node, P_LIGHT_IDS_INVERTED);
 }

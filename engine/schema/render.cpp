@@ -32,7 +32,7 @@ Pins light() {
             boolean(P_IRRADIANCE_MODE, "Irradiance mode"),
             boolean(P_AI_LIGHT, "AI light"),
             boolean(P_AI_LIGHT_UPDATE, "AI light update", true),
-            integer(P_LIGHT_IDS_ACTION, "Light IDs action", 0, 0, 1),
+            integer(P_LIGHT_IDS_ACTION, "Light IDs action", 1, 0, 1),
             link(P_LIGHT_IDS, "Light IDs", PT_BIT_MASK),
             link(P_LIGHT_IDS_INVERTED, "Light linking invert", PT_BIT_MASK),
             number3(P_SHADOW_AMBIENT, "Shadow ambient", {0.5f, 0.5f, 0.5f}, 0, 1)};

@@ -2,6 +2,7 @@
 #include "plugin/core/send.h"
 
 #include <chrono>
+#include <cmath>
 #include <random>
 #include <thread>
 
@@ -59,6 +60,21 @@ TEST_F(SendTest, LitCubeBecomesOneMeshThatIsSampledToItsTarget) {
     EXPECT_EQ(statistics.samplesPerPixel(Lumora::RP_BEAUTY), 4.0f);
     EXPECT_EQ(statistics.filmSize.x, 64u);
     EXPECT_EQ(statistics.filmSize.y, 48u);
+
+    const Lumora::RenderPassId beauty = Lumora::RP_BEAUTY;
+    Lumora::ApiArray<Lumora::ApiRenderImage> images;
+    ASSERT_TRUE(Engine::synchronousTonemap(&beauty, 1, Lumora::TONEMAP_HDR_LINEAR, images));
+    ASSERT_EQ(images.size, 1u);
+    const auto* pixels = static_cast<const float*>(images[0].buffer);
+    double sum = 0;
+    int lit = 0;
+    for (std::size_t i = 0; i < 64u * 48u; ++i) {
+        sum += pixels[4 * i + 1];
+        lit += pixels[4 * i + 1] > 0.01f && pixels[4 * i + 1] < 2.0f;
+    }
+    Engine::freeRenderImages(images);
+    EXPECT_GT(lit, 500) << "the lamp lights the cube under the settings of a fresh document";
+    EXPECT_TRUE(std::isfinite(sum));
 }
 
 TEST_F(SendTest, MovableObjectsAreSentOneByOneUnlessAllSlotsAreAsked) {
