@@ -6,6 +6,7 @@
 
 #include "engine/graph/item.h"
 #include "engine/graph/journal.h"
+#include "engine/graph/large_pages.h"
 #include "engine/graph/log.h"
 #include "engine/graph/value.h"
 
@@ -112,6 +113,7 @@ SharedArray<T> copyArray(const T* values, std::size_t count) {
     auto copy = std::make_shared<std::vector<T>>();
     // Room for a 16-byte load of the last element.
     copy->reserve(count + (16 + sizeof(T) - 1) / sizeof(T));
+    adviseLargePages(copy->data(), copy->capacity() * sizeof(T));
     copy->assign(values, values + count);
     return copy;
 }

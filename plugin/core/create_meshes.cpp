@@ -1,12 +1,16 @@
 // The send's geometry: the main group, a mesh for each slot, lights and instances.
+#include <algorithm>
+
 #include "engine/api/lumora_api.h"
 #include "plugin/core/globals.h"
 #include "plugin/core/log.h"
 #include "plugin/core/object_check.h"
 #include "plugin/core/object_link.h"
+#include "plugin/core/prefs.h"
 #include "plugin/core/send.h"
 #include "plugin/core/session.h"
 #include "plugin/core/singletons.h"
+#include "plugin/geometry/engine_matrix.h"
 #include "plugin/geometry/instance_manager.h"
 #include "plugin/geometry/mesh_collector.h"
 #include "plugin/geometry/movable_objects.h"
@@ -19,7 +23,7 @@ namespace lumora {
 namespace {
 
 constexpr int kMainGroupPins = 8;
-constexpr unsigned kLightPin = 0;
+constexpr unsigned kLightPin = 0, kInstancePin = 5;
 
 String slotText(std::size_t slot, unsigned pin, std::size_t count) {
     return "[" + String::IntToString(static_cast<Int64>(slot)) + "] geoSlot:" + String::IntToString(pin) +
@@ -44,6 +48,29 @@ ApiNode* makeLayerMap(ApiNode* mesh, const std::vector<SceneObjectInfo>& objects
     return map;
 }
 
+/// The slot's floors, each an infinite plane under a scatter, beside what else the slot holds.
+ApiNode* addFloors(const std::vector<SceneObjectInfo>& objects, std::size_t slot, ApiNode* geometry) {
+    const auto isFloor = [](const SceneObjectInfo& info) { return info.object && info.object->GetType() == Ofloor; };
+    const auto count = std::count_if(objects.begin(), objects.end(), isFloor);
+    if (count == 0) return geometry;
+    Lumora::ApiNodeGraph& graph = Lumora::ApiProjectManager::rootNodeGraph();
+    const String name = "Group_" + String::IntToString(static_cast<Int64>(slot));
+    ApiNode* group = createNode(Lumora::NT_GEO_GROUP, graph, name.c_str());
+    setAttrIfChanged(group, Lumora::A_GROUP_PIN_COUNT, static_cast<int>(count) + (geometry ? 1 : 0));
+    unsigned pin = 0;
+    if (geometry) connectIxIfChanged(group, pin++, geometry);
+    for (const SceneObjectInfo& info : objects) {
+        if (!isFloor(info)) continue;
+        ApiNode* scatter = createNode(Lumora::NT_GEO_SCATTER, graph, info.object->GetName().c_str());
+        const EngineMatrix matrix = toEngineMatrix(info.globalMatrix, globals().unitScale);
+        setArrayIfChanged(scatter, Lumora::A_TRANSFORM, &matrix, 1);
+        ApiNode* layer = nullptr;
+        connectThroughLayer(scatter, layer, floorPlane(*singletons().matMngr, info), info, true);
+        connectIxIfChanged(group, pin++, scatter);
+    }
+    return group;
+}
+
 /// False when the send was broken off.
 bool sendSlot(lumoraLive& session, ApiNode* mainGroup, std::size_t slot, unsigned pin) {
     const std::vector<SceneObjectInfo>& objects = session.collections.meshSlots[slot];
@@ -53,13 +80,16 @@ bool sendSlot(lumoraLive& session, ApiNode* mainGroup, std::size_t slot, unsigne
     ApiNode* mesh = builder.exportSingleMesh(objects, globals().unitScale, true);
     if (sendBroken()) return false;
     if (!mesh) {
-        connectEmptySlot(mainGroup, slot, pin, objects.size());
+        if (ApiNode* floors = addFloors(objects, slot, nullptr))
+            connectIxIfChanged(mainGroup, pin, floors);
+        else
+            connectEmptySlot(mainGroup, slot, pin, objects.size());
         return true;
     }
     builder.finishSingleMesh();
     debugLine("  >> MESHNO:" + slotText(slot, pin, objects.size()) + mesh->name());
     ApiNode* layerMap = session.collections.slotNeedsLayerMap[slot] ? makeLayerMap(mesh, objects) : nullptr;
-    connectIxIfChanged(mainGroup, pin, layerMap ? layerMap : mesh);
+    connectIxIfChanged(mainGroup, pin, addFloors(objects, slot, layerMap ? layerMap : mesh));
 
     ObjectLink& link = singletons().objectLinks->add(0, nullptr, nullptr, Matrix(), 0);
     link.name = mesh->name();
@@ -93,6 +123,17 @@ void sendMovableObjects(lumoraLive& session, ObjectCheck& check) {
 
 }  // namespace
 
+InstanceOptions instanceOptions(const lumoraLive& session) {
+    const Singletons& all = singletons();
+    InstanceOptions options;
+    options.scale = globals().unitScale;
+    options.finalRender = session.finalRender;
+    options.reuseMeshes = !all.prefs || all.prefs->getBool(PREF_SHARED_MESH);
+    options.colourTotal = all.objectCheck ? all.objectCheck->colourTotal : 0;
+    options.meshLinks = all.objectLinks.get();
+    return options;
+}
+
 void createMeshes(lumoraLive& session, bool allSlots) {
     SceneCollections& found = session.collections;
     ApiNode* mainGroup = createNode(Lumora::NT_GEO_GROUP, Lumora::ApiProjectManager::rootNodeGraph(), "Main Group");
@@ -123,11 +164,14 @@ void createMeshes(lumoraLive& session, bool allSlots) {
         sendMovableObjects(session, *singletons().objectCheck);
     if (sendBroken()) return;
 
-    globals().instancePin = 5;
+    globals().instancePin = kInstancePin;
     globals().particlePin = 6;
     globals().hairPin = 7;
     if (!found.instances.empty())
-        singletons().instances->buildInstances(session.sendDoc, mainGroup, 5, found.instances, globals().unitScale);
+        singletons().instances->buildInstances(session.sendDoc, mainGroup, kInstancePin, found.instances,
+                                               instanceOptions(session), true);
+    // The records of many instances are large, and each check makes its own.
+    std::vector<SceneObjectInfo>().swap(found.instances);
     debugLine("TOTAL OBJ:" + String::IntToString(static_cast<Int64>(found.meshSlots[0].size())) +
               " CONVERTED OBJ:" + String::IntToString(singletons().meshBuilder->objectCount));
     session.collectItems("export to single mesh");

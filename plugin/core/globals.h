@@ -19,6 +19,7 @@ struct Globals {
     std::atomic<bool> breakSend{false};     ///< stop the running send at its next test
     std::atomic<bool> converting{false};    ///< the conversion of host materials runs
     std::atomic<bool> inDrag{false};
+    std::atomic<bool> allMovable{false};     ///< in live renders static objects are sent one by one too
     std::atomic<bool> hostEvent{false};      ///< the document changed since the last check
     std::atomic<bool> newImage{false};       ///< the engine has a newer picture
     std::atomic<bool> redraw{false};         ///< a picture waits to be laid over a view

@@ -64,6 +64,7 @@ struct ObjectLink {
     ApiNode* transformNode = nullptr;  ///< the scatter that places the mesh
     ApiNode* layerNode = nullptr;      ///< the object layer map
     Int32 triangleCount = 0;
+    Int32 sharedMesh = -1;                       ///< instances: which of the meshes that bases share it shows; -1: none
     Int32 count = 0;                             ///< static meshes: objects in the mesh
     Int32 materialCount = 0;                     ///< static meshes: material pins
     Vector signature;                            ///< of the mesh, see meshSignature

@@ -54,11 +54,10 @@ private:
     /// `record` holds what the parent said. `generator`: the object whose cache this one is the top of, or null.
     void collectObject(SceneObjectInfo record, BaseObject* object, const SceneObjectInfo* generator, Int32 index) {
         ++result_.objects;
-        readPlace(record, object, generator);
+        readObjectPlace(record, object, generator);
         readObjectTags(document_, object, record, options_.tags);
-        readTagSums(record, object);
-        if (const LayerObject* layer = object->GetLayerObject())
-            if (!layer->GetDataInstance()->GetBool(ID_LAYER_RENDER, true)) record.renderVisible = false;
+        readObjectTagSums(record, object);
+        if (!layerRenders(object)) record.renderVisible = false;
         if (object->GetBit(BIT_CONTROL_OBJECT)) record.isControlObject = true;
         if (options_.instancePaths) record.instancePath += String::IntToString(index) + ".";
         if (movesInPieces(object->GetType())) record.singleTransform = false;
@@ -70,8 +69,7 @@ private:
 
         Int32 child = 0;
         BaseObject* evaluated = object->GetDeformCache() ? object->GetDeformCache() : object->GetCache();
-        // A movable floor is a plane of the engine; the polygons of its cache serve the static mesh only.
-        if (object->GetType() == Ofloor && record.meshGroupSlot > 0) evaluated = nullptr;
+        if (object->GetType() == Ofloor) evaluated = nullptr;  // infinite, which the polygons of its cache are not
         if (evaluated) {
             SceneObjectInfo inCache = record;
             inCache.inHiddenGenerator = inCache.inHiddenGenerator || !record.renderVisible;
@@ -84,25 +82,6 @@ private:
         }
         for (BaseObject* down = object->GetDown(); down; down = down->GetNext())
             collectObject(record, down, nullptr, child++);
-    }
-
-    void readPlace(SceneObjectInfo& record, BaseObject* object, const SceneObjectInfo* generator) {
-        record.object = object;
-        record.parentObject = generator ? generator->object : nullptr;
-        record.globalMatrix = record.globalMatrix * object->GetMl();
-        record.guid = object->GetGUID() + (generator ? generator->object->GetGUID() : 0);
-        record.uniqueIp = object->GetUniqueIP() + (generator ? generator->uniqueIp : 0);
-        record.dirty.data = 2 * object->GetDirty(DIRTYFLAGS_DATA) + object->GetDirty(DIRTYFLAGS_CACHE) +
-                            object->GetHDirty(HDIRTYFLAGS_TAG) + (generator ? generator->dirty.data : 0);
-        record.dirty.matrix = object->GetDirty(DIRTYFLAGS_MATRIX);
-    }
-
-    /// After the tags were read: what hangs on them.
-    static void readTagSums(SceneObjectInfo& record, const BaseObject* object) {
-        record.dirty.tags = object->GetDirty(DIRTYFLAGS_DESCENDANTS) + record.tagDirtySum;
-        record.dirty.hierarchy = object->GetDirty(DIRTYFLAGS_CACHE);
-        if (record.mainTextureTag) record.dirty.hierarchy += record.mainTextureTag->GetDirty(DIRTYFLAGS_ALL);
-        record.dirty.poly = record.materialDirtySum;
     }
 
     void routeSplinesAndHair(const SceneObjectInfo& record, BaseObject* object) {
@@ -125,9 +104,15 @@ private:
         const BaseContainer* data = object->GetDataInstance();
         switch (object->GetType()) {
             case Opolygon:
-            case Ofloor:
                 collections_.meshSlots[static_cast<std::size_t>(record.meshGroupSlot)].push_back(record);
                 break;
+            case Ofloor: {
+                // A plane has no place in a mesh of polygons: it is always sent by itself.
+                const Int32 slot = std::max(record.meshGroupSlot, 1);
+                collections_.meshSlots[static_cast<std::size_t>(slot)].push_back(record);
+                collections_.meshSlots[static_cast<std::size_t>(slot)].back().meshGroupSlot = slot;
+                break;
+            }
             case Oinstance:
                 if (data->GetBool(kEnabled, true)) collections_.instances.push_back(record);
                 break;
@@ -172,6 +157,29 @@ private:
 };
 
 }  // namespace
+
+void readObjectPlace(SceneObjectInfo& record, BaseObject* object, const SceneObjectInfo* generator) {
+    record.object = object;
+    record.parentObject = generator ? generator->object : nullptr;
+    record.globalMatrix = record.globalMatrix * object->GetMl();
+    record.guid = object->GetGUID() + (generator ? generator->object->GetGUID() : 0);
+    record.uniqueIp = object->GetUniqueIP() + (generator ? generator->uniqueIp : 0);
+    record.dirty.data = 2 * object->GetDirty(DIRTYFLAGS_DATA) + object->GetDirty(DIRTYFLAGS_CACHE) +
+                        object->GetHDirty(HDIRTYFLAGS_TAG) + (generator ? generator->dirty.data : 0);
+    record.dirty.matrix = object->GetDirty(DIRTYFLAGS_MATRIX);
+}
+
+void readObjectTagSums(SceneObjectInfo& record, const BaseObject* object) {
+    record.dirty.tags = object->GetDirty(DIRTYFLAGS_DESCENDANTS) + record.tagDirtySum;
+    record.dirty.hierarchy = object->GetDirty(DIRTYFLAGS_CACHE);
+    if (record.mainTextureTag) record.dirty.hierarchy += record.mainTextureTag->GetDirty(DIRTYFLAGS_ALL);
+    record.dirty.poly = record.materialDirtySum;
+}
+
+bool layerRenders(const BaseObject* object) {
+    const LayerObject* layer = object->GetLayerObject();
+    return !layer || layer->GetDataInstance()->GetBool(ID_LAYER_RENDER, true);
+}
 
 CollectResult collectScene(BaseDocument* document, SceneCollections& collections, const CollectOptions& options) {
     collections.clear();

@@ -23,6 +23,14 @@ struct CollectResult {
     BaseObject* foreground = nullptr;
 };
 
+/// First step of a walk at an object: place, identity and change counters, into a record that holds what the parent
+/// said. `generator`: the record of the object in whose cache this one is the top, or null. The tags come after it.
+void readObjectPlace(SceneObjectInfo& record, BaseObject* object, const SceneObjectInfo* generator);
+/// The step after readObjectTags: sums over what the tags hang on.
+void readObjectTagSums(SceneObjectInfo& record, const BaseObject* object);
+/// Whether the host's layer of the object is rendered; without a layer it is.
+bool layerRenders(const BaseObject* object);
+
 /// Walks all top-level objects of the document, in order, and fills `collections`, which it empties first.
 CollectResult collectScene(BaseDocument* document, SceneCollections& collections, const CollectOptions& options);
 

@@ -112,6 +112,7 @@ void collectObjects(lumoraLive& session) {
     CollectOptions options;
     options.instancePaths = session.motion.cameraMotion || session.motion.objectMotion || session.motionAnalysis;
     options.tags.finalRender = session.finalRender;
+    options.tags.allMovable = globals().allMovable;
     const CollectResult found = collectScene(session.sendDoc, session.collections, options);
     if (found.background) session.background.link.SetLink(found.background);
     if (found.foreground) session.foreground.link.SetLink(found.foreground);

@@ -17,6 +17,7 @@
 
 namespace lumora {
 
+struct InstanceOptions;
 class lumoraLive;
 class RenderSettings;
 
@@ -32,6 +33,8 @@ bool sendAndStart(lumoraLive& session, BaseDocument* doc, BaseDocument* sendDoc,
 
 /// Geometry of what was collected, under a new "Main Group" on the render target.
 void createMeshes(lumoraLive& session, bool allSlots);
+/// How the session's instances are built, in a send and in its updates.
+InstanceOptions instanceOptions(const lumoraLive& session);
 /// Engine materials of all host materials of the sent document.
 void createMaterials(lumoraLive& session);
 

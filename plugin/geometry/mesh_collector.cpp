@@ -40,7 +40,7 @@ ApiNode* MeshCollector::exportSingleMesh(std::span<const SceneObjectInfo> object
     for (std::size_t i = 0; i < objects.size(); ++i) {
         if (sendBroken()) return nullptr;
         const SceneObjectInfo& info = objects[i];
-        if (!info.object || !info.renderVisible) continue;
+        if (!info.object || !info.renderVisible || info.object->GetType() == Ofloor) continue;
         MeshSource source;
         const MeshRefusal why = findMeshSource(info, &source);
         if (why != MeshRefusal::None) {

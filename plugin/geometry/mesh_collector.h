@@ -51,7 +51,7 @@ public:
 
     // --- Many objects, one mesh -------------------------------------------------------------------------------------
     /// The engine mesh, or null when there is nothing to send or the send was broken off. `scale`: metres per unit;
-    /// `applyTransform`: vertices go to world space.
+    /// `applyTransform`: vertices go to world space. Floors are left out: they are planes, see floorPlane().
     ApiNode* exportSingleMesh(std::span<const SceneObjectInfo> objects, float scale, bool applyTransform);
     /// Writes the attributes, connects the materials and releases the arrays.
     void finishSingleMesh();

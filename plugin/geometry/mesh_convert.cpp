@@ -10,7 +10,8 @@ namespace {
 
 // A chunk's scratch records stay within a core's own cache.
 constexpr Int32 kPolygonsPerChunk = 2048, kPointsPerChunk = 16384;
-constexpr Int32 kParallelFrom = 1 << 15;
+constexpr Int64 kParallelConversionFrom = 1 << 15;
+constexpr Int32 kParallelFrom = 1 << 18;
 
 /// Where a run of elements of one source goes.
 struct Chunk {
@@ -201,7 +202,8 @@ Int64 convertMeshes(std::span<const MeshSource> sources, const ConvertOptions& o
         if (options.colorTableSize > 0) writeColorTableUv(sources[s], options.colorTableSize, out);
     }
     const auto polygonChunks = static_cast<Int32>(polygons.size()), pointChunks = static_cast<Int32>(points.size());
-    const bool parallel = polygonChunks > 1 || pointChunks > 1;
+    // Below this all is done before a second thread has woken up, the more so beside a running render.
+    const bool parallel = polygonBase + vertexBase >= kParallelConversionFrom;
 
     std::vector<Int64> corners(polygons.size());
 #pragma omp parallel for schedule(static) if (parallel)

@@ -15,7 +15,7 @@ namespace {
 // Beyond this a coordinate does not fit the engine's 32-bit floats with room for arithmetic.
 constexpr Float kHuge = 3.4e37;
 // Below this many elements a second thread costs more than it brings.
-constexpr Int32 kParallelFrom = 1 << 15;
+constexpr Int32 kParallelFrom = 1 << 18;
 
 bool allFinite(const Vector* points, Int32 count) {
     bool finite = true;

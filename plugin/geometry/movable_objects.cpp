@@ -1,12 +1,13 @@
 #include "plugin/geometry/movable_objects.h"
 
 #include <string>
-#include <unordered_set>
 
 #include "plugin/core/globals.h"
 #include "plugin/core/log.h"
 #include "plugin/geometry/engine_matrix.h"
+#include "plugin/geometry/live_nodes.h"
 #include "plugin/geometry/object_layer.h"
+#include "plugin/geometry/object_mesh.h"
 #include "plugin/geometry/stacked_materials.h"
 
 namespace lumora {
@@ -18,35 +19,18 @@ constexpr unsigned kPlaneMaterialPin = 1;
 /// Squared distance of signatures below which a mesh counts as the same.
 constexpr Float kSameSignature = 1e-7;
 
-/// Items of the project's root graph: what of a removed link's nodes is still there. Made once for all links.
-std::unordered_set<const ApiItem*> rootItems() {
-    Lumora::ApiItemArray items;
-    ApiProjectManager::rootNodeGraph().getOwnedItems(items);
-    std::unordered_set<const ApiItem*> all;
-    all.reserve(items.size());
-    for (std::size_t i = 0; i < items.size(); ++i)
-        if (ApiItem* item = items.get(i)) all.insert(item->isNode() ? item->toNode() : item);
-    return all;
-}
-
 void destroyRemoved(ObjectCheck& state) {
     bool any = false;
     for (ObjectLinkTable& table : state.slotLinks) any = any || !table.removed().empty();
     if (!any) return;
-    const std::unordered_set<const ApiItem*> alive = rootItems();
+    LiveNodes alive;
     for (ObjectLinkTable& table : state.slotLinks) {
         for (ObjectLink& link : table.removed()) {
-            destroyStackedGraphs(alive.contains(link.meshNode) ? link.meshNode : nullptr);
-            for (ApiNode** node : {&link.transformNode, &link.layerNode, &link.meshNode})
-                if (*node && alive.contains(*node)) destroyItem(*node);
+            if (alive.has(link.meshNode)) destroyStackedGraphs(link.meshNode);
+            for (ApiNode** node : {&link.transformNode, &link.layerNode, &link.meshNode}) alive.destroy(*node);
         }
         table.clearRemoved();
     }
-}
-
-Float squaredDistance(const Vector& a, const Vector& b) {
-    const Vector d = a - b;
-    return d.x * d.x + d.y * d.y + d.z * d.z;
 }
 
 /// One update: what its steps share.
@@ -97,7 +81,7 @@ private:
     bool geometry(ObjectLink& link, const SceneObjectInfo& info) {
         if (link.meshDirty && link.meshNode && link.triangleCount > 0 && !options_.finalRender) {
             const Vector signature = meshSignature(info);
-            if (!link.forceGeometry && squaredDistance(signature, link.signature) <= kSameSignature)
+            if (!link.forceGeometry && signatureDistance(signature, link.signature) <= kSameSignature)
                 link.meshDirty = false;
             link.signature = signature;
         }
@@ -115,41 +99,21 @@ private:
     }
 
     void plane(ObjectLink& link, const SceneObjectInfo& info) {
-        if (!link.meshNode)
-            link.meshNode = createNode(NT_GEO_PLANE, ApiProjectManager::rootNodeGraph(), link.name.c_str());
-        if (!link.meshNode) return;
-        const MatLink* material = info.mainMaterial ? materials_.findLinkByMaterial(info.mainMaterial) : nullptr;
-        connectIxIfChanged(link.meshNode, kPlaneMaterialPin,
-                           material ? material->meshNode() : materials_.defaultMaterial());
+        link.meshNode = floorPlane(materials_, info, link.meshNode);
         link.triangleCount = 0;
-        ++result.meshesBuilt;
+        if (link.meshNode) ++result.meshesBuilt;
     }
 
     void mesh(ObjectLink& link, const SceneObjectInfo& info) {
-        destroyStackedGraphs(link.meshNode);
-        collector_.init();
-        const bool deformation = options_.motion && options_.deformation && info.motionType == MOTION_DEFORMATION;
-        if (deformation) collector_.setTimeSampling(options_.motion->vertexTimes(), options_.motion);
-        collector_.mesh = link.meshNode;
-        link.meshNode = collector_.collectObjectMesh(info, options_.scale, false, deformation);
-        if (link.meshNode) {
-            subdivision(link.meshNode, info);
-            collector_.finishObjectMesh(info);
-            buildStackedMaterials(materials_, link.meshNode, info);
-            link.triangleCount = static_cast<Int32>(collector_.triangleCount);
-            link.materials = collector_.objectMaterials;
-            link.name = info.object->GetName();
-            setNameIfChanged(link.meshNode, link.name);
-            ++result.meshesBuilt;
-        }
-        collector_.destroy();
-    }
-
-    static void subdivision(ApiNode* mesh, const SceneObjectInfo& info) {
-        setAttrIfChanged(mesh, A_SUBD_LEVEL, info.subdLevel, false);
-        if (info.subdLevel == 0) return;
-        setAttrIfChanged(mesh, A_SUBD_SHARPNESS, static_cast<float>(info.subdSharpness), false);
-        setAttrIfChanged(mesh, A_SUBD_BOUNDARY, info.subdBoundary, false);
+        VertexMotionSource motion;
+        if (options_.motion && options_.deformation && info.motionType == MOTION_DEFORMATION)
+            motion = {options_.motion->vertexTimes(), options_.motion};
+        ObjectMesh built;
+        if (!buildObjectMesh(collector_, materials_, info, options_.scale, motion, link.meshNode, built)) return;
+        link.triangleCount = built.triangles;
+        link.materials = std::move(built.materials);
+        link.name = info.object->GetName();
+        ++result.meshesBuilt;
     }
 
     void transform(ObjectLink& link, const SceneObjectInfo& info) {
@@ -168,16 +132,8 @@ private:
     }
 
     void layer(ObjectLink& link, const SceneObjectInfo& info, bool meshChanged) {
-        if (!info.needsLayer) {
-            if (connectIfChanged(link.transformNode, P_GEOMETRY, link.meshNode)) result.sent = true;
-            destroyItem(link.layerNode);
-            return;
-        }
-        if (!link.layerNode) link.layerNode = createLayerMap(link.meshNode);
-        connectIfChanged(link.transformNode, P_GEOMETRY, link.layerNode);
-        connectIfChanged(link.layerNode, P_GEOMETRY, link.meshNode);
-        if (meshChanged) evaluateItem(link.layerNode);
-        if (updateObjectLayer(link.layerNode, info)) result.sent = true;
+        if (connectThroughLayer(link.transformNode, link.layerNode, link.meshNode, info, meshChanged))
+            result.sent = true;
     }
 
     static void drop(ObjectLink& link) {
@@ -194,6 +150,14 @@ private:
 };
 
 }  // namespace
+
+ApiNode* floorPlane(MatManager& materials, const SceneObjectInfo& info, ApiNode* held) {
+    ApiNode* plane = held;
+    if (!plane) plane = createNode(NT_GEO_PLANE, ApiProjectManager::rootNodeGraph(), info.object->GetName().c_str());
+    const MatLink* material = info.mainMaterial ? materials.findLinkByMaterial(info.mainMaterial) : nullptr;
+    connectIxIfChanged(plane, kPlaneMaterialPin, material ? material->meshNode() : materials.defaultMaterial());
+    return plane;
+}
 
 ApiNode* slotGroup(ApiNode* mainGroup, std::size_t slot) {
     const auto pin = static_cast<unsigned>(slot) + 1;

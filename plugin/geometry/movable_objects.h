@@ -48,6 +48,9 @@ struct MovableUpdateResult {
 MovableUpdateResult updateMovableObjects(ObjectCheck& state, ApiNode* mainGroup, MatManager& materials, bool force,
                                          const MovableUpdateOptions& options);
 
+/// A floor object as an infinite plane with its main material: `held` when that is one, else a new node.
+ApiNode* floorPlane(MatManager& materials, const SceneObjectInfo& info, ApiNode* held = nullptr);
+
 /// The group of a slot on the main group's pin: the one that is there, or a new, empty one named "Group_" and the slot.
 ApiNode* slotGroup(ApiNode* mainGroup, std::size_t slot);
 

@@ -28,4 +28,21 @@ bool updateObjectLayer(ApiNode* layerMap, const SceneObjectInfo& info, unsigned 
     return written;
 }
 
+bool connectThroughLayer(ApiNode* scatter, ApiNode*& layer, ApiNode* mesh, const SceneObjectInfo& info,
+                         bool meshChanged) {
+    if (!info.needsLayer) {
+        bool written = connectIfChanged(scatter, P_GEOMETRY, mesh);
+        written |= layer != nullptr;
+        destroyItem(layer);
+        return written;
+    }
+    bool written = !layer;
+    if (!layer) layer = createLayerMap(mesh);
+    written |= connectIfChanged(scatter, P_GEOMETRY, layer);
+    written |= connectIfChanged(layer, P_GEOMETRY, mesh);
+    if (meshChanged) evaluateItem(layer);
+    written |= updateObjectLayer(layer, info);
+    return written;
+}
+
 }  // namespace lumora

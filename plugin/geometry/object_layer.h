@@ -13,5 +13,9 @@ ApiNode* createLayerMap(ApiNode* geometry);
 /// Makes the layer on that pin of the map agree with the record; it is made when it is missing. True when anything was
 /// written. Null is fine.
 bool updateObjectLayer(ApiNode* layerMap, const SceneObjectInfo& info, unsigned pin = kFirstLayerPin);
+/// Puts the mesh under the scatter: through the layer map `layer`, which is made when the record needs one and is
+/// missing, or directly; a map that is not needed is destroyed. True when anything was written.
+bool connectThroughLayer(ApiNode* scatter, ApiNode*& layer, ApiNode* mesh, const SceneObjectInfo& info,
+                         bool meshChanged);
 
 }  // namespace lumora

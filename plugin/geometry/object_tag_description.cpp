@@ -12,6 +12,7 @@ constexpr ParameterChoice kSlots[] = {{0, "Static"}, {1, "Movable"}, {2, "Movabl
 constexpr ParameterChoice kMotions[] = {
     {0, "None"}, {1, "Transform"}, {2, "Transform and vertices"}, {3, "Velocity maps"}};
 constexpr ParameterChoice kBoundaries[] = {{0, "Edge and corner"}, {1, "Edge only"}, {2, "None"}};
+constexpr ParameterChoice kParticleModes[] = {{0, "None"}, {1, "Instances"}, {2, "Volume"}};
 constexpr ParameterChoice kLightPasses[] = {{OBJTAG_LIGHT_PASS_ALL, "All"}, {OBJTAG_LIGHT_PASS_CUSTOM, "Custom"}};
 
 Parameter lightPass(Int32 index, const char* label) {
@@ -32,6 +33,8 @@ const Parameter kRows[] = {
     integer(OBJTAG_SUBD_LEVEL, "Subdivision level", 0, 0, 10),
     real(OBJTAG_SUBD_SHARPNESS, "Subdivision sharpness", 0.0, 0, 11),
     choice(OBJTAG_SUBD_BOUNDARY, "Subdivision boundary", 0, kBoundaries),
+    toggle(OBJTAG_NO_INSTANCE_PATH, "Motion by identity", false),
+    choice(OBJTAG_PARTICLE_MODE, "Render particles as", 0, kParticleModes),
     toggle(OBJTAG_HAIR_SPLINE, "Render as hair", false),
     real(1299, "Hair root thickness", 20.0, 0),
     real(1300, "Hair tip thickness", 4.0, 0),

@@ -175,6 +175,11 @@ bool writeAnimation(ApiItem* item, AttributeId id, const Lumora::ApiTimeSampling
     return item && item->setAnim(id, sampling, sampleCount, values, count, evaluate);
 }
 
+bool writeAnimation(ApiItem* item, AttributeId id, const Lumora::ApiTimeSampling& sampling, std::size_t sampleCount,
+                    const EngineMatrix* values, std::size_t count, bool evaluate) {
+    return item && item->setAnim(id, sampling, sampleCount, values, count, evaluate);
+}
+
 bool setPluginDataIfChanged(ApiItem* item, void* data) {
     if (!item || item->pluginData() == data) return false;
     item->setPluginData(data);

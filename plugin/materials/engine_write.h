@@ -88,6 +88,8 @@ bool writeArray(ApiItem* item, AttributeId id, const T* values, std::size_t coun
 /// Values at several times, element after element. Not looked at: whoever animates built them anew.
 bool writeAnimation(ApiItem* item, AttributeId id, const Lumora::ApiTimeSampling& sampling, std::size_t sampleCount,
                     const Float3* values, std::size_t count, bool evaluate = false);
+bool writeAnimation(ApiItem* item, AttributeId id, const Lumora::ApiTimeSampling& sampling, std::size_t sampleCount,
+                    const EngineMatrix* values, std::size_t count, bool evaluate = false);
 
 bool setNameIfChanged(ApiItem* item, const String& name);
 /// A mark of ours that the engine keeps with an item.

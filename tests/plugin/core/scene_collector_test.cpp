@@ -49,6 +49,15 @@ TEST_F(CollectorTest, HiddenLayerAddsNothingButIsWalked) {
     EXPECT_EQ(found[0].generator, child);
 }
 
+TEST_F(CollectorTest, AFloorIsNeverPartOfTheStaticMesh) {
+    BaseObject* floor = append(Ofloor);
+    append(Ocube, floor);
+    const auto& found = collect().meshSlots;
+    ASSERT_EQ(found[1].size(), 1u);
+    EXPECT_EQ(found[1][0].object, floor);
+    EXPECT_EQ(found[0].size(), 1u) << "what hangs below it stays where it was";
+}
+
 TEST_F(CollectorTest, CacheOfAHiddenGeneratorStaysOut) {
     append(Ocube)->SetRenderMode(VisibilityMode::Off);
     EXPECT_TRUE(collect().meshSlots[0].empty());

@@ -1,41 +1,11 @@
 #include "plugin/geometry/instance_manager.h"
 
 #include "plugin/geometry/engine_matrix.h"
-#include "tests/plugin/scene_fixture.h"
+#include "tests/plugin/geometry/instance_fixture.h"
 
 namespace lumora::test {
 
 namespace {
-
-class InstanceTest : public SceneTest {
-protected:
-    InstanceTest() : mainGroup(createNode(NT_GEO_GROUP, ApiProjectManager::rootNodeGraph(), "Main Group")) {
-        setAttrIfChanged(mainGroup, A_GROUP_PIN_COUNT, 8);
-    }
-    BaseObject* addInstance(BaseObject* base, const Vector& at = {}, BaseObject* parent = nullptr) {
-        BaseObject* object = BaseObject::Alloc(Oinstance);
-        object->GetDataInstance()->SetLink(INSTANCEOBJECT_LINK, base);
-        add(object, parent);
-        object->SetMl(MatrixMove(at));
-        return object;
-    }
-    void build(const std::vector<BaseObject*>& objects) {
-        std::vector<SceneObjectInfo> records;
-        for (BaseObject* o : objects) records.push_back(record(o));
-        EXPECT_EQ(manager.buildInstances(doc, mainGroup, 5, records, 0.5f), 6u);
-    }
-    ApiNode* scatterOf(unsigned base) const { return mainGroup->connectedNodeIx(5)->connectedNodeIx(base); }
-    static ApiNode* child(const ApiNode* scatter, unsigned index) {
-        return scatter->connectedNode(P_GEOMETRY)->connectedNodeIx(index);
-    }
-    static std::vector<EngineMatrix> matrices(const ApiNode* scatter) {
-        const auto a = scatter->getMatrixArray(A_TRANSFORM);
-        return {a.begin(), a.end()};
-    }
-
-    ApiNode* mainGroup;
-    InstanceManager manager{materials};
-};
 
 TEST_F(InstanceTest, OneBaseIsOneMeshAndOneMatrixForEachInstance) {
     PolygonObject* base = addTriangleAndQuad();
@@ -120,7 +90,8 @@ TEST_F(InstanceTest, AHundredThousandAreOneArrayWrite) {
     for (std::size_t i = 0; i < records.size(); ++i)
         records[i].globalMatrix = MatrixMove({static_cast<Float>(i), 0, 0});
     Lumora::ApiWriteJournal::reset();
-    manager.buildInstances(doc, mainGroup, 5, records, 1.0f);
+    options.scale = 1.0f;
+    manager.buildInstances(doc, mainGroup, 5, records, options, false);
     EXPECT_LT(writes(), 60u);
     EXPECT_EQ(manager.instanceCount(), 100'000);
     EXPECT_EQ(matrices(scatterOf(0))[99'999].m[0][3], 99'999.0f);
@@ -129,21 +100,21 @@ TEST_F(InstanceTest, AHundredThousandAreOneArrayWrite) {
 TEST_F(InstanceTest, BuildingAgainLeavesNothingBehind) {
     PolygonObject* base = addTriangleAndQuad();
     BaseObject* instance = addInstance(base);
-    const auto items = [] {
-        Lumora::ApiItemArray array;
-        ApiProjectManager::rootNodeGraph().getOwnedItems(array);
-        return array.size();
-    };
+    materials.defaultMaterial();  // which stays
+    const std::size_t empty = items();
     build({instance});
     const std::size_t first = items();
+    Lumora::ApiWriteJournal::reset();
     build({instance});
     EXPECT_EQ(items(), first);
+    EXPECT_EQ(writes(), 0u);
     // A base that is gone leaves an empty group.
     base->Remove();
     BaseObject* gone = base;
     BaseObject::Free(gone);
     build({instance});
     EXPECT_EQ(mainGroup->connectedNodeIx(5)->getInt(A_GROUP_PIN_COUNT), 0);
+    EXPECT_EQ(items(), empty + 1);
 }
 
 }  // namespace
