@@ -87,4 +87,18 @@ std::shared_ptr<const Environment> EnvironmentCompiler::compile(const NodeTable&
     return e;
 }
 
+std::shared_ptr<const Environment> compileAmbient(const NodeTable& nodes, ItemUid uid, PinId pin, ImageStore& images,
+                                                  const LogFunction& log) {
+    const NodeRecord* node = nodes.find(uid);
+    if (!node || !node->input(pin)) return nullptr;
+    auto source = std::make_shared<EnvironmentSource>();
+    TextureCompiler textures(nodes, images, source->textures, log);
+    textures.withoutPyramids();
+    source->texture = textures.connected(*node, pin);
+    source->measure();
+    auto e = std::make_shared<Environment>();
+    e->source = std::move(source);
+    return e;
+}
+
 }  // namespace Lumora::engine

@@ -28,4 +28,8 @@ private:
     std::shared_ptr<const EnvironmentSource> source_;
 };
 
+/// The texture on a pin as light from all around. Null when nothing is connected.
+std::shared_ptr<const Environment> compileAmbient(const NodeTable& nodes, ItemUid node, PinId pin, ImageStore& images,
+                                                  const LogFunction& log);
+
 }  // namespace Lumora::engine

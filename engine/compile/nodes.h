@@ -16,7 +16,7 @@ namespace Lumora::engine {
 using LogFunction = std::function<void(const std::string&)>;
 
 /// The parts of a scene that are built one by one, each from the nodes that it read.
-enum class ScenePart { Geometry, Shading, Environment, VisibleEnvironment, Count };
+enum class ScenePart { Geometry, Shading, Environment, VisibleEnvironment, Ambient, Count };
 
 class NodeTable {
 public:

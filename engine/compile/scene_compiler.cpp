@@ -3,6 +3,7 @@
 #include <embree3/rtcore.h>
 
 #include <chrono>
+#include <cmath>
 #include <stdexcept>
 
 #include "engine/compile/light_compiler.h"
@@ -79,6 +80,25 @@ std::shared_ptr<const Environment> SceneCompiler::environment(EnvironmentCompile
     return made;
 }
 
+void SceneCompiler::buildEnvironments(const NodeRecord& target, RenderScene& scene) {
+    environment_ = environment(lightingEnvironment_, environmentNodes_, target.input(P_ENVIRONMENT), environment_);
+    visible_ = environment(visibleEnvironment_, visibleNodes_, target.input(P_VISIBLE_ENVIRONMENT), visible_);
+    const ItemUid kernel = target.input(P_KERNEL);
+    if (ambientNodes_.stale || ambientNodes_.root != kernel) {
+        Reading reading(nodes_, ambientNodes_, kernel);
+        ambient_ = compileAmbient(nodes_, kernel, P_AO_TEXTURE, images_, log_);
+        reading.finish();
+    }
+    scene.environment = environment_;
+    scene.visible = visible_;
+    // Ambient light of its own takes the environment's place for all but the camera.
+    const Kernel& k = scene.kernel;
+    if (ambient_ && k.kind == KernelKind::Direct && k.directMode == DirectMode::AmbientOcclusion) {
+        if (!scene.visible) scene.visible = environment_;
+        scene.environment = ambient_;
+    }
+}
+
 RenderScenePtr SceneCompiler::build() {
     const NodeRecord* target = nodes_.find(target_);
     if (!target) return nullptr;
@@ -86,6 +106,7 @@ RenderScenePtr SceneCompiler::build() {
     const RenderScene* old = scene_.get();
     scene->camera = readCamera(nodes_, *target);
     scene->kernel = readKernel(nodes_, *target);
+    if (!scene->kernel.staticNoise) scene->kernel.seed = frame_;
     scene->infoPasses = readInfoPasses(nodes_, *target);
     scene->film = readFilm(nodes_, *target);
     scene->imager = imager_.read(nodes_, *target, log_);
@@ -116,10 +137,7 @@ RenderScenePtr SceneCompiler::build() {
     scene->lights = lightsStay
                         ? old->lights
                         : compileLights(*scene->geometry, *scene->shading, oldGeometry, old ? old->lights : nullptr);
-    scene->environment = environment(lightingEnvironment_, environmentNodes_, target->input(P_ENVIRONMENT),
-                                     old ? old->environment : nullptr);
-    scene->visible = environment(visibleEnvironment_, visibleNodes_, target->input(P_VISIBLE_ENVIRONMENT),
-                                 old ? old->visible : nullptr);
+    buildEnvironments(*target, *scene);
     scene->kernel.rayEpsilon = usableEpsilon(scene->kernel.rayEpsilon, scene->geometry->radius);
     return scene;
 }
@@ -132,6 +150,7 @@ BuildResult SceneCompiler::apply(const SceneDelta& delta) {
     if (delta.clayMode != clayMode_) shadingNodes_.stale = true;
     clayMode_ = delta.clayMode;
     target_ = delta.renderTarget;
+    frame_ = static_cast<std::uint32_t>(std::lround(std::clamp(delta.time * delta.fps, 0.0f, 1e9f)));
 
     // What was built for a scene that never came to be must not pass for part of the old one.
     const auto forget = [this] {
@@ -149,6 +168,7 @@ BuildResult SceneCompiler::apply(const SceneDelta& delta) {
     if (const RenderScene* a = scene_.get(), *b = result.scene.get(); a && b) {
         Kernel kernel = b->kernel;
         kernel.maxSamples = a->kernel.maxSamples;  // more samples go on from those that there are
+        kernel.seed = a->kernel.seed;              // another frame that looks the same goes on, too
         result.restart = a->geometry != b->geometry || a->shading != b->shading || a->lights != b->lights ||
                          a->environment != b->environment || a->visible != b->visible || a->camera != b->camera ||
                          a->film != b->film || kernel != a->kernel ||

@@ -49,6 +49,7 @@ private:
     std::shared_ptr<const Environment> environment(EnvironmentCompiler& compiler, Dependency& dependency, ItemUid node,
                                                    const std::shared_ptr<const Environment>& old);
     RenderScenePtr build();
+    void buildEnvironments(const NodeRecord& target, RenderScene& scene);
 
     LogFunction log_;
     std::atomic<std::int64_t> embreeBytes_{0};
@@ -59,11 +60,15 @@ private:
     std::unique_ptr<GeometryCompiler> geometry_;
     EnvironmentCompiler lightingEnvironment_, visibleEnvironment_;
     Dependency geometryNodes_{ScenePart::Geometry}, shadingNodes_{ScenePart::Shading},
-        environmentNodes_{ScenePart::Environment}, visibleNodes_{ScenePart::VisibleEnvironment};
-    std::array<Dependency*, 4> parts_{&geometryNodes_, &shadingNodes_, &environmentNodes_, &visibleNodes_};
+        environmentNodes_{ScenePart::Environment}, visibleNodes_{ScenePart::VisibleEnvironment},
+        ambientNodes_{ScenePart::Ambient};
+    std::array<Dependency*, 5> parts_{&geometryNodes_, &shadingNodes_, &environmentNodes_, &visibleNodes_,
+                                      &ambientNodes_};
+    std::shared_ptr<const Environment> environment_, visible_, ambient_;  ///< as their nodes say
     RenderScenePtr scene_;
     ItemUid target_ = 0;
     int clayMode_ = 0;
+    std::uint32_t frame_ = 0;  ///< of the animation
     ImagerReader imager_;
     mutable std::mutex countersLock_;
     Counters counters_;

@@ -164,6 +164,8 @@ RenderLayer readLayer(const NodeTable& nodes, const NodeRecord& target) {
 
 /// How samples are spread over pixels, units of work and chains.
 void readSampling(const NodeTable& nodes, const NodeRecord& target, const NodeRecord& node, Kernel& k) {
+    k.staticNoise = nodes.flag(node, P_STATIC_NOISE, false);
+    k.irradiance = nodes.flag(node, P_IRRADIANCE_MODE, false);
     k.coherentRatio = clamp01(nodes.number(node, P_COHERENT_RATIO, 0.0f));
     k.firstBatch = count(nodes, node, P_PARALLEL_SAMPLES, 16, 64);
     k.longestBatch = std::max(k.firstBatch, count(nodes, node, P_MAX_TILE_SAMPLES, 32, 64));

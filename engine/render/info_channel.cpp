@@ -30,7 +30,7 @@ constexpr InfoChannelRow kRows[kInfoChannelCount] = {
     {C::Opacity, "Opacity", RP_OPACITY, P_PASS_OPACITY, S::Value},
     {C::BakingGroupId, "Baking group ID", RP_BAKING_GROUP_ID, P_PASS_BAKING_GROUP_ID, S::Value},
     {C::Roughness, "Roughness", RP_INFO_ROUGHNESS, P_PASS_INFO_ROUGHNESS, S::Value},
-    {C::IndexOfRefraction, "IOR", RP_INFO_IOR, P_PASS_INFO_IOR, S::Value},
+    {C::IndexOfRefraction, "IOR", RP_INFO_IOR, P_PASS_INFO_IOR, S::ByIndex},
     {C::DiffuseFilter, "Diffuse filter", RP_INFO_DIFFUSE_FILTER, P_PASS_INFO_DIFFUSE_FILTER, S::Value},
     {C::ReflectionFilter, "Reflection filter", RP_INFO_REFLECTION_FILTER, P_PASS_INFO_REFLECTION_FILTER, S::Value},
     {C::RefractionFilter, "Refraction filter", RP_INFO_REFRACTION_FILTER, P_PASS_INFO_REFRACTION_FILTER, S::Value},
@@ -75,6 +75,9 @@ Float3 shownInfo(const InfoSettings& settings, Float3 value) {
             break;
         case S::ByTexture:
             value *= 1.0f / settings.uvMax;
+            break;
+        case S::ByIndex:
+            value = value - splat(1.0f);
             break;
         case S::BySpeed:
             value = splat(0.5f) + value * (0.5f / settings.speedMax);

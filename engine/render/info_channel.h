@@ -12,6 +12,7 @@ enum class InfoShade : std::uint8_t {
     Signed,     ///< -1 to 1 as 0 to 1
     ByDepth,    ///< 0 to depthMax as 0 to 1
     ByTexture,  ///< 0 to uvMax as 0 to 1
+    ByIndex,    ///< 1 to 2 as 0 to 1
     BySpeed,    ///< -speedMax to speedMax as 0 to 1
 };
 

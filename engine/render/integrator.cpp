@@ -14,6 +14,13 @@ float beyond(const Hit& hit, const Surface& surface) {
     return hit.t + std::max(2.0f * surface.offset, hit.t * 0x1p-20f);
 }
 
+/// A surface that sends back all light, to show how much there is.
+Bsdf whiteBsdf(const Surface& surface, Float3 wo) {
+    SurfaceModel model;
+    model.diffuse = splat(1.0f);
+    return Bsdf(model, wo, surface.shadingNormal, surface.normal, {});
+}
+
 }  // namespace
 
 /// Where a path stands.
@@ -138,7 +145,9 @@ Float3 Integrator::emittedAlong(const Path& path, const Hit& hit, const Surface&
 bool Integrator::scatter(Path& path, const Hit& hit, Surface& surface, Sampler& sampler, PixelSample& result) const {
     const Kernel& kernel = scene_.kernel;
     const bool affectAlpha = scene_.shading->materials[surface.material].affectAlpha;
-    Bsdf bsdf = makeBsdf(scene_, hit, surface, -path.ray.direction, path.state, sampler);
+    Bsdf bsdf = kernel.irradiance && path.depth == 0
+                    ? whiteBsdf(surface, -path.ray.direction)
+                    : makeBsdf(scene_, hit, surface, -path.ray.direction, path.state, sampler);
     if (path.depth == 0) {
         if (isBlack(result.albedo)) result.albedo = clamp01(bsdf.albedo());
         result.normal = surface.shadingNormal;

@@ -8,6 +8,8 @@ namespace {
 constexpr std::uint32_t kFirstPaths = 1;
 /// The shares of large mutations that make sense: without some the brightness stays unknown.
 constexpr float kFewestLarge = 0.05f, kMostLarge = 1.0f;
+/// The least weight of a pixel, as a share of the expected one, that its sum is divided by.
+constexpr float kLeastWeight = 0.3f;
 constexpr std::size_t kPlaceNumbers = 2;  ///< of the first four: where on the tile
 // Steps of small mutations, between these (Kelemen et al.); the place on the tile moves by one to eight pixels.
 constexpr float kSmallest = 1.0f / 1024.0f, kLargest = 1.0f / 64.0f;
@@ -133,6 +135,7 @@ void MetropolisTile::begin(const PixelTracer& tracer) {
             const State state = trace(tracer, chain);
             note(state);
             pixels_[state.pixel].large += state.color;
+            pixels_[state.pixel].largeWeight += 1.0f;
             ++mutations_;
             sum += state.importance;
             // One of them stays, each with a chance in proportion to its importance.
@@ -159,9 +162,16 @@ void MetropolisTile::mutate(const PixelTracer& tracer, Chain& chain) {
     // being found by either technique.
     const auto weight = [this](const State& s) { return 1.0f / (s.importance / reference_ + largeChance_); };
     const float w = weight(proposed);
-    if (large) pixels_[proposed.pixel].large += proposed.color * w;
-    pixels_[proposed.pixel].chain += proposed.color * (accept * w);
-    pixels_[chain.state.pixel].chain += chain.state.color * ((1.0f - accept) * weight(chain.state));
+    if (large) {
+        pixels_[proposed.pixel].large += proposed.color * w;
+        pixels_[proposed.pixel].largeWeight += w;
+    }
+    const auto count = [this](const State& s, float by) {
+        pixels_[s.pixel].chain += s.color * by;
+        pixels_[s.pixel].chainWeight += by;
+    };
+    count(proposed, accept * w);
+    count(chain.state, (1.0f - accept) * weight(chain.state));
     ++mutations_;
     const bool stuck = chain.rejects >= kernel_.metropolis.maxRejects && proposed.importance > 0.0f;
     if (chain.numbers.random() < accept || stuck) {
@@ -188,7 +198,11 @@ void MetropolisTile::sample(const PixelTracer& tracer, std::uint32_t count, Tile
         const Gathered& g = pixels_[i];
         FilmSum now;
         now.samples = given_[i].samples + count;
-        now.color = (g.large + g.chain * scale) * share;
+        // The weights of a pixel add up to its samples only in the mean. Dividing by what they did add up to takes out
+        // the noise of how often the chains came by; where they hardly ever came it would do harm.
+        const auto samples = static_cast<float>(now.samples);
+        const float weight = (g.largeWeight + g.chainWeight * scale) * share;
+        now.color = (g.large + g.chain * scale) * (share * samples / std::max(weight, kLeastWeight * samples));
         const float alpha = g.seen ? g.alpha / static_cast<float>(g.seen) : 1.0f;
         now.alpha = alpha * static_cast<float>(now.samples);
         sums.pixels[i] = {now.color - given_[i].color, now.alpha - given_[i].alpha, count};

@@ -68,7 +68,8 @@ private:
         int rejects = 0;
     };
     struct Gathered {
-        Float3 large, chain;  ///< sums of the two techniques
+        Float3 large, chain;                           ///< sums of the two techniques
+        float largeWeight = 0.0f, chainWeight = 0.0f;  ///< and of their weights
         float alpha = 0.0f;
         std::uint32_t seen = 0;  ///< large mutations that fell here
     };

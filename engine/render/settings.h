@@ -188,6 +188,8 @@ struct Kernel {
     float giClamp = 1e6f;
     float terminationPower = 0.3f;  ///< Russian roulette: 0 never, 1 as hard as it may
     bool alphaChannel = false, keepEnvironment = false, alphaShadows = true;
+    bool staticNoise = false;  ///< every frame has the same noise
+    bool irradiance = false;   ///< what the camera sees is white and smooth: only its light shows
     std::uint32_t seed = 0;
     std::uint32_t lightMask = 0x3ff;      ///< lights taken in: bit 0 the sun, 1 the environment, 2 to 9 the ids
     std::uint32_t lightMaskInverted = 0;  ///< ids for which the masks of object layers are turned about

@@ -196,16 +196,21 @@ bool isPausedLocked(lumoraLive& session) {
 
 // --- Film region ----------------------------------------------------------------------------------------------------
 
-void setFilmRegion(lumoraLive& session, bool on, Lumora::Vec2<int> start, Lumora::Vec2<int> end) {
+bool writeFilmRegion(lumoraLive& session, bool on, Lumora::Vec2<int> start, Lumora::Vec2<int> end) {
     ApiNode* film = filmSettings(session);
     if (!film) {
         logLine("Null film_settings");
-        return;
+        return false;
     }
     const Int2 size = on ? Int2{end.x - start.x, end.y - start.y} : Int2{kWholeFilm, kWholeFilm};
     setInt2IfChanged(film, Lumora::P_REGION_START, on ? start : Int2{0, 0});
     setInt2IfChanged(film, Lumora::P_REGION_SIZE, size);
     session.regionActive = on;
+    return true;
+}
+
+void setFilmRegion(lumoraLive& session, bool on, Lumora::Vec2<int> start, Lumora::Vec2<int> end) {
+    if (!writeFilmRegion(session, on, start, end)) return;
     Lumora::ApiChangeManager::update();
     restartLocked(session);
 }

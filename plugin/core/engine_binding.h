@@ -33,7 +33,9 @@ bool restartLocked(lumoraLive& session);
 bool stopLocked(lumoraLive& session);
 bool isPausedLocked(lumoraLive& session);
 
-/// The part of the film that is rendered, pixels: from `start` up to and without `end`.
+/// The part of the film that is rendered, pixels: from `start` up to and without `end`. The first form waits for the
+/// next update, the second updates and restarts. False: there is no film.
+bool writeFilmRegion(lumoraLive& session, bool on, Lumora::Vec2<int> start, Lumora::Vec2<int> end);
 void setFilmRegion(lumoraLive& session, bool on, Lumora::Vec2<int> start, Lumora::Vec2<int> end);
 bool getFilmRegion(lumoraLive& session, Lumora::Vec2<int>* resolution, Lumora::Vec2<int>* start,
                    Lumora::Vec2<int>* size);

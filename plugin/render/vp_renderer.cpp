@@ -70,6 +70,20 @@ void waitForImage(lumoraLive& session) {
     }
 }
 
+/// The part of the frame that the video post asks for.
+void applyRegion(lumoraLive& session, const BaseContainer& data) {
+    const auto edge = [&data](Int32 id) { return std::clamp(data.GetFloat(id), 0.0, 1.0); };
+    const Float left = edge(VP_REGION_LEFT), top = edge(VP_REGION_TOP), right = edge(VP_REGION_RIGHT),
+                bottom = edge(VP_REGION_BOTTOM);
+    const auto pixel = [&session](Float x, Float y) {
+        return Lumora::Vec2<int>{static_cast<int>(std::lround(x * session.lockedWidth)),
+                                 static_cast<int>(std::lround(y * session.lockedHeight))};
+    };
+    const Lumora::Vec2<int> start = pixel(left, top), end = pixel(right, bottom);
+    const bool part = end.x > start.x && end.y > start.y && (left > 0 || top > 0 || right < 1 || bottom < 1);
+    writeFilmRegion(session, part, start, end);
+}
+
 void startFinalRender(lumoraLive& session, Int32 width, Int32 height) {
     session.firstFrame = true;
     session.motionAnalysis = false;
@@ -233,6 +247,7 @@ bool LumoraVpRenderer::frameSend(const BaseVideoPost& node, VideoPostStruct& vps
     const bool allSlots = data.GetInt32(VP_FRAME_MODE, 1) != 1;
     if (!sendAndStart(live, vps.doc, vps.doc, true, allSlots, settings_.get())) return false;
     live.setResolution(live.lockedWidth, live.lockedHeight);
+    applyRegion(live, data);
     if (!callUpdate(live, false, "SendAndStartRender")) live.changeState(LiveState::Exporting, LiveState::Rendering);
     waitForImage(live);
     live.firstFrame = false;

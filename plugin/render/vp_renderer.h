@@ -30,6 +30,11 @@ enum VpParameter : Int32 {
     VP_MOTION_BLUR = 1013,
     VP_MOTION_RATE = 1014,
     VP_CLAY_MODE = 1016,
+    // The part of the frame that is rendered, 0 to 1 from its upper left corner; without area, all of it.
+    VP_REGION_LEFT = 1018,
+    VP_REGION_TOP = 1019,
+    VP_REGION_RIGHT = 1020,
+    VP_REGION_BOTTOM = 1021,
     VP_MOTION_ANALYSIS = 1023,
     VP_KEEP_MATERIALS = 1024,
     VP_FULL_TEMPERATURE = 1035,

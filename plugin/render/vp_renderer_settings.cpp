@@ -42,6 +42,10 @@ const Parameter kRows[] = {
      .minimum = 0.01,
      .maximum = 100},
     {.id = VP_CLAY_MODE, .kind = Kind::Choice, .label = "Clay mode", .choices = kClayModes},
+    {.id = VP_REGION_LEFT, .kind = Kind::Float, .label = "Left edge of the region", .minimum = 0, .maximum = 1},
+    {.id = VP_REGION_TOP, .kind = Kind::Float, .label = "Upper edge of the region", .minimum = 0, .maximum = 1},
+    {.id = VP_REGION_RIGHT, .kind = Kind::Float, .label = "Right edge of the region", .minimum = 0, .maximum = 1},
+    {.id = VP_REGION_BOTTOM, .kind = Kind::Float, .label = "Lower edge of the region", .minimum = 0, .maximum = 1},
     {.id = VP_MOTION_ANALYSIS, .kind = Kind::Choice, .label = "Motion analysis", .value = 1, .choices = kAnalysisModes},
     {.id = VP_KEEP_MATERIALS, .kind = Kind::Bool, .label = "Keep materials"},
     {.id = VP_FULL_TEMPERATURE,
@@ -61,7 +65,13 @@ struct KeyRow {
     const char* key;
     Int32 id;
 };
-constexpr KeyRow kKeys[] = {{"depth", VP_DEPTH}, {"timelimit", VP_TIME_LIMIT}, {"clay", VP_CLAY_MODE}};
+constexpr KeyRow kKeys[] = {{"depth", VP_DEPTH},
+                            {"timelimit", VP_TIME_LIMIT},
+                            {"clay", VP_CLAY_MODE},
+                            {"region.left", VP_REGION_LEFT},
+                            {"region.top", VP_REGION_TOP},
+                            {"region.right", VP_REGION_RIGHT},
+                            {"region.bottom", VP_REGION_BOTTOM}};
 
 const KeyRow* findKey(const String& key) {
     for (const KeyRow& row : kKeys)

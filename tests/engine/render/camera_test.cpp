@@ -288,5 +288,35 @@ TEST(Camera, BakingShowsTheSurfaceOfEachTexel) {
     EXPECT_GT(pixel(image, 32, 31).x, 0.9f) << "padding";
 }
 
+TEST(Camera, BakingGroupsSetsAndRegions) {
+    Scene scene(32, 32, 4);
+    const NodeRecordPtr red = scene.emitter({1, 0, 0}), green = scene.emitter({0, 1, 0});
+    MeshData whole;
+    whole.quad({0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0});
+    const auto inGroup = [&](const NodeRecordPtr& material, int group) {
+        const NodeRecordPtr mesh = scene.keep(whole.node({material}));
+        const NodeRecordPtr layer = scene.keep(Node(NT_OBJECT_LAYER).set(P_BAKING_GROUP_ID, group));
+        return scene.keep(Node(NT_GEO_LAYER_MAP).connect(P_GEOMETRY, mesh).dynamic(layer));
+    };
+    const NodeRecordPtr both = scene.group({inGroup(red, 1), inGroup(green, 2)});
+    Render render;
+    std::uint64_t level = 0;
+    const auto shot = [&](int group, Vec2<float> start, Vec2<float> size, bool fromPosition) {
+        Node camera(NT_CAM_BAKING);
+        camera.set(P_BAKING_GROUP_ID, group).set(P_UV_REGION_START, start).set(P_UV_REGION_SIZE, size);
+        camera.set(P_BAKE_FROM_POSITION, fromPosition).set(P_POSITION, Float3{0.5f, 0.5f, 3}).set(P_BAKE_PADDING, 0);
+        camera.set(P_TOLERANCE, 0.0f);
+        scene.camera = camera;
+        return render.picture(scene.delta(both, ++level));
+    };
+    for (const bool fromPosition : {false, true}) {
+        expectNear(mean(shot(1, {0, 0}, {1, 1}, fromPosition), 0, 0, 32, 32), {1, 0, 0}, "group 1");
+        expectNear(mean(shot(2, {0, 0}, {1, 1}, fromPosition), 0, 0, 32, 32), {0, 1, 0}, "group 2");
+    }
+    const Image half = shot(1, {0.5f, 0.0f}, {1, 1}, false);
+    expectNear(mean(half, 0, 0, 16, 32), {1, 0, 0}, "inside");
+    expectNear(mean(half, 16, 0, 16, 32), {}, "beyond the texture plane's edge");
+}
+
 }  // namespace
 }  // namespace Lumora::engine::test
