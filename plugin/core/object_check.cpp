@@ -13,7 +13,7 @@ void ObjectCheck::clear() {
     slotState.fill(SlotState::CountChanged);
     lastSizes_.fill(0);
     lists_.fill(nullptr);
-    collections_.clear();
+    collections_ = {};
     document_ = nullptr;
     passStamp = 0;
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 #include "plugin/core/ids.h"
 #include "plugin/core/session.h"
@@ -78,7 +79,8 @@ private:
             ++child;
         } else {
             record.hierarchyOffset += object->GetMl().off;
-            if (record.renderVisible && !record.inHiddenGenerator && !record.isControlObject) routeLeaf(record, object);
+            if (record.renderVisible && !record.inHiddenGenerator && !record.isControlObject)
+                routeLeaf(record, object, object->GetDown() == nullptr);
         }
         for (BaseObject* down = object->GetDown(); down; down = down->GetNext())
             collectObject(record, down, nullptr, child++);
@@ -100,11 +102,19 @@ private:
         if (row->always || record.particleMode != 0) collections_.particleSources.push_back(record);
     }
 
-    void routeLeaf(const SceneObjectInfo& record, BaseObject* object) {
+    /// `last`: nobody needs the record after this.
+    static void put(std::vector<SceneObjectInfo>& list, SceneObjectInfo& record, bool last) {
+        if (last)
+            list.push_back(std::move(record));
+        else
+            list.push_back(record);
+    }
+
+    void routeLeaf(SceneObjectInfo& record, BaseObject* object, bool last) {
         const BaseContainer* data = object->GetDataInstance();
         switch (object->GetType()) {
             case Opolygon:
-                collections_.meshSlots[static_cast<std::size_t>(record.meshGroupSlot)].push_back(record);
+                put(collections_.meshSlots[static_cast<std::size_t>(record.meshGroupSlot)], record, last);
                 break;
             case Ofloor: {
                 // A plane has no place in a mesh of polygons: it is always sent by itself.
@@ -114,7 +124,7 @@ private:
                 break;
             }
             case Oinstance:
-                if (data->GetBool(kEnabled, true)) collections_.instances.push_back(record);
+                if (data->GetBool(kEnabled, true)) put(collections_.instances, record, last);
                 break;
             case Olight:
                 if (data->GetBool(kEnabled, true)) routeLight(record, object);

@@ -15,7 +15,11 @@ namespace lumora {
 using Engine = Lumora::ApiRenderEngine;
 
 void SceneCollections::clear() {
-    *this = {};
+    for (auto* list : {&instances, &skyObjects, &hairObjects, &sunLights, &lights, &particleSources, &mographObjects})
+        list->clear();
+    for (auto& slot : meshSlots) slot.clear();
+    slotNeedsLayerMap = {};
+    usedMaterials.clear();
 }
 
 lumoraLive::lumoraLive() = default;

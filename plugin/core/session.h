@@ -86,6 +86,7 @@ struct SceneCollections {
     std::vector<SceneObjectInfo> mographObjects;   ///< generators whose clones have colours and ids of their own
     std::vector<BaseMaterial*> usedMaterials;
 
+    /// Keeps the memory: the next walk finds about as much, and fresh memory costs more than the walk.
     void clear();
 };
 

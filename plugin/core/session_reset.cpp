@@ -65,7 +65,7 @@ void lumoraLive::resetScene(bool createDefaults) {
 void lumoraLive::clearCollections() {
     singletons().objectLinks->clear();
     singletons().objectCheck->clear();
-    collections.clear();
+    collections = {};
 }
 
 void lumoraLive::releaseMaterials() {

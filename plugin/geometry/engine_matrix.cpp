@@ -1,5 +1,7 @@
 #include "plugin/geometry/engine_matrix.h"
 
+#include <cmath>
+
 namespace lumora {
 
 EngineMatrix toEngineMatrix(const Matrix& m, float scale) {
@@ -10,6 +12,13 @@ EngineMatrix toEngineMatrix(const Matrix& m, float scale) {
     e.m[1][0] = f(m.v1.y), e.m[1][1] = f(m.v2.y), e.m[1][2] = f(-m.v3.y), e.m[1][3] = f(m.off.y * s);
     e.m[2][0] = f(-m.v1.z), e.m[2][1] = f(-m.v2.z), e.m[2][2] = f(m.v3.z), e.m[2][3] = f(-m.off.z * s);
     return e;
+}
+
+bool isFinite(const EngineMatrix& matrix) {
+    for (const auto& row : matrix.m)
+        for (const float v : row)
+            if (!std::isfinite(v)) return false;
+    return true;
 }
 
 }  // namespace lumora

@@ -8,6 +8,8 @@ namespace lumora {
 /// Three rows of four floats, the z axis flipped on both sides and the offset scaled (M' = S M S with S =
 /// diag(1,1,-1)). Shared by objects, cameras, lights and instances. `scale`: metres per scene unit.
 EngineMatrix toEngineMatrix(const Matrix& m, float scale);
+/// Whether all twelve numbers are finite: others have no place in a picture.
+bool isFinite(const EngineMatrix& matrix);
 /// A point, in metres.
 inline Float3 toEnginePoint(const Vector& p, float scale) {
     const Float s = scale;

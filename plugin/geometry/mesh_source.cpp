@@ -106,7 +106,7 @@ bool addLayer(const SceneObjectInfo& info, TextureTag* tag, UInt32 slot, MeshSou
     if (projection == P_UVW) {
         layer.uvw = findUvwTag(object, tag);
     } else {
-        const Matrix place = ~placeBelow(info.object, tag->GetObject()) * tag->GetMl();
+        const Matrix place = tagPlace(info.object, *tag);
         const auto* camera =
             static_cast<const BaseObject*>(tag->GetDataInstance()->GetLink(TEXTURETAG_CAMERA, tag->GetDocument()));
         layer.generated.reset(GenerateUVW(object, projection, place, camera));
@@ -124,6 +124,10 @@ TextureTag* lastPlainTag(const std::vector<TextureTag*>& tags) {
 }
 
 }  // namespace
+
+Matrix tagPlace(const BaseObject* object, const TextureTag& tag) {
+    return ~placeBelow(object, tag.GetObject()) * tag.GetMl();
+}
 
 PolygonObject* polygonObjectOf(const BaseObject* object) {
     if (!object) return nullptr;

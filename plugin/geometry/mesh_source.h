@@ -42,6 +42,10 @@ struct MeshSource {
     Int32 colorId = -1;
 };
 
+/// Place of a texture tag's projection in the space of `object`, which sees the tag on itself or on what it stands
+/// below.
+Matrix tagPlace(const BaseObject* object, const TextureTag& tag);
+
 /// Why an object has no mesh.
 enum class MeshRefusal : UChar { None, NoPolygons, NoSize, NotFinite, BadIndices };
 

@@ -11,7 +11,8 @@ using namespace row;
 constexpr ParameterChoice kSlots[] = {{0, "Static"}, {1, "Movable"}, {2, "Movable 2"}, {3, "Movable 3"}};
 constexpr ParameterChoice kMotions[] = {
     {0, "None"}, {1, "Transform"}, {2, "Transform and vertices"}, {3, "Velocity maps"}};
-constexpr ParameterChoice kBoundaries[] = {{0, "Edge and corner"}, {1, "Edge only"}, {2, "None"}};
+// What becomes of open edges, as the engine numbers it.
+constexpr ParameterChoice kBoundaries[] = {{0, "Default"}, {1, "Edges"}, {2, "Edges and corners"}, {3, "Fixed"}};
 constexpr ParameterChoice kParticleModes[] = {{0, "None"}, {1, "Instances"}, {2, "Volume"}};
 constexpr ParameterChoice kLightPasses[] = {{OBJTAG_LIGHT_PASS_ALL, "All"}, {OBJTAG_LIGHT_PASS_CUSTOM, "Custom"}};
 

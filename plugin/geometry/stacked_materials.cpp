@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "plugin/geometry/object_tags.h"
+#include "plugin/geometry/tag_projection.h"
 #include "plugin/materials/material_generation.h"
 #include "plugin/materials/material_manager.h"
 
@@ -45,7 +46,16 @@ ApiNode* moveOpacity(ApiNodeGraph& inner, ApiNode* material, const TextureTag& t
     return linker;
 }
 
-BuiltLayer buildLayer(MatManager& materials, ApiNodeGraph& outer, const TextureTag& tag, bool alpha) {
+/// A stack in the making.
+struct Stack {
+    const BaseObject* object = nullptr;
+    const TextureTag* meshTag = nullptr;  ///< whose coordinates the polygons have
+    std::vector<TextureTag*> tags;
+    std::vector<bool> alphas;
+};
+
+BuiltLayer buildLayer(MatManager& materials, ApiNodeGraph& outer, const Stack& stack, const TextureTag& tag,
+                      bool alpha) {
     BuiltLayer built;
     BaseMaterial* material = tag.GetMaterial();
     if (MatLink* source = materials.findLinkByMaterial(material)) {
@@ -65,20 +75,24 @@ BuiltLayer buildLayer(MatManager& materials, ApiNodeGraph& outer, const TextureT
     built.material = copy.outNode = createNode(NT_OUT_MATERIAL, *inner);
     connectIfChanged(copy.outNode, P_INPUT, copy.node);
     generateMaterial(materials, material, &copy);
+    if (&tag != stack.meshTag)
+        for (const MatNodeRec& record : copy.nodes())
+            if (record.node && record.node->isNode())
+                applyTagProjection(record.node->toNode(), stack.object, tag, stack.meshTag, materials.unitScale);
     if (alpha) built.alpha = moveOpacity(*inner, copy.node, tag);
     return built;
 }
 
-void buildStack(MatManager& materials, ApiNode* mesh, unsigned pin, const std::vector<TextureTag*>& tags,
-                const std::vector<bool>& alphas) {
+void buildStack(MatManager& materials, ApiNode* mesh, unsigned pin, const Stack& stack) {
     ApiNodeGraph* outer = createGraph(ApiProjectManager::rootNodeGraph(), "Stacked");
     if (!outer) return;
     setPluginDataIfChanged(outer, kStackMark);
     ApiNode* linker = createNode(NT_OUT_MATERIAL, *outer);
     ApiNode* result = nullptr;
-    for (std::size_t i = 0; i < tags.size(); ++i) {
-        if (!tags[i] || !tags[i]->GetMaterial()) continue;
-        const BuiltLayer layer = buildLayer(materials, *outer, *tags[i], alphas[i]);
+    for (std::size_t i = 0; i < stack.tags.size(); ++i) {
+        const TextureTag* tag = stack.tags[i];
+        if (!tag || !tag->GetMaterial()) continue;
+        const BuiltLayer layer = buildLayer(materials, *outer, stack, *tag, stack.alphas[i]);
         if (!layer.material) continue;
         if (!result) {
             result = layer.material;
@@ -113,13 +127,13 @@ void buildStackedMaterials(MatManager& materials, ApiNode* mesh, const SceneObje
         if (!entry.stacked || entry.tags.empty() || !slotIsOfLevel(entry, seen)) continue;
         const unsigned pin = mesh->staticPinCount() + static_cast<unsigned>(entry.slot);
         if (!mesh->hasPinIx(pin)) continue;
-        std::vector<TextureTag*> tags = entry.tags;
-        std::vector<bool> alphas = entry.alphaFlags;
-        if (alphas.front() && info.mainTextureTag) {
-            tags.insert(tags.begin(), info.mainTextureTag);
-            alphas.insert(alphas.begin(), false);
+        const bool ownTag = entry.selection.Content() && entry.primaryTag;
+        Stack stack{info.object, ownTag ? entry.primaryTag : info.mainTextureTag, entry.tags, entry.alphaFlags};
+        if (stack.alphas.front() && info.mainTextureTag) {
+            stack.tags.insert(stack.tags.begin(), info.mainTextureTag);
+            stack.alphas.insert(stack.alphas.begin(), false);
         }
-        buildStack(materials, mesh, pin, tags, alphas);
+        buildStack(materials, mesh, pin, stack);
     }
 }
 

@@ -7,8 +7,10 @@
 
 #include "host/runtime/plugin_registry.h"
 #include "plugin/core/ids.h"
+#include "plugin/materials/uv_transform.h"
 #include "tests/plugin/scene_fixture.h"
 #include "tests/plugin/support/graph_content.h"
+#include "tests/plugin/support/plugin_test.h"
 
 namespace lumora::test {
 namespace {
@@ -369,6 +371,77 @@ TEST_F(MovableTest, StackIsBuiltOnThePinOfItsPolygonsAndGoesWithTheMesh) {
     pass();
     ApiProjectManager::rootNodeGraph().getOwnedItems(after);
     EXPECT_EQ(after.size(), before.size() - 3) << "scatter, mesh and stack";
+}
+
+/// The first image below a node.
+const ApiNode* imageBelow(const ApiNode* node) {
+    if (!node || node->type() == NT_TEX_IMAGE || node->type() == NT_TEX_ALPHAIMAGE) return node;
+    for (unsigned pin = 0; pin < node->pinCount(); ++pin)
+        if (const ApiNode* found = imageBelow(node->connectedNodeIx(pin))) return found;
+    return nullptr;
+}
+
+TEST_F(MovableTest, LayersOfAStackLieWhereTheirTagsSay) {
+    ScratchFolder folder;
+    BaseBitmap bitmap;
+    ASSERT_EQ(bitmap.Init(2, 2, PixelFormat::Rgb8), ImageResult::Ok);
+    ASSERT_EQ(bitmap.Save(folder.path() + "decal.png"), ImageResult::Ok);
+    BaseMaterial *base = addMaterial("Base"), *decal = addMaterial("Decal");
+    decal->GetDataInstance()->SetBool(MATERIAL_USE_ALPHA, true);
+    BaseShader* picture = BaseShader::Alloc(Xbitmap);
+    picture->GetDataInstance()->SetFilename(BITMAPSHADER_FILENAME, folder.path() + "decal.png");
+    decal->InsertShader(picture);
+    decal->GetDataInstance()->SetLink(MATERIAL_ALPHA_SHADER, picture);
+    generate(base);
+    generate(decal);
+    PolygonObject* object = addMovable("A", Vector());
+    addUvs(object);
+    struct Tiling {
+        Float u0, v0, tu, tv;
+        void put(TextureTag* tag) const {
+            BaseContainer& d = *tag->GetDataInstance();
+            d.SetFloat(TEXTURETAG_OFFSETX, u0);
+            d.SetFloat(TEXTURETAG_OFFSETY, v0);
+            d.SetFloat(TEXTURETAG_TILESX, tu);
+            d.SetFloat(TEXTURETAG_TILESY, tv);
+        }
+        /// Of a point with these host coordinates, v upwards.
+        Float2 at(Float u, Float v) const {
+            return {static_cast<float>((u - u0) * tu), static_cast<float>(1 - (v - v0) * tv)};
+        }
+    };
+    const Tiling under{0.1, 0.2, 2, 3}, over{0.25, -0.5, 5, 0.5};
+    under.put(addTexture(object, base));
+    TextureTag* tag = addTexture(object, decal);
+    over.put(tag);
+    tag->GetDataInstance()->SetBool(TEXTURETAG_TILE, false);
+    pass();
+    const auto layerImage = [&] {
+        const ApiNode* mesh = link(1, 0).meshNode;
+        const ApiNode* mix = mesh->connectedNodeIx(mesh->staticPinCount() + 2)->connectedNode(P_INPUT);
+        return imageBelow(mix->connectedNode(P_AMOUNT));
+    };
+    const ApiNode* image = layerImage();
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(image->getPinInt(P_BORDER_MODE), 1) << "nothing beside the tile";
+    const ApiNode* transform = image->connectedNode(P_TRANSFORM);
+    ASSERT_NE(transform, nullptr);
+    PictureTransform placed;
+    placed.scale = transform->getFloat3(A_SCALE);
+    placed.translation = transform->getFloat3(A_TRANSLATION);
+    for (const Float u : {0.0, 0.3, 1.0}) {
+        for (const Float v : {0.0, 0.7, 1.0}) {
+            const Float2 got = lookUp(placed, under.at(u, v)), wanted = over.at(u, v);
+            EXPECT_NEAR(got.x, wanted.x, 1e-5f) << u << " " << v;
+            EXPECT_NEAR(got.y, wanted.y, 1e-5f) << u << " " << v;
+        }
+    }
+    tag->GetDataInstance()->SetInt32(TEXTURETAG_PROJECTION, P_FLAT);
+    pass();
+    image = layerImage();
+    ASSERT_NE(image, nullptr);
+    ASSERT_NE(image->connectedNode(P_PROJECTION), nullptr);
+    EXPECT_EQ(image->connectedNode(P_PROJECTION)->type(), NT_PROJ_FLAT);
 }
 
 TEST_F(MovableTest, SeriesOfEditsEndsWhereAFreshSendDoes) {
