@@ -170,6 +170,20 @@ void MaterialCompiler::describeLayers(const NodeRecord& node, Material& m) {
     }
 }
 
+void MaterialCompiler::describeToon(const NodeRecord& node, Material& m) {
+    m.toonBody = toonRamp(node, P_TOON_DIFFUSE_RAMP);
+    m.toonHighlight = toonRamp(node, P_TOON_SPECULAR_RAMP);
+    m.outlined = node.input(P_TOON_OUTLINE) != 0;
+    if (m.outlined) m.toonOutline = input(node, P_TOON_OUTLINE, {});
+    m.outlineWidth = std::clamp(nodes_.number(node, P_WIDTH, 0.3f), 0.0f, 1.0f);
+    m.cameraLit = nodes_.integer(node, P_TOON_LIGHT_MODE, 0) == 1;
+}
+
+std::uint32_t MaterialCompiler::toonRamp(const NodeRecord& node, PinId pin) {
+    static_cast<void>(node), static_cast<void>(pin);
+    return kNoRamp;
+}
+
 void MaterialCompiler::describeSurface(const NodeRecord& node, Material& m) {
     const Float3 one = splat(1.0f);
     m.kind = kindOf(node.type);
@@ -196,6 +210,7 @@ void MaterialCompiler::describeSurface(const NodeRecord& node, Material& m) {
             m.transmission = connectedInput(node, P_TRANSMISSION);
             break;
     }
+    if (m.kind == MaterialKind::Toon) describeToon(node, m);
     m.matte = nodes_.flag(node, P_MATTE, false);
     m.fakeShadows = nodes_.flag(node, P_FAKE_SHADOWS, false) && !m.transmission.none();
     m.affectAlpha = nodes_.flag(node, P_REFRACTION_ALPHA, false);

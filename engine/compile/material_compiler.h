@@ -25,6 +25,9 @@ private:
     void describeSurface(const NodeRecord& node, Material& m);
     void describeFacets(const NodeRecord& node, Material& m);
     void describeLayers(const NodeRecord& node, Material& m);
+    void describeToon(const NodeRecord& node, Material& m);
+    /// Index of the ramp on a pin; kNoRamp without one.
+    std::uint32_t toonRamp(const NodeRecord& node, PinId pin);
     EmissionId emission(const NodeRecord& node);
     MaterialInput input(const NodeRecord& node, PinId pin, Float3 fallback);
     MaterialInput connectedInput(const NodeRecord& node, PinId pin);

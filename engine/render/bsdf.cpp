@@ -57,6 +57,12 @@ Bsdf::Bsdf(const SurfaceModel& model, Float3 wo, Float3 normal, Float3 geometric
     }
     wo_ = toLocal(frame_, wo);
     wo_.z = std::max(wo_.z, 1e-5f);
+    if (m_.stepped) {
+        albedo_ = m_.toon.diffuse;
+        chance_[kToon] = 1.0f;
+        lobes_ = kDiffuseLobe;
+        return;
+    }
     const bool diffuseOnly = isBlack(m_.reflection) && m_.clear <= 0.0f && m_.metallic <= 0.0f && isBlack(m_.coating) &&
                              isBlack(m_.sheen) && isBlack(m_.diffuseTransmission);
     if (diffuseOnly) {
@@ -173,7 +179,7 @@ void Bsdf::choose(const std::array<float, kParts>& weights) {
     sum = 0.0f;
     for (const float c : chance_) sum += c;
     for (float& c : chance_) c /= sum;
-    if (chance_[kDiffuse] + chance_[kDiffuseThrough] > 0.0f) lobes_ |= kDiffuseLobe;
+    if (chance_[kToon] + chance_[kDiffuse] + chance_[kDiffuseThrough] > 0.0f) lobes_ |= kDiffuseLobe;
     if (chance_[kFacets] > 0.0f) lobes_ |= smooth_ ? kSpecularLobe : kGlossyLobe;
     if (chance_[kCoating] > 0.0f) lobes_ |= smoothCoating_ ? kSpecularLobe : kGlossyLobe;
     if (chance_[kSheen] + chance_[kBounces] > 0.0f) lobes_ |= kGlossyLobe;
@@ -182,7 +188,7 @@ void Bsdf::choose(const std::array<float, kParts>& weights) {
 
 void Bsdf::restrict(Lobes allowed) {
     std::array<float, kParts> weights = chance_;
-    if (!(allowed & kDiffuseLobe)) weights[kDiffuse] = weights[kDiffuseThrough] = 0.0f;
+    if (!(allowed & kDiffuseLobe)) weights[kToon] = weights[kDiffuse] = weights[kDiffuseThrough] = 0.0f;
     if (!(allowed & kGlossyLobe)) weights[kSheen] = weights[kBounces] = 0.0f;
     if (!(allowed & (smooth_ ? kSpecularLobe : kGlossyLobe))) weights[kFacets] = 0.0f;
     if (!(allowed & (smoothCoating_ ? kSpecularLobe : kGlossyLobe))) weights[kCoating] = 0.0f;
@@ -312,6 +318,11 @@ Float3 Bsdf::value(Float3 wi, Float3 direction, Lobes which, float& pdf) const {
     pdf = 0.0f;
     Float3 f{};
     const bool above = wi.z > 0.0f;
+    if (chance_[kToon] > 0.0f) {
+        if (!above) return {};
+        pdf = 0.5f * kInvPi;
+        return which & kDiffuseLobe ? m_.toon.value(wo_, wi) : Float3{};
+    }
     if (above && chance_[kDiffuse] > 0.0f) {
         pdf += chance_[kDiffuse] * wi.z * kInvPi;
         Float3 d = orenNayar(m_.diffuse, m_.diffuseRoughness, wo_, wi) * wi.z;
@@ -446,7 +457,9 @@ BsdfSample Bsdf::sample(const float u[3]) const {
             wi = sampleCosineHemisphere({u[0], u[1]});
             if (choice < bouncesThrough_) wi.z = -wi.z;
             break;
+        case kToon:
         case kSheen: {
+            if (part == kToon) s.lobe = kDiffuseLobe;
             const float r = std::sqrt(std::max(0.0f, 1.0f - u[0] * u[0])), phi = 2.0f * kPi * u[1];
             wi = {r * std::cos(phi), r * std::sin(phi), u[0]};
             break;

@@ -10,6 +10,7 @@
 
 #include "engine/render/bsdf/albedo_tables.h"
 #include "engine/render/bsdf/microfacet.h"
+#include "engine/render/bsdf/toon.h"
 #include "engine/render/sampler.h"
 #include "engine/render/surface.h"
 
@@ -51,6 +52,10 @@ struct SurfaceModel {
     float sheenRoughness = 0.2f;
     Float3 coating;
     float coatingAlpha = 0.0f, coatingEta = 1.5f;
+
+    bool stepped = false;  ///< scatters as `toon` says and by nothing else
+    ToonModel toon;
+    Float3 glow;  ///< radiance that is seen of it whatever the light
 };
 
 class Bsdf {
@@ -69,6 +74,8 @@ public:
 
     /// About the share of white light from all around that comes back or through.
     Float3 albedo() const { return albedo_; }
+    /// Radiance that is seen of it whatever the light: drawn lines and drawings without lights.
+    Float3 glow() const { return m_.glow; }
     Lobes lobes() const { return lobes_; }
     /// Whether evaluate() can give anything.
     bool finite() const { return lobes_ & (kDiffuseLobe | kGlossyLobe); }
@@ -79,7 +86,7 @@ public:
 
 private:
     /// What sample() chooses among.
-    enum Part { kDiffuse, kDiffuseThrough, kFacets, kBounces, kSheen, kCoating, kParts };
+    enum Part { kToon, kDiffuse, kDiffuseThrough, kFacets, kBounces, kSheen, kCoating, kParts };
 
     void prepareFacets();
     void prepareLayers();

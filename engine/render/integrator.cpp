@@ -31,7 +31,8 @@ struct Integrator::Path {
     float bsdfPdf = 0.0f;  ///< of the ray's direction
     bool specular = true;  ///< the ray's direction could not have been found by sampling lights
     bool straight = true;  ///< what is seen counts as seen directly for the alpha channel
-    int depth = 0;
+    float veil = 1.0f;     ///< what caught shadows leave of the background
+    int depth = 0, passed = 0;
     int diffuse = 0, glossy = 0, mirrored = 0;  ///< bounces of each kind
     RayKind kind = RayKind::Camera;
     PathState state;
@@ -152,6 +153,15 @@ bool Integrator::scatter(Path& path, const Hit& hit, Surface& surface, Sampler& 
         if (isBlack(result.albedo)) result.albedo = clamp01(bsdf.albedo());
         result.normal = surface.shadingNormal;
     }
+    if (path.specular && !isBlack(bsdf.glow())) {
+        const Float3 light = path.throughput * bsdf.glow();
+        result.color += light;
+        result.direct += light;
+    }
+    if (path.straight && scene_.shading->materials[surface.material].matte) {
+        catchShadow(path, hit, surface, bsdf, sampler);
+        return true;
+    }
     bsdf.restrict(path.allowed(maxDiffuse_, maxGlossy_, maxSpecular_));
     if (bsdf.black()) return false;
     path.throughput *= path.state.spectrum;
@@ -195,6 +205,22 @@ bool Integrator::scatter(Path& path, const Hit& hit, Surface& surface, Sampler& 
     return true;
 }
 
+/// A surface that is there for its shadows only: it darkens what lies behind by the share of light that it misses.
+void Integrator::catchShadow(Path& path, const Hit& hit, const Surface& surface, const Bsdf& bsdf,
+                             Sampler& sampler) const {
+    path.ray.tmin = beyond(hit, surface);
+    ++path.passed;
+    if (!choice_.any()) return;
+    const auto u = sampler.next4();
+    const Float3 from = surface.position + surface.normal * surface.offset;
+    const LightSample light = sampleLight(scene_, choice_, choice_.query(surface, from, false), u.data());
+    float pdf;
+    if (!(light.pdf > 0.0f) || !light.castsShadows || isBlack(bsdf.evaluate(light.direction, pdf))) return;
+    const float seen = average(transmittance({from, light.direction, 0.0f, light.distance * (1.0f - 0x1p-13f)}));
+    path.throughput *= seen;
+    path.veil *= seen;
+}
+
 PixelSample Integrator::trace(Ray ray, Sampler& sampler) const {
     PixelSample result;
     Path path;
@@ -204,13 +230,13 @@ PixelSample Integrator::trace(Ray ray, Sampler& sampler) const {
         result.color += indirect ? clampIndirect(light) : light;
         if (!indirect) result.direct += light;
     };
-    for (int passed = 0; passed < kMaxPassed;) {
+    while (path.passed < kMaxPassed) {
         const Hit hit = intersect(*scene_.geometry, path.ray);
         if (!hit.valid()) {
             if (path.straight) {
                 const PixelSample behind = background(path.ray);
                 add(path.throughput * behind.color);
-                result.alpha = behind.alpha;
+                result.alpha = 1.0f - (1.0f - behind.alpha) * path.veil;
             } else {
                 add(path.throughput * environmentHit(path));
             }
@@ -221,7 +247,7 @@ PixelSample Integrator::trace(Ray ray, Sampler& sampler) const {
         add(path.throughput * emitted);
         if (passes(path, surface, sampler)) {
             path.ray.tmin = beyond(hit, surface);
-            ++passed;
+            ++path.passed;
             continue;
         }
         if (path.depth == 0) {

@@ -39,6 +39,7 @@ private:
     Float3 clampIndirect(Float3 c) const;
     bool passes(const Path& path, const Surface& surface, Sampler& sampler) const;
     Float3 emittedAlong(const Path& path, const Hit& hit, const Surface& surface) const;
+    void catchShadow(Path& path, const Hit& hit, const Surface& surface, const Bsdf& bsdf, Sampler& sampler) const;
     bool scatter(Path& path, const Hit& hit, Surface& surface, Sampler& sampler, PixelSample& result) const;
 
     const RenderScene& scene_;

@@ -52,6 +52,8 @@ struct MaterialInput {
     bool none() const { return texture == kNoTexture && isBlack(value); }
 };
 
+inline constexpr std::uint32_t kNoRamp = ~0u;
+
 struct Material {
     MaterialKind kind = MaterialKind::Diffuse;
     bool smooth = true;        ///< shade with the mesh's normals
@@ -77,13 +79,15 @@ struct Material {
     MaterialInput roughness, rotation, filmWidth;
     MaterialInput sheen, sheenRoughness, coating, coatingRoughness;
     MaterialInput toonOutline;
-    TextureId indexMap = kNoTexture;  ///< takes the place of `index`
-    TextureId toonDiffuse = kNoTexture, toonSpecular = kNoTexture;
+    TextureId indexMap = kNoTexture;                            ///< takes the place of `index`
+    std::uint32_t toonBody = kNoRamp, toonHighlight = kNoRamp;  ///< index into Shading::toonRamps
     float index = 1.3f, coatingIndex = 1.5f, filmIndex = 1.45f;
     float dispersion = 0.0f;  ///< Cauchy's second coefficient, square micrometres
     float anisotropy = 0.0f;
-    float edgeRadius = 0.0f;  ///< metres
-    float outlineWidth = 0.3f;
+    float edgeRadius = 0.0f;    ///< metres
+    bool outlined = false;      ///< Toon: lines where the surface turns away
+    float outlineWidth = 0.3f;  ///< cosine to the viewer below which it is line
+    bool cameraLit = false;     ///< Toon: lit from where it is seen, not by the scene's lights
     Float3 metalIndex{1.3f, 1.3f, 1.3f}, metalExtinction;  ///< for red, green, blue
 };
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "engine/graph/record.h"
+#include "engine/render/bsdf/toon.h"
 #include "engine/render/embree.h"
 #include "engine/render/emitters.h"
 #include "engine/render/environment.h"
@@ -116,6 +117,7 @@ struct Geometry {
 struct Shading {
     TextureTable textures;
     std::vector<Emission> emissions;
+    std::vector<ToonRamp> toonRamps;
     std::vector<Material> materials;        ///< 0 is the default material
     std::vector<MaterialId> slotMaterials;  ///< parallel to Geometry::slots
     bool transparent = false;               ///< some material is not opaque

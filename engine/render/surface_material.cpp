@@ -27,16 +27,24 @@ Float3 spectrumAt(float wavelength) {
 
 class Resolver {
 public:
-    Resolver(const RenderScene& scene, const Material& material, const Surface& surface, PathState& path,
+    Resolver(const RenderScene& scene, const Material& material, const Surface& surface, PathState& path, Float3 wo,
              Sampler& sampler)
-        : textures_(scene.shading->textures), m_(material), surface_(surface), path_(path), sampler_(sampler) {}
+        : shading_(*scene.shading),
+          textures_(scene.shading->textures),
+          wo_(wo),
+          m_(material),
+          surface_(surface),
+          path_(path),
+          sampler_(sampler) {}
 
     SurfaceModel resolve() {
         SurfaceModel& r = result_;
         switch (m_.kind) {
             case MaterialKind::Diffuse:
-            case MaterialKind::Toon:
                 diffuse();
+                break;
+            case MaterialKind::Toon:
+                toon();
                 break;
             case MaterialKind::Glossy:
                 r.diffuse = color(m_.albedo);
@@ -81,6 +89,27 @@ private:
         r.diffuseTransmission = color(m_.transmission);
         // What goes through is not there to be reflected.
         r.diffuse *= splat(1.0f) - r.diffuseTransmission;
+    }
+
+    void toon() {
+        SurfaceModel& r = result_;
+        const float facing = dot(surface_.shadingNormal, wo_);
+        r.stepped = true;
+        r.toon.body = m_.toonBody == kNoRamp ? &ToonRamp::body() : &shading_.toonRamps[m_.toonBody];
+        r.toon.highlight = m_.toonHighlight == kNoRamp ? &ToonRamp::highlight() : &shading_.toonRamps[m_.toonHighlight];
+        if (m_.outlined && facing < m_.outlineWidth) {
+            r.glow = color(m_.toonOutline);
+            return;
+        }
+        r.toon.diffuse = color(m_.albedo);
+        r.toon.specular = color(m_.specular);
+        const float rough = std::clamp(scalar(m_.roughness), 0.05f, 1.0f);
+        r.toon.exponent = std::max(2.0f / (rough * rough) - 2.0f, 8.0f);
+        if (!m_.cameraLit) return;
+        // The light of a white lamp beside the viewer.
+        const Float3 seen{0.0f, std::sqrt(std::max(0.0f, 1.0f - facing * facing)), std::max(facing, 0.0f)};
+        r.glow = r.toon.value(seen, seen) * (2.0f * kPi);
+        r.toon.diffuse = r.toon.specular = {};
     }
 
     void universal() {
@@ -149,7 +178,9 @@ private:
         result_.eta = surface_.front ? index : 1.0f / index;
     }
 
+    const Shading& shading_;
     const TextureTable& textures_;
+    Float3 wo_;
     const Material& m_;
     const Surface& surface_;
     PathState& path_;
@@ -180,7 +211,7 @@ Bsdf makeBsdf(const RenderScene& scene, const Hit& hit, Surface& surface, Float3
         model.diffuse = clamp01(material->albedo.color(shading.textures, surface.at));
         return Bsdf(model, wo, surface.shadingNormal, surface.normal, {});
     }
-    const SurfaceModel model = Resolver(scene, *material, surface, path, sampler).resolve();
+    const SurfaceModel model = Resolver(scene, *material, surface, path, wo, sampler).resolve();
     Float3 tangent;
     if (material->anisotropy != 0.0f) {
         tangent = tangentAt(scene, hit, surface);

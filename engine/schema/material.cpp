@@ -16,7 +16,7 @@ Pins film() {
 }
 
 Pins microfacets() {
-    return {choice(P_BRDF, "BRDF model", 0, 8), grey(P_ROUGHNESS, "Roughness", 0),
+    return {choice(P_BRDF, "BRDF model", 0, 5), grey(P_ROUGHNESS, "Roughness", 0),
             number(P_ANISOTROPY, "Anisotropy", 0, -1, 1), grey(P_ROTATION, "Rotation", 0)};
 }
 
@@ -26,7 +26,7 @@ Pins sheen() {
 
 Pins coating() {
     return {colour(P_COATING, "Coating", 0), grey(P_COATING_ROUGHNESS, "Coating roughness", 0),
-            number(P_COATING_IOR, "Coating index of refraction", 1.5f, 0, 8)};
+            number(P_COATING_IOR, "Coating index of refraction", 1.5f, 1, 8)};
 }
 
 Pins transmission() {
