@@ -1,6 +1,7 @@
 // How fast the engine builds and samples. One line a figure; run on an idle machine.
 #include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <thread>
 
 #include "engine/compile/scene_compiler.h"
@@ -26,6 +27,40 @@ NodeRecordPtr cornellBox(Scene& scene) {
     scene.camera.set(P_POSITION, Float3{0, 0, 4}).set(P_FOV, 38.0f);
     return scene.keep(m.node({scene.diffuse(splat(0.75f)), scene.diffuse({0.63f, 0.06f, 0.05f}),
                               scene.diffuse({0.14f, 0.45f, 0.09f}), scene.emitter({17, 12, 6})}));
+}
+
+/// The box with three spheres in place of the blocks: diffuse, rough metal, clear glass.
+NodeRecordPtr spheresInBox(Scene& scene, int depth) {
+    MeshData m;
+    m.quad({-1, -1, 1}, {1, -1, 1}, {1, -1, -1}, {-1, -1, -1}, 0)
+        .quad({-1, 1, -1}, {1, 1, -1}, {1, 1, 1}, {-1, 1, 1}, 0);
+    m.quad({-1, -1, -1}, {1, -1, -1}, {1, 1, -1}, {-1, 1, -1}, 0);
+    m.quad({-1, -1, 1}, {-1, -1, -1}, {-1, 1, -1}, {-1, 1, 1}, 1)
+        .quad({1, -1, -1}, {1, -1, 1}, {1, 1, 1}, {1, 1, -1}, 2);
+    m.quad({-0.3f, 0.99f, -0.3f}, {0.3f, 0.99f, -0.3f}, {0.3f, 0.99f, 0.3f}, {-0.3f, 0.99f, 0.3f}, 3);
+    scene.camera.set(P_POSITION, Float3{0, 0, 4}).set(P_FOV, 38.0f);
+    scene.kernel.set(P_MAX_DIFFUSE_DEPTH, depth).set(P_MAX_GLOSSY_DEPTH, depth);
+    const auto constantOn = [&](Node node, PinId pin, Float3 value) {
+        return node.connect(pin, scene.keep(rgb(value)));
+    };
+    Node metal = constantOn(Node(NT_MAT_METALLIC), P_SPECULAR, {0.95f, 0.8f, 0.5f});
+    metal.connect(P_ROUGHNESS, scene.keep(constant(0.4f)));
+    Node glass(NT_MAT_SPECULAR);
+    glass.set(P_INDEX, 1.5f);
+    std::vector<NodeRecordPtr> parts = {
+        scene.keep(m.node({scene.diffuse(splat(0.75f)), scene.diffuse({0.63f, 0.06f, 0.05f}),
+                           scene.diffuse({0.14f, 0.45f, 0.09f}), scene.emitter({17, 12, 6})}))};
+    const std::vector<NodeRecordPtr> materials = {scene.diffuse({0.3f, 0.4f, 0.7f}), scene.keep(metal),
+                                                  scene.keep(glass)};
+    const Float3 centers[] = {{-0.55f, -0.65f, -0.3f}, {0.0f, -0.65f, -0.6f}, {0.5f, -0.65f, 0.2f}};
+    for (std::size_t i = 0; i < 3; ++i) {
+        Matrix<float> place = scaling(splat(0.35f));
+        place.m[0][3] = centers[i].x;
+        place.m[1][3] = centers[i].y;
+        place.m[2][3] = centers[i].z;
+        parts.push_back(scene.scatter(scene.keep(MeshData::sphere(96, 48).node({materials[i]})), {place}));
+    }
+    return scene.group(parts);
 }
 
 /// A rolling sheet of n by n quads.
@@ -81,13 +116,19 @@ void tracing(const char* name, const RenderScene& scene) {
                 static_cast<double>(second.size()) / seconds(start) * 1e-6);
 }
 
-void sampling(const char* name, const SceneDelta& delta, unsigned threads) {
+/// Time that the process spent on processors: a figure that other work on the machine does not spoil as much.
+double processorSeconds() {
+    return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
+}
+
+void sampling(const char* name, const SceneDelta& delta, unsigned threads, double samples) {
     Render render(threads);
     const auto start = std::chrono::steady_clock::now();
+    const double busy = processorSeconds();
     render.picture(delta);
     const Statistics s = render.renderer().statistics(RP_BEAUTY);
-    std::printf("%s, %u threads: %.3f million samples a second, %.2f s in all\n", name, threads,
-                s.samplesPerSecond * 1e-6, seconds(start));
+    std::printf("%s, %u threads: %.3f million samples a second, %.3f for each second of a processor, %.2f s in all\n",
+                name, threads, s.samplesPerSecond * 1e-6, samples / (processorSeconds() - busy) * 1e-6, seconds(start));
 }
 
 void building(const char* name, Scene& scene, const NodeRecordPtr& geometry, std::size_t polygons) {
@@ -121,6 +162,35 @@ void editing(const char* name, SceneCompiler& compiler, const SceneDelta& base, 
         longest = std::max(longest, time);
     }
     std::printf("%s: %.2f ms, at most %.2f ms\n", name, sum / edits * 1e3, longest * 1e3);
+}
+
+/// Materials of many kinds, each with nodes of its own for its values: made all at once, and one value changed.
+void compilingMaterials(int count) {
+    Scene scene(64, 64, 1);
+    std::vector<NodeRecordPtr> values;
+    const NodeType types[] = {NT_MAT_DIFFUSE, NT_MAT_GLOSSY, NT_MAT_SPECULAR, NT_MAT_METALLIC, NT_MAT_UNIVERSAL};
+    MeshData mesh;
+    std::vector<NodeRecordPtr> materials;
+    for (int i = 0; i < count; ++i) {
+        const float x = static_cast<float>(i);
+        mesh.quad({x, 0, 0}, {x + 1, 0, 0}, {x + 1, 1, 0}, {x, 1, 0}, i);
+        Node node(types[i % 5]);
+        values.push_back(scene.keep(constant(0.5f)));
+        node.connect(P_ROUGHNESS, values.back());
+        node.connect(P_OPACITY, scene.keep(constant(1.0f)));
+        for (const PinId pin : {P_DIFFUSE, P_ALBEDO, P_SPECULAR, P_TRANSMISSION}) {
+            if (NodeRecordPtr(node)->pin(pin)) node.connect(pin, scene.keep(rgb({0.2f, 0.4f, 0.6f})));
+        }
+        materials.push_back(scene.keep(node));
+    }
+    SceneCompiler compiler(nullptr);
+    const NodeRecordPtr geometry = scene.keep(mesh.node(materials));
+    const SceneDelta delta = scene.delta(geometry);
+    std::printf("%d materials: first build %.2f ms\n", count, compiler.apply(delta).seconds * 1e3);
+    editing("Changing one value of a material", compiler, delta, 50, [&](int i) {
+        return NodeRecordPtr(
+            Node(values[static_cast<std::size_t>(i * 7 % count)]).set(A_VALUE, 0.01f * static_cast<float>(i)));
+    });
 }
 
 /// Moving one of many instances of one scatter, as an array of all matrices arrives.
@@ -212,15 +282,25 @@ void run() {
         SceneCompiler compiler(nullptr);
         tracing("Cornell box", *compiler.apply(scene.delta(box)).scene);
         for (unsigned threads = 1; threads <= std::thread::hardware_concurrency(); threads *= 2) {
-            sampling("Cornell box, path tracing", scene.delta(box), threads);
+            sampling("Cornell box, path tracing", scene.delta(box), threads, 512 * 512 * 32);
         }
     }
+    for (const int depth : {8, 24}) {
+        Scene scene(512, 512, 32);
+        const NodeRecordPtr box = spheresInBox(scene, depth);
+        const std::string name = "Cornell box with spheres at depth " + std::to_string(depth);
+        for (unsigned threads = 1; threads <= std::thread::hardware_concurrency(); threads *= 2) {
+            sampling(name.c_str(), scene.delta(box), threads, 512 * 512 * 32);
+        }
+    }
+    compilingMaterials(1000);
     {
         Scene scene(1024, 1024, 4);
         scene.environment(splat(1.0f));
         const NodeRecordPtr mesh = sheet(scene, 1000);
         building("Sheet of a million quads", scene, mesh, 1000000);
-        sampling("Sheet of a million quads, path tracing", scene.delta(mesh), std::thread::hardware_concurrency());
+        sampling("Sheet of a million quads, path tracing", scene.delta(mesh), std::thread::hardware_concurrency(),
+                 1024 * 1024 * 4);
     }
     moving(100000);
     movingObjects(10000);

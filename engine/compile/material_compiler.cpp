@@ -176,12 +176,19 @@ void MaterialCompiler::describeToon(const NodeRecord& node, Material& m) {
     m.outlined = node.input(P_TOON_OUTLINE) != 0;
     if (m.outlined) m.toonOutline = input(node, P_TOON_OUTLINE, {});
     m.outlineWidth = std::clamp(nodes_.number(node, P_WIDTH, 0.3f), 0.0f, 1.0f);
-    m.cameraLit = nodes_.integer(node, P_TOON_LIGHT_MODE, 0) == 1;
+    m.toonLighting = static_cast<ToonLighting>(std::clamp(nodes_.integer(node, P_TOON_LIGHT_MODE, 0), 0, 2));
 }
 
 std::uint32_t MaterialCompiler::toonRamp(const NodeRecord& node, PinId pin) {
-    static_cast<void>(node), static_cast<void>(pin);
-    return kNoRamp;
+    const TextureId id = textures_.connected(node, pin);
+    if (id == kNoTexture) return kNoRamp;
+    ToonRamp ramp;
+    for (std::size_t i = 0; i < ToonRamp::kSize; ++i) {
+        const float x = (static_cast<float>(i) + 0.5f) / static_cast<float>(ToonRamp::kSize);
+        ramp.values[i] = clamp01(out_.textures.ramp(id, x, {}));
+    }
+    out_.toonRamps.push_back(ramp);
+    return static_cast<std::uint32_t>(out_.toonRamps.size() - 1);
 }
 
 void MaterialCompiler::describeSurface(const NodeRecord& node, Material& m) {

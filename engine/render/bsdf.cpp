@@ -114,7 +114,7 @@ void Bsdf::prepareFacets() {
     if (dielectric && !isBlack(m_.reflection) && !isBlack(body)) {
         covered_ = true;
         if (m_.filmWidth <= 0.0f) {
-            belowReflection_ = AlbedoTables::get(m_.brdf).reflection(alpha, m_.eta < 1.0f ? 1.0f / m_.eta : m_.eta);
+            belowReflection_ = AlbedoTables::get(m_.brdf).reflection(alpha, surfaceEta());
             const Float3 seen = diffuseShare(wo_.z);
             diffuseScale_ = divide(seen, kOne - m_.reflection * belowReflection_.mean);
             body *= seen;
@@ -229,8 +229,7 @@ void Bsdf::fresnel(float cosine, Float3& reflected, Float3& refracted) const {
     const float share = 1.0f - m_.metallic;
     if (!(share > 0.0f)) return;
     float cosT;
-    // An opaque body is looked at from outside only.
-    const float eta = m_.clear > 0.0f || m_.eta >= 1.0f ? m_.eta : 1.0f / m_.eta;
+    const float eta = surfaceEta();
     Float3 f = splat(fresnelDielectric(cosine, eta, cosT));
     // The film lies on the side of the air.
     if (m_.filmWidth > 0.0f && cosT > 0.0f) {

@@ -88,6 +88,8 @@ private:
     /// What sample() chooses among.
     enum Part { kToon, kDiffuse, kDiffuseThrough, kFacets, kBounces, kSheen, kCoating, kParts };
 
+    /// Index beyond the surface. An opaque body is looked at from outside only.
+    float surfaceEta() const { return m_.clear > 0.0f || m_.eta >= 1.0f ? m_.eta : 1.0f / m_.eta; }
     void prepareFacets();
     void prepareLayers();
     void choose(const std::array<float, kParts>& weights);

@@ -180,7 +180,7 @@ bool Integrator::scatter(Path& path, const Hit& hit, Surface& surface, Sampler& 
     ++path.depth;
     path.specular = s.specular();
     path.bsdfPdf = s.pdf;
-    path.straight = path.straight && s.specular() && s.transmitted() && affectAlpha;
+    path.straight = path.straight && affectAlpha && s.transmitted() && !(s.lobe & kDiffuseLobe);
     path.kind = s.transmitted() ? RayKind::Refraction : RayKind::Specular;
     if (s.lobe & kDiffuseLobe) {
         ++path.diffuse;

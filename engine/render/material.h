@@ -38,6 +38,13 @@ enum class IndexMode : std::uint8_t {
     SpectralIndex  ///< a complex index for each channel
 };
 
+/// What lights a toon material.
+enum class ToonLighting : std::uint8_t {
+    Scene,      ///< all that lights other materials
+    Camera,     ///< a white lamp beside the viewer
+    ToonLights  ///< toon lights alone, without shadows
+};
+
 /// A value of a material: the texture where there is one, else the constant.
 struct MaterialInput {
     Float3 value;
@@ -87,7 +94,7 @@ struct Material {
     float edgeRadius = 0.0f;    ///< metres
     bool outlined = false;      ///< Toon: lines where the surface turns away
     float outlineWidth = 0.3f;  ///< cosine to the viewer below which it is line
-    bool cameraLit = false;     ///< Toon: lit from where it is seen, not by the scene's lights
+    ToonLighting toonLighting = ToonLighting::Scene;
     Float3 metalIndex{1.3f, 1.3f, 1.3f}, metalExtinction;  ///< for red, green, blue
 };
 

@@ -105,10 +105,23 @@ private:
         r.toon.specular = color(m_.specular);
         const float rough = std::clamp(scalar(m_.roughness), 0.05f, 1.0f);
         r.toon.exponent = std::max(2.0f / (rough * rough) - 2.0f, 8.0f);
-        if (!m_.cameraLit) return;
-        // The light of a white lamp beside the viewer.
-        const Float3 seen{0.0f, std::sqrt(std::max(0.0f, 1.0f - facing * facing)), std::max(facing, 0.0f)};
-        r.glow = r.toon.value(seen, seen) * (2.0f * kPi);
+        if (m_.toonLighting == ToonLighting::Scene) return;
+        const Frame frame(surface_.shadingNormal);
+        const auto local = [&](Float3 v) { return Float3{dot(frame.s, v), dot(frame.t, v), dot(frame.n, v)}; };
+        // As bright as the colour is, where the light falls straight.
+        const auto lit = [&](Float3 direction) {
+            const Float3 wi = local(direction);
+            return wi.z > 0.0f ? r.toon.value(local(wo_), wi) * (2.0f * kPi) : Float3{};
+        };
+        if (m_.toonLighting == ToonLighting::Camera) {
+            r.glow = lit(wo_);
+        } else {
+            for (const ToonLight& light : shading_.toonLights) {
+                const Float3 direction =
+                    light.directional ? light.direction : normalize(light.position - surface_.position);
+                r.glow += lit(direction) * light.color;
+            }
+        }
         r.toon.diffuse = r.toon.specular = {};
     }
 

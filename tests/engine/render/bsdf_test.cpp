@@ -134,6 +134,9 @@ std::vector<Case> cases() {
     half.refraction = splat(0.5f);
     half.clear = 0.5f;
     add("half of everything", half, false, 0.02f);
+    SurfaceModel inside = half;
+    inside.eta = 1.0f / half.eta;
+    add("half of everything from inside", inside, false, 0.02f);
     add("half of everything, coated", sheened(coated(half, 0.1f), 0.4f), false, 0.02f);
     return all;
 }
