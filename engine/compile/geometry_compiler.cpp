@@ -101,6 +101,7 @@ Bounds transformBounds(const Matrix<float>& m, Float3 lower, Float3 upper) {
 /// One compilation: what is being made, and what was met on the way.
 struct GeometryCompiler::Walk {
     const NodeTable& nodes;
+    ImageStore& images;
     const LogFunction& log;
     std::shared_ptr<Geometry> out = std::make_shared<Geometry>();
     std::vector<CachedMesh*> meshes;   ///< in the order in which they were met
@@ -118,8 +119,12 @@ struct GeometryCompiler::Walk {
 void GeometryCompiler::meshLeaf(Walk& walk, const NodeRecordPtr& node, Leaves& out) {
     CachedMesh& cached = meshes_[node->uid];
     if (cached.stamp != stamp_) {  // met for the first time in this compilation
-        if (cached.node != node) {
+        auto displacement = displacementOf(walk.nodes, *node, walk.images, walk.log);
+        const auto& old = cached.source.displacement;
+        const bool sameHeights = displacement && old ? *displacement == *old : !displacement && !old;
+        if (cached.node != node || !sameHeights) {
             MeshSource source = meshSource(*node);
+            source.displacement = sameHeights ? old : std::move(displacement);
             if (!cached.node || !(cached.source == source)) {
                 cached.mesh = nullptr;
                 cached.source = std::move(source);
@@ -365,11 +370,11 @@ void GeometryCompiler::place(Walk& walk, const Leaves& leaves) {
     }
 }
 
-std::shared_ptr<const Geometry> GeometryCompiler::compile(const NodeTable& nodes, ItemUid root,
+std::shared_ptr<const Geometry> GeometryCompiler::compile(const NodeTable& nodes, ItemUid root, ImageStore& images,
                                                           const std::shared_ptr<const Geometry>& previous,
                                                           const LogFunction& log) {
     ++stamp_;
-    Walk walk{nodes, log};
+    Walk walk{nodes, images, log};
     Leaves leaves;
     flatten(walk, root, leaves);
     buildMeshes(walk);

@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "engine/compile/displacement.h"
 #include "engine/compile/mesh_builder.h"
 #include "engine/compile/top_level.h"
 
@@ -21,7 +22,8 @@ public:
     explicit GeometryCompiler(RTCDeviceTy* device) : device_(device) {}
 
     /// The geometry below a node; `previous` may be null. Throws std::bad_alloc and std::runtime_error.
-    std::shared_ptr<const Geometry> compile(const NodeTable& nodes, ItemUid root,
+    /// `images`: those that displacement reads.
+    std::shared_ptr<const Geometry> compile(const NodeTable& nodes, ItemUid root, ImageStore& images,
                                             const std::shared_ptr<const Geometry>& previous, const LogFunction& log);
 
     /// How the instances of the last compilation differ from those before.

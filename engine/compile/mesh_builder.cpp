@@ -6,6 +6,7 @@
 
 #include <stdexcept>
 
+#include "engine/compile/displacement.h"
 #include "engine/compile/subdivision.h"
 
 namespace Lumora::engine {
@@ -309,14 +310,21 @@ std::shared_ptr<const CompiledMesh> buildMesh(RTCDeviceTy* device, const MeshSou
     why.clear();
     std::shared_ptr<CompiledMesh> mesh = checkedMesh(source, why);
     if (!mesh) return nullptr;
-    if (source.subdivision.level > 0) {
-        const MeshSource refined = subdivide(*mesh, *source.verticesPerPolygon, source.subdivision, why);
+    SharedArray<int> perPolygon = source.verticesPerPolygon;
+    const auto replace = [&](const MeshSource& refined, const char* what) {
+        if (!refined.vertices) return true;
         std::string broken;
-        if (refined.vertices) mesh = checkedMesh(refined, broken);
-        if (!mesh) {
-            why = "its subdivision leaves no usable surface, " + broken;
-            return nullptr;
-        }
+        mesh = checkedMesh(refined, broken);
+        perPolygon = refined.verticesPerPolygon;
+        if (!mesh) why = std::string("its ") + what + " leaves no usable surface, " + broken;
+        return mesh != nullptr;
+    };
+    if (source.subdivision.level > 0 &&
+        !replace(subdivide(*mesh, *perPolygon, source.subdivision, why), "subdivision")) {
+        return nullptr;
+    }
+    if (source.displacement && !replace(displace(*mesh, *perPolygon, *source.displacement, why), "displacement")) {
+        return nullptr;
     }
     buildEmbree(device, *mesh);
     return mesh;

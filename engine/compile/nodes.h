@@ -22,7 +22,12 @@ class NodeTable {
 public:
     /// The record of a node, or null. Valid until the node is replaced or removed.
     const NodeRecord* find(ItemUid uid) const { return share(uid).get(); }
-    /// The same, to be kept.
+    /// The same without counting as read.
+    const NodeRecord* peek(ItemUid uid) const {
+        const auto it = entries_.find(uid);
+        return it == entries_.end() ? nullptr : it->second.record.get();
+    }
+    /// As find(), to be kept.
     const NodeRecordPtr& share(ItemUid uid) const {
         if (trace_) trace_->push_back(uid);
         if (reading_) {

@@ -68,6 +68,10 @@ void SceneCompiler::markStale(const SceneDelta& delta) {
                    std::any_of(delta.changed.begin(), delta.changed.end(),
                                [&](const NodeRecordPtr& record) { return touched(record->uid); });
     }
+    geometryNodes_.stale = geometryNodes_.stale ||
+                           std::any_of(delta.changed.begin(), delta.changed.end(), [&](const NodeRecordPtr& record) {
+                               return movesOtherwise(nodes_.peek(record->uid), *record);
+                           });
 }
 
 std::shared_ptr<const Environment> SceneCompiler::environment(EnvironmentCompiler& compiler, Dependency& dependency,
@@ -120,7 +124,7 @@ RenderScenePtr SceneCompiler::build() {
     const ItemUid root = target->input(P_RENDER_GEOMETRY);
     if (geometryNodes_.stale || geometryNodes_.root != root || !old) {
         Reading reading(nodes_, geometryNodes_, root);
-        scene->geometry = geometry_->compile(nodes_, root, oldGeometry, log_);
+        scene->geometry = geometry_->compile(nodes_, root, images_, oldGeometry, log_);
         reading.finish();
     } else {
         scene->geometry = oldGeometry;

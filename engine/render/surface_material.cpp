@@ -210,7 +210,13 @@ Bsdf makeBsdf(const RenderScene& scene, const Hit& hit, Surface& surface, Float3
     const Shading& shading = *scene.shading;
     const Material* material = &shading.materials[surface.material];
     for (int nested = 0; material->kind == MaterialKind::Mix && nested < kMaxNestedMixes; ++nested) {
-        const float t = clamp01(shading.textures.scalar(material->amount, surface.at));
+        float t = clamp01(shading.textures.scalar(material->amount, surface.at));
+        if (!material->opaque) {
+            // The path has not passed through: each part counts by what it holds back.
+            const float first = (1.0f - t) * opacityOf(scene, material->first, surface);
+            const float second = t * opacityOf(scene, material->second, surface);
+            if (first + second > 0.0f) t = second / (first + second);
+        }
         surface.material = sampler.next1() < t ? material->second : material->first;
         material = &shading.materials[surface.material];
     }

@@ -21,8 +21,8 @@ public:
         return lerp(values[static_cast<std::size_t>(i)], values[static_cast<std::size_t>(i) + 1],
                     x - static_cast<float>(i));
     }
-    std::array<float, kSize> values{};
-    float mean = 0.0f;  ///< over a hemisphere, weighted by the cosine
+    std::array<float, kSize> values;  ///< left as it is until it is filled: hits hold several that few need
+    float mean;                       ///< over a hemisphere, weighted by the cosine
 };
 
 /// One for each model of facets, built at first use in some tens of milliseconds; never changes.

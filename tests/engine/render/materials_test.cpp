@@ -144,6 +144,23 @@ TEST(Materials, MixesNestAndShareByTheirAmount) {
     EXPECT_NEAR(seenOf(scene, top, false).y, wanted, 0.01f);
 }
 
+/// Half of the surface is not there; what is left is its other half, not a mean of both.
+TEST(Materials, MixWithSomethingTransparentShowsTheRest) {
+    Scene scene(8, 8, 256);
+    scene.environment({0.2f, 0.2f, 1.0f});
+    scene.camera.set(P_FOV, 2.0f);
+    const NodeRecordPtr gone = make(scene, NT_MAT_DIFFUSE, {colour(P_DIFFUSE, {1, 0, 0}), grey(P_OPACITY, 0.0f)});
+    Node mix(NT_MAT_MIX);
+    const NodeRecordPtr half = scene.keep(mix.connect(P_AMOUNT, scene.keep(constant(0.5f)))
+                                              .connect(P_MATERIAL1, gone)
+                                              .connect(P_MATERIAL2, scene.emitter({0, 1, 0})));
+    const NodeRecordPtr mesh =
+        scene.keep(MeshData().quad({-1, -1, 0}, {1, -1, 0}, {1, 1, 0}, {-1, 1, 0}, 0).node({half}));
+    const Float3 c = mean(Render().picture(scene.delta(mesh)), 0, 0, 8, 8);
+    EXPECT_NEAR(c.x, 0.1f, 0.01f) << "nothing of the red one";
+    EXPECT_NEAR(c.z, 0.5f, 0.05f) << "half of the world behind";
+}
+
 TEST(Materials, BouncesAreCountedByKind) {
     // Two mirrors face each other; the camera looks at one of them from the side of the other: a corridor that ends
     // after as many reflections as are allowed, before a wall that glows.

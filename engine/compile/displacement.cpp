@@ -1,0 +1,151 @@
+#include "engine/compile/displacement.h"
+
+#include <tbb/blocked_range.h>
+#include <tbb/parallel_for.h>
+
+#include "engine/compile/subdivision.h"
+#include "engine/compile/texture_compiler.h"
+
+namespace Lumora::engine {
+
+namespace {
+
+/// A displaced mesh gets no more polygons than this.
+constexpr std::uint64_t kMaxPolygons = 500'000;
+constexpr int kMaxNesting = 64;
+
+/// The displacement node of a material: its own, or of a mix the first of its parts that has one.
+ItemUid displacementNode(const NodeTable& nodes, ItemUid material, int depth = 0) {
+    const NodeRecord* node = material && depth < kMaxNesting ? nodes.peek(material) : nullptr;
+    if (!node || !node->pin(P_DISPLACEMENT)) return 0;
+    if (const ItemUid own = node->input(P_DISPLACEMENT)) return own;
+    if (node->type != NT_MAT_MIX) return 0;
+    const ItemUid first = displacementNode(nodes, node->input(P_MATERIAL1), depth + 1);
+    return first ? first : displacementNode(nodes, node->input(P_MATERIAL2), depth + 1);
+}
+
+void gather(const NodeTable& nodes, ItemUid uid, std::vector<NodeRecordPtr>& out, int depth = 0) {
+    const NodeRecordPtr& record = nodes.share(uid);
+    if (!record || depth > kMaxNesting || std::find(out.begin(), out.end(), record) != out.end()) return;
+    out.push_back(record);
+    for (const PinRecord& pin : record->pins) {
+        if (pin.input) gather(nodes, pin.input, out, depth + 1);
+    }
+}
+
+std::vector<Float3> vertexNormals(const std::vector<Float3>& vertices, const std::vector<int>& quads) {
+    std::vector<Float3> normals(vertices.size());
+    for (std::size_t i = 0; i + 3 < quads.size(); i += 4) {
+        const auto at = [&](std::size_t k) { return static_cast<std::size_t>(quads[i + k]); };
+        const Float3 n = cross(vertices[at(2)] - vertices[at(0)], vertices[at(3)] - vertices[at(1)]);
+        for (std::size_t k = 0; k < 4; ++k) normals[at(k)] += n;
+    }
+    for (Float3& n : normals) n = normalize(n);
+    return normals;
+}
+
+}  // namespace
+
+std::shared_ptr<const Displacement> displacementOf(const NodeTable& nodes, const NodeRecord& mesh, ImageStore& images,
+                                                   const LogFunction& log) {
+    std::vector<ItemUid> found;
+    for (std::size_t i = mesh.staticPinCount; i < mesh.pins.size(); ++i) {
+        found.push_back(displacementNode(nodes, mesh.pins[i].input));
+    }
+    if (std::all_of(found.begin(), found.end(), [](ItemUid uid) { return uid == 0; })) return nullptr;
+    auto out = std::make_shared<Displacement>();
+    TextureCompiler textures(nodes, images, out->textures, log);
+    for (const ItemUid uid : found) {
+        Displacement::Height height;
+        const NodeRecord* node = uid ? nodes.find(uid) : nullptr;
+        if (node) {
+            gather(nodes, uid, out->sources);
+            height.texture = textures.connected(*node, P_TEXTURE);
+            height.scale = nodes.number(*node, P_AMOUNT, 0.001f);
+            height.middle = nodes.number(*node, P_MID_LEVEL, 0.0f);
+            out->level = std::max(out->level, std::clamp(nodes.integer(*node, P_LEVEL, 10), 0, 16));
+        }
+        out->byMaterial.push_back(height);
+    }
+    textures.finish();
+    out->nodes = std::move(found);
+    return out;
+}
+
+bool movesOtherwise(const NodeRecord* before, const NodeRecord& after) {
+    if (!after.pin(P_DISPLACEMENT)) return false;
+    if (!before) return after.input(P_DISPLACEMENT) != 0;
+    if (before->input(P_DISPLACEMENT) != after.input(P_DISPLACEMENT)) return true;
+    return after.type == NT_MAT_MIX && (before->input(P_MATERIAL1) != after.input(P_MATERIAL1) ||
+                                        before->input(P_MATERIAL2) != after.input(P_MATERIAL2));
+}
+
+MeshSource displace(const CompiledMesh& mesh, const std::vector<int>& perPolygon, const Displacement& displacement,
+                    std::string& note) {
+    int level = 0;
+    for (std::uint64_t n = mesh.vertexIndices->size(); level < displacement.level && n <= kMaxPolygons; n *= 4) ++level;
+    // Sharp sides everywhere: the polygons keep their shape and are only divided.
+    MeshSource fine = subdivide(mesh, perPolygon, {std::max(level, 1), Boundary::EdgesAndCorners, 10.0f}, note);
+    if (!fine.vertices) return fine;
+    const std::vector<int>& indices = *fine.vertexIndices;
+    const std::vector<Float3>& vertices = *fine.vertices;
+    const std::vector<Float3> normals = vertexNormals(vertices, indices);
+    const std::size_t corners = indices.size();
+    std::vector<float> heights(corners);
+    std::vector<char> moved(corners);
+    tbb::parallel_for(tbb::blocked_range<std::size_t>(0, corners, 4096), [&](const auto& range) {
+        for (std::size_t c = range.begin(); c != range.end(); ++c) {
+            const auto material =
+                fine.materialIndices ? static_cast<std::size_t>((*fine.materialIndices)[c / 4]) : std::size_t{0};
+            if (material >= displacement.byMaterial.size()) continue;
+            const Displacement::Height& height = displacement.byMaterial[material];
+            if (height.texture == kNoTexture) continue;
+            TextureContext at;
+            const auto v = static_cast<std::size_t>(indices[c]);
+            at.worldPosition = at.objectPosition = vertices[v];
+            at.worldNormal = at.objectNormal = at.shadingNormal = normals[v];
+            at.view = -normals[v];
+            for (int set = 0; set < 3; ++set) {
+                const int from = fine.uvs[set] ? set : 0;
+                if (fine.uvs[from])
+                    at.uv[set] = (*fine.uvs[from])[static_cast<std::size_t>((*fine.uvIndices[from])[c])];
+            }
+            const float value = displacement.textures.scalar(height.texture, at);
+            heights[c] = std::isfinite(value) ? (value - height.middle) * height.scale : 0.0f;
+            moved[c] = 1;
+        }
+    });
+    // A vertex goes where the mean of its corners says, so that seams of the texture tear nothing.
+    std::vector<float> sum(vertices.size());
+    std::vector<int> count(vertices.size());
+    for (std::size_t c = 0; c < corners; ++c) {
+        sum[static_cast<std::size_t>(indices[c])] += heights[c];
+        ++count[static_cast<std::size_t>(indices[c])];
+    }
+    auto displaced = std::make_shared<std::vector<Float3>>();
+    displaced->reserve(vertices.size() + 1);
+    for (std::size_t v = 0; v < vertices.size(); ++v) {
+        displaced->push_back(vertices[v] + normals[v] * (sum[v] / static_cast<float>(std::max(count[v], 1))));
+    }
+    // Where nothing moves, the polygons keep the normals that they had.
+    const bool all = std::all_of(moved.begin(), moved.end(), [](char m) { return m != 0; });
+    if (all) {
+        fine.normals = std::make_shared<const std::vector<Float3>>(vertexNormals(*displaced, indices));
+        fine.normalIndices = fine.vertexIndices;
+    } else {
+        auto mixed = std::make_shared<std::vector<Float3>>(*fine.normals);
+        const std::vector<Float3> smooth = vertexNormals(*displaced, indices);
+        auto mixedIndices = std::make_shared<std::vector<int>>(*fine.normalIndices);
+        const std::size_t first = mixed->size();
+        mixed->insert(mixed->end(), smooth.begin(), smooth.end());
+        for (std::size_t c = 0; c < corners; ++c) {
+            if (moved[c]) (*mixedIndices)[c] = static_cast<int>(first) + indices[c];
+        }
+        fine.normals = std::move(mixed);
+        fine.normalIndices = std::move(mixedIndices);
+    }
+    fine.vertices = std::move(displaced);
+    return fine;
+}
+
+}  // namespace Lumora::engine
