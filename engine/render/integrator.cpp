@@ -69,6 +69,8 @@ Float3 Integrator::transmittance(Ray ray) const {
     for (int i = 0; i < kMaxPassed; ++i) {
         const Hit hit = intersect(*scene_.geometry, ray);
         if (!hit.valid()) return result;
+        const Material& material = scene_.shading->materials[materialAt(scene_, hit)];
+        if (material.opaque && !material.fakeShadows && !scene_.geometry->restricted) return {};
         const Surface surface = surfaceAt(scene_, hit, ray);
         if (surface.layer.shadowVisible) {
             result *= shadowPass(scene_, surface.material, surface, ray.direction);

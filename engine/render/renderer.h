@@ -24,21 +24,21 @@ namespace Lumora::engine {
 struct Image {
     RenderPassId pass{};
     Vec2<unsigned> size;
-    TonemapType type{};                      ///< 8-bit tonemapped, float tonemapped, or linear float
+    TonemapType type{};                                 ///< 8-bit tonemapped, float tonemapped, or linear float
     std::shared_ptr<std::vector<unsigned char>> bytes;  ///< 8-bit types
     std::shared_ptr<std::vector<float>> floats;         ///< float types
-    std::uint64_t changeLevel = 0;           ///< of the scene that it shows
+    std::uint64_t changeLevel = 0;                      ///< of the scene that it shows
     float samplesPerPixel = 0;
 };
 
 struct Statistics {
     float samplesPerPixel = 0, maxSamplesPerPixel = 0;
-    double samplesPerSecond = 0;             ///< film samples (pixels times passes) a second
-    float progress = 0;                      ///< 0 to 1
+    double samplesPerSecond = 0;  ///< film samples (pixels times passes) a second
+    float progress = 0;           ///< 0 to 1
     std::uint64_t geometryBytes = 0, imageBytes = 0, filmBytes = 0, nodeBytes = 0;
     std::uint64_t triangles = 0, meshes = 0, instances = 0, textures = 0;
     std::uint64_t meshesBuilt = 0, instancesBuilt = 0;  ///< since the start
-    double buildSeconds = 0;                 ///< of the last update
+    double buildSeconds = 0;                            ///< of the last update
     bool finished = false;
 };
 

@@ -23,6 +23,14 @@ struct Surface {
 /// Reads position, normals, texture coordinates, material and layer. `view` is the direction of the ray.
 Surface surfaceAt(const RenderScene& scene, const Hit& hit, const Ray& ray);
 
+/// The material of a hit, without the rest.
+inline MaterialId materialAt(const RenderScene& scene, const Hit& hit) {
+    const Geometry& g = *scene.geometry;
+    if (hit.plane()) return scene.shading->slotMaterials[g.planes[hit.instance - Hit::kPlane].slot];
+    const std::uint32_t mesh = g.instances[hit.instance].mesh;
+    return scene.shading->slotMaterials[g.meshSlot[mesh] + g.meshes[mesh]->material(hit.polygon)];
+}
+
 /// Applies the material's own choice of normal: flat, or its normal map.
 void applyNormal(const RenderScene& scene, const Hit& hit, const Material& material, Surface& surface);
 

@@ -217,34 +217,47 @@ TEST(Materials, FakeShadowsLetLightThroughPanes) {
 }
 
 /// A ridge with texture coordinates and normals of its own, before a wall, lit from the side and by a sky of two
-/// halves.
-Image ridge(NodeType type, const std::vector<Setter>& setters) {
-    Scene scene(24, 16, 16);
-    scene.kernel.set(P_ALPHA_CHANNEL, true).set(P_KEEP_ENVIRONMENT, true);
-    scene.camera.set(P_POSITION, Float3{0.2f, 0.4f, 4}).set(P_FOV, 38.0f);
-    const NodeRecordPtr material = make(scene, type, setters);
-    MeshData m;
-    m.quad({-1, -0.8f, 0}, {0, -0.8f, 0.6f}, {0, 0.8f, 0.6f}, {-1, 0.8f, 0}, 0);
-    m.quad({0, -0.8f, 0.6f}, {1, -0.8f, 0}, {1, 0.8f, 0}, {0, 0.8f, 0.6f}, 0);
-    m.normals = {normalize(Float3{-1, 0, 1}), {0, 0, 1}, normalize(Float3{1, 0, 1})};
-    m.normalIndices = {0, 1, 1, 0, 1, 2, 2, 1};
-    MeshData rest;
-    rest.quad({-3, -2, -1.5f}, {1.5f, -2, -1.5f}, {1.5f, 2, -1.5f}, {-3, 2, -1.5f}, 0);
-    rest.quad({2, 2, 2}, {2, 2, 0}, {3, 0, 0}, {3, 0, 2}, 1);
-    std::vector<float> sky;
-    for (int i = 0; i < 8; ++i) {
-        const float v = i % 4 == 1 ? 2.0f : 0.2f;
-        sky.insert(sky.end(), {v, 0.5f * v, 0.8f * v, 1.0f});
+/// halves. One renderer shows it under one material after the other.
+class Ridge {
+public:
+    Ridge(NodeType type, const std::vector<Setter>& base) : scene_(24, 16, 16) {
+        scene_.kernel.set(P_ALPHA_CHANNEL, true).set(P_KEEP_ENVIRONMENT, true);
+        scene_.camera.set(P_POSITION, Float3{0.2f, 0.4f, 4}).set(P_FOV, 38.0f);
+        material_ = make(scene_, type, base);
+        MeshData m;
+        m.quad({-1, -0.8f, 0}, {0, -0.8f, 0.6f}, {0, 0.8f, 0.6f}, {-1, 0.8f, 0}, 0);
+        m.quad({0, -0.8f, 0.6f}, {1, -0.8f, 0}, {1, 0.8f, 0}, {0, 0.8f, 0.6f}, 0);
+        m.normals = {normalize(Float3{-1, 0, 1}), {0, 0, 1}, normalize(Float3{1, 0, 1})};
+        m.normalIndices = {0, 1, 1, 0, 1, 2, 2, 1};
+        MeshData rest;
+        rest.quad({-3, -2, -1.5f}, {1.5f, -2, -1.5f}, {1.5f, 2, -1.5f}, {-3, 2, -1.5f}, 0);
+        rest.quad({2, 2, 2}, {2, 2, 0}, {3, 0, 0}, {3, 0, 2}, 1);
+        std::vector<float> sky;
+        for (int i = 0; i < 8; ++i) {
+            const float v = i % 4 == 1 ? 2.0f : 0.2f;
+            sky.insert(sky.end(), {v, 0.5f * v, 0.8f * v, 1.0f});
+        }
+        world_ = scene_.keep(Node(NT_ENV_TEXTURE).connect(P_TEXTURE, scene_.keep(image(4, 2, sky))).set(P_POWER, 1.0f));
+        const NodeRecordPtr wall = scene_.diffuse({0.7f, 0.5f, 0.3f}), lamp = scene_.emitter(splat(8.0f), true);
+        group_ = scene_.group({scene_.keep(m.node({material_})), scene_.keep(rest.node({wall, lamp}))});
     }
-    const NodeRecordPtr world =
-        scene.keep(Node(NT_ENV_TEXTURE).connect(P_TEXTURE, scene.keep(image(4, 2, sky))).set(P_POWER, 1.0f));
-    const NodeRecordPtr group =
-        scene.group({scene.keep(m.node({material})),
-                     scene.keep(rest.node({scene.diffuse({0.7f, 0.5f, 0.3f}), scene.emitter(splat(8.0f), true)}))});
-    SceneDelta delta = scene.delta(group);
-    delta.changed.push_back(Node(NodeRecordPtr(scene.target)).connect(P_ENVIRONMENT, world));
-    return Render().picture(delta);
-}
+
+    /// The material with one more thing set.
+    Image show(const Setter& setter) {
+        Node changed(material_);
+        if (setter) setter(scene_, changed);
+        SceneDelta delta = scene_.delta(group_, ++level_);
+        delta.changed.push_back(Node(NodeRecordPtr(scene_.target)).connect(P_ENVIRONMENT, world_));
+        delta.changed.push_back(changed);
+        return render_.picture(delta);
+    }
+
+private:
+    Scene scene_;
+    Render render_;
+    NodeRecordPtr material_, world_, group_;
+    std::uint64_t level_ = 0;
+};
 
 /// Pins of materials that say nothing to pictures yet or that other tests look at.
 const std::map<PinId, const char*> kElsewhere = {
@@ -334,14 +347,12 @@ TEST(Materials, EveryPinIsSeen) {
     for (const NodeType type :
          {NT_MAT_DIFFUSE, NT_MAT_GLOSSY, NT_MAT_SPECULAR, NT_MAT_METALLIC, NT_MAT_TOON, NT_MAT_UNIVERSAL}) {
         const NodeSchema& schema = *nodeSchema(type);
-        const std::vector<Setter> base = everythingOn(type);
-        const Image before = ridge(type, base);
+        Ridge ridge(type, everythingOn(type));
+        const Image before = ridge.show(nullptr);
         ASSERT_TRUE(before.floats);
         for (const PinSchema& p : schema.pins) {
             if (kElsewhere.count(p.id)) continue;
-            std::vector<Setter> setters = base;
-            setters.push_back(otherValue(p));
-            const Image after = ridge(type, setters);
+            const Image after = ridge.show(otherValue(p));
             double difference = 0.0;
             for (std::size_t i = 0; i < before.floats->size(); ++i) {
                 difference += std::abs((*before.floats)[i] - (*after.floats)[i]);
