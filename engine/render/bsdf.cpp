@@ -187,6 +187,7 @@ void Bsdf::choose(const std::array<float, kParts>& weights) {
 }
 
 void Bsdf::restrict(Lobes allowed) {
+    if (!(lobes_ & ~allowed)) return;
     std::array<float, kParts> weights = chance_;
     if (!(allowed & kDiffuseLobe)) weights[kToon] = weights[kDiffuse] = weights[kDiffuseThrough] = 0.0f;
     if (!(allowed & kGlossyLobe)) weights[kSheen] = weights[kBounces] = 0.0f;

@@ -52,7 +52,7 @@ void roundEdges(const RenderScene& scene, const Hit& hit, float radius, Surface&
     // The mean normal of the same object within the radius, found by rays along the normal and across it.
     const Frame frame(surface.normal);
     const Float3 axes[3] = {frame.n, frame.s, frame.t};
-    constexpr float kChance[3] = {0.5f, 0.25f, 0.25f};
+    constexpr float kChance[3] = {0.5f, 0.125f, 0.125f};  // across, either way
     Float3 sum = surface.shadingNormal * 1e-3f;
     for (int i = 0; i < kEdgeProbes; ++i) {
         const auto u = sampler.next4();
