@@ -50,7 +50,7 @@ TEST(Displacement, MovesAlongNormalsAndFollowsItsNodesOnly) {
     const NodeRecordPtr moved = Node(material);
     Node mix(NT_MAT_MIX);
     const NodeRecordPtr mixed = mix.connect(P_MATERIAL1, moved);
-    delta.changed = {mixed,
+    delta.changed = {moved, mixed,
                      NodeRecordPtr(MeshData().quad({-1, -1, 0}, {1, -1, 0}, {1, 1, 0}, {-1, 1, 0}).node({mixed}))};
     delta.changed.push_back(Node(NodeRecordPtr(scene.target)).connect(P_RENDER_GEOMETRY, delta.changed.back()));
     EXPECT_NEAR(meshNow()->boundsMin.z, -0.25f, 1e-5f);
