@@ -78,8 +78,13 @@ public:
     }
 
 private:
-    Float3 color(const MaterialInput& input) const { return clamp01(input.color(textures_, surface_.at)); }
-    float scalar(const MaterialInput& input) const { return clamp01(input.scalar(textures_, surface_.at)); }
+    /// Into [0, 1]; what is not a number is zero.
+    static float unit(float v) { return v > 0.0f ? std::min(v, 1.0f) : 0.0f; }
+    Float3 color(const MaterialInput& input) const {
+        const Float3 c = input.color(textures_, surface_.at);
+        return {unit(c.x), unit(c.y), unit(c.z)};
+    }
+    float scalar(const MaterialInput& input) const { return unit(input.scalar(textures_, surface_.at)); }
 
     void diffuse() {
         SurfaceModel& r = result_;
@@ -144,7 +149,10 @@ private:
         layers();
     }
 
-    float indexFromMap() const { return std::clamp(textures_.scalar(m_.indexMap, surface_.at), 1.0f, 8.0f); }
+    float indexFromMap() const {
+        const float index = textures_.scalar(m_.indexMap, surface_.at);
+        return index > 1.0f ? std::min(index, 8.0f) : 1.0f;
+    }
 
     void metal(Float3 tint) {
         SurfaceModel& r = result_;

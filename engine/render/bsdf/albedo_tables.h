@@ -16,7 +16,7 @@ public:
     /// At a cosine in [0, 1].
     float at(float cosine) const {
         // More points where the curve bends: at grazing angles.
-        const float x = std::sqrt(clamp01(cosine)) * (kSize - 1);
+        const float x = std::sqrt(cosine > 0.0f ? std::min(cosine, 1.0f) : 0.0f) * (kSize - 1);
         const int i = std::min(static_cast<int>(x), kSize - 2);
         return lerp(values[static_cast<std::size_t>(i)], values[static_cast<std::size_t>(i) + 1],
                     x - static_cast<float>(i));

@@ -362,6 +362,30 @@ TEST(Materials, EveryPinIsSeen) {
     }
 }
 
+/// Textures of no numbers, of infinities and of huge values, on every pin that takes one.
+TEST(Materials, BrokenNumbersBreakNothing) {
+    const float bad[] = {std::numeric_limits<float>::quiet_NaN(), kInfinity, -kInfinity, 1e30f, -1e30f};
+    std::vector<float> pixels;
+    for (int i = 0; i < 20; ++i) pixels.push_back(bad[i % 5]);
+    for (const NodeType type :
+         {NT_MAT_DIFFUSE, NT_MAT_GLOSSY, NT_MAT_SPECULAR, NT_MAT_METALLIC, NT_MAT_TOON, NT_MAT_UNIVERSAL}) {
+        for (const PinSchema& p : nodeSchema(type)->pins) {
+            if (p.type != PT_TEXTURE) continue;
+            Scene scene(8, 8, 8);
+            scene.environment(kWhite);
+            std::vector<Setter> setters = everythingOn(type);
+            setters.push_back([&](Scene& s, Node& n) { n.connect(p.id, s.keep(image(5, 1, pixels))); });
+            MeshData m;
+            m.quad({-2, -2, 0}, {2, -2, 0}, {2, 2, 0}, {-2, 2, 0});
+            const Image picture = Render().picture(scene.delta(scene.keep(m.node({make(scene, type, setters)}))));
+            ASSERT_TRUE(picture.floats);
+            for (const float v : *picture.floats) {
+                ASSERT_TRUE(std::isfinite(v) && v >= 0.0f && v < 1e3f) << nodeSchema(type)->name << ": " << p.name;
+            }
+        }
+    }
+}
+
 TEST(Materials, SamePictureOnOneAndTwoThreads) {
     std::vector<std::vector<float>> pictures;
     for (const unsigned threads : {1u, 2u}) {
