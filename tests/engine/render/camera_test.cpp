@@ -291,9 +291,11 @@ TEST(Camera, BakingShowsTheSurfaceOfEachTexel) {
 TEST(Camera, BakingGroupsSetsAndRegions) {
     Scene scene(32, 32, 4);
     const NodeRecordPtr red = scene.emitter({1, 0, 0}), green = scene.emitter({0, 1, 0});
-    MeshData whole;
-    whole.quad({0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0});
     const auto inGroup = [&](const NodeRecordPtr& material, int group) {
+        // One behind the other: of two in one place a ray may meet either.
+        const float z = -static_cast<float>(group);
+        MeshData whole;
+        whole.quad({0, 0, z}, {1, 0, z}, {1, 1, z}, {0, 1, z});
         const NodeRecordPtr mesh = scene.keep(whole.node({material}));
         const NodeRecordPtr layer = scene.keep(Node(NT_OBJECT_LAYER).set(P_BAKING_GROUP_ID, group));
         return scene.keep(Node(NT_GEO_LAYER_MAP).connect(P_GEOMETRY, mesh).dynamic(layer));
