@@ -30,6 +30,11 @@ CLI::Option* sceneArgument(CLI::App& command, Options& options) {
         ->required();
 }
 
+/// Why a preset cannot have this name; empty when it can.
+std::string presetName(const std::string& name) {
+    return name.empty() ? "a preset needs a name" : "";
+}
+
 void settingArguments(CLI::App& command, Options& options, Typed& typed) {
     command
         .add_option("--set", typed.settings,
@@ -40,7 +45,8 @@ void settingArguments(CLI::App& command, Options& options, Typed& typed) {
     command
         .add_option("--preset", options.preset,
                     "Settings kept with \"lumora settings --save-preset\"; --set goes on top")
-        ->type_name("NAME");
+        ->type_name("NAME")
+        ->check(presetName);
 }
 
 void renderArguments(CLI::App& command, Options& options, Typed& typed) {
@@ -74,7 +80,8 @@ void settingsArguments(CLI::App& command, Options& options, Typed& typed) {
     sceneArgument(command, options)->required(false);
     settingArguments(command, options, typed);
     command.add_option("--save-preset", options.savePreset, "Keep the settings under this name for other scenes")
-        ->type_name("NAME");
+        ->type_name("NAME")
+        ->check(presetName);
     command.add_flag("--list-presets", options.listPresets, "Print the names of the presets; needs no SCENE");
     command
         .add_option("-o,--output", options.output,

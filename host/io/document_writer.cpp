@@ -116,9 +116,10 @@ Bool DocumentIO::writeList(HyperFile& file, const BaseDocument& document, NodeFa
     return file.WriteChunkEnd();
 }
 
+// The folder stays out of the file: it is the one that the file lies in when it is read, on whoever's machine.
 Bool DocumentIO::write(HyperFile& file, const BaseDocument& document) {
     if (!file.WriteChunkStart(kDocumentChunk, 1) || !writeHead(file, document) || !file.WriteTime(document.time_) ||
-        !file.WriteFilename(document.path_) || !file.WriteInt64(guidOf(document.activeRenderData_)) ||
+        !file.WriteFilename(Filename()) || !file.WriteInt64(guidOf(document.activeRenderData_)) ||
         !file.WriteInt64(guidOf(document.activeObject_)) || !file.WriteInt64(guidOf(document.activeMaterial_)))
         return false;
     for (const BaseList2D* track = document.firstTrack_; track; track = track->next_) {

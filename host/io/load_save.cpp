@@ -15,9 +15,13 @@ BaseDocument* loadOwn(const Filename& file, String* error) {
     BaseDocument* document =
         source.Open(kDocumentIdent, file, FileMode::Read, kDocumentVersion) ? readDocument(source) : nullptr;
     if (!document) {
-        *error = source.GetError() == FileError::WrongIdent && !file.CheckSuffix(kDocumentSuffix)
-                     ? "\"" + file.GetString() + "\" is neither a document nor a scene file that can be imported."
-                     : source.GetErrorText();
+        if (source.GetError() != FileError::WrongIdent)
+            *error = source.GetErrorText();
+        else
+            *error =
+                "\"" + file.GetString() +
+                (file.CheckSuffix(kDocumentSuffix) ? "\" is not a document, whatever its name says."
+                                                   : "\" is neither a document nor a scene file that can be imported.");
         return nullptr;
     }
     document->SetDocumentPath(file.GetDirectory());

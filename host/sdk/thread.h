@@ -46,10 +46,10 @@ HOST_API Int32 GeGetCurrentThreadCount();  ///< processors that the host's paral
 // Events. Every call may come from any thread; delivery is on the main thread, in order.
 
 /// Arguments of a core message stand in its container.
-inline constexpr Int32 BFM_CORE_PAR1 = fourCC('M', 'C', 'P', '1'), BFM_CORE_PAR2 = fourCC('M', 'C', 'P', '2');
+inline constexpr Int32 BFM_CORE_PAR1 = fourCC('M', 'c', 'i', '1'), BFM_CORE_PAR2 = fourCC('M', 'c', 'i', '2');
 
 enum CoreMessageId : Int32 {
-    EVMSG_CHANGE = fourCC('c', 'h', 'n', 'g'),  ///< the document changed
+    EVMSG_CHANGE = 604,  ///< the document changed
     EVMSG_DOCUMENTRECALCULATED = fourCC('d', 'r', 'c', 'l'),
     EVMSG_MATERIALSELECTION = fourCC('m', 's', 'e', 'l'),
     EVMSG_TIMECHANGED = fourCC('t', 'i', 'm', 'e'),

@@ -10,6 +10,7 @@
 #include "plugin/core/globals.h"
 #include "plugin/core/ids.h"
 #include "plugin/core/log.h"
+#include "plugin/core/prefs.h"
 #include "plugin/core/session.h"
 #include "plugin/core/singletons.h"
 #include "plugin/core/update_pass.h"
@@ -82,7 +83,8 @@ void readSettings(lumoraLive& live, BaseDocument* document) {
     RenderSettings& settings = *singletons().renderSettings;
     settings.setDocument(document, live.engineReady);
     settings.readFromDocument(true);
-    if (live.engineReady && live.renderTarget && settings.applyAll()) callUpdate(live, false, "settings");
+    if (live.engineReady && live.renderTarget && settings.apply(live.renderTarget, singletons().prefs.get()))
+        callUpdate(live, false, "settings");
 }
 
 void openDocumentSettings(lumoraLive& live, BaseDocument* document) {

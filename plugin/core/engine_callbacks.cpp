@@ -75,7 +75,7 @@ void onRenderFailure(void* data) {
 }
 
 void onLogLine(const char* line) {
-    GeConsoleOut(String("LUM:") + line);
+    engineLine(line);
 }
 
 }  // namespace

@@ -26,6 +26,8 @@ struct Globals {
     std::atomic<bool> updateRunning{false};  ///< the engine builds an update
     std::atomic<bool> liveViewerOpen{false};
     std::atomic<Int32> logLevel{0};
+    /// Copy of a preference: 0 nothing comes to the host's console, 1 all but the engine's own lines, 2 everything.
+    std::atomic<Int32> logOutput{2};
     /// The host's thread of a final render, asked for a user's break by every loop of a send. Null in live renders.
     std::atomic<C4DThread*> breakThread{nullptr};
 

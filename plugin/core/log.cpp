@@ -19,6 +19,10 @@ MessageList& messages() {
     return list;
 }
 
+void consoleLine(const String& text) {
+    if (globals().logOutput.load(std::memory_order_relaxed) > 0) GeConsoleOut(text);
+}
+
 /// Without a Live Viewer nobody empties the list.
 constexpr std::size_t kMaxMessages = 256;
 
@@ -29,7 +33,7 @@ bool debugLog() {
 }
 
 void statusLine(const String& text) {
-    if (debugLog()) GeConsoleOut(text);
+    if (debugLog()) consoleLine(text);
     StatusSetText("Lumora:" + text);
     MessageList& list = messages();
     std::lock_guard guard(list.lock);
@@ -38,22 +42,27 @@ void statusLine(const String& text) {
 }
 
 void logLine(const String& text) {
-    GeConsoleOut(text);
+    consoleLine(text);
 }
 
 void filteredLine(Int32 mask, const String& text) {
     if (mask != 0 && (globals().logLevel.load(std::memory_order_relaxed) & mask) == 0) return;
-    GeConsoleOut(text);
+    consoleLine(text);
     StatusSetText("Lumora:" + text);
 }
 
 void userLine(const String& text) {
-    GeConsoleOut(text);
+    consoleLine(text);
     if (globals().liveViewerOpen.load(std::memory_order_relaxed)) StatusSetText("Lumora:" + text);
 }
 
 void debugLine(const String& text) {
-    if (debugLog()) GeConsoleOut(text);
+    if (debugLog()) consoleLine(text);
+}
+
+void engineLine(const String& text) {
+    constexpr Int32 kWithTheEngine = 2;
+    if (globals().logOutput.load(std::memory_order_relaxed) >= kWithTheEngine) GeConsoleOut("LUM:" + text);
 }
 
 bool takeLastMessage(String* line) {

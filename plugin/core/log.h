@@ -22,6 +22,9 @@ void userLine(const String& text);
 /// Console, at debug level only.
 void debugLine(const String& text);
 
+/// A line of the engine's own log: the console, as "LUM:" plus the text.
+void engineLine(const String& text);
+
 bool debugLog();
 
 /// Takes the last waiting line of the message list and empties it. False when there is none, or another thread is

@@ -135,11 +135,13 @@ bool pluginStart() {
     if (!checkHostVersion()) return false;
     Singletons& all = singletons();
     startSession(all);
+    loadEngine();
     logVersions();
     stampWorldData();
     all.session->renderScale = 1.0;
     all.prefs = std::make_unique<PluginPrefs>();
     all.prefs->load();
+    globals().logOutput = all.prefs->getInt(PREF_LOG_OUTPUT);
     registerDialogCommands(resource());
     all.timer = std::make_unique<TimerMessage>(*all.session);
     if (!RegisterMessagePlugin(ID_LUMORA_TIMER, "", 0, all.timer.get())) logLine("Register MESSAGEPLUGIN ERROR!!!!");
@@ -164,7 +166,6 @@ bool PluginStart() {
     resetSingletons();
     resetPluginEnd();
     installCrashHook();
-    loadEngine();
     if (pluginStart() && registerClasses(resource())) return true;
     // The host may unload the library now: no thread of it may run on.
     endPluginActivity();

@@ -60,6 +60,7 @@ constexpr PrefRow kRows[] = {
     integer(PREF_SLIDER_TYPE, 2, 10452, "Slider type"),
     integer(PREF_COLOR_GUI, 1, 10451, "Color gui type"),
     integer(PREF_GESTURE, 2, 13088, "Gesture"),
+    integer(PREF_LOG_OUTPUT, 2, 0, "Log output"),
     number(PREF_TEXTURE_POWER, 1.0, 13055, "Texture Power"),
     number(PREF_PREVIEW_SIZE, 0.1, 13067, "Preview Size"),
     number(PREF_XBITMAP_GAMMA, 2.2, 13072, "Xbitmap Gamma"),

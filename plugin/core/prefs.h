@@ -56,6 +56,7 @@ enum PrefId : Int32 {
     PREF_TEXTURE_CACHING = 93,
     PREF_EMBEDDED_GUI = 94,
     PREF_PREVIEW_RESOURCES = 100,  ///< fifteen texts, 100 to 114
+    PREF_LOG_OUTPUT = 120,         ///< no control: what the log functions write, see Globals::logOutput
 };
 
 /// One preference: where it is stored, what it is at first, and the control that shows it.

@@ -25,8 +25,8 @@ void remoteControl(lumoraLive& session, const BaseContainer& request) {
     logLine("cmd=" + String::IntToString(command));
     switch (command) {
         case REMOTE_RESIZE:
-            SpecialEventAdd(MSG_RESIZE, static_cast<UInt64>(request.GetInt32(kWidth)),
-                            static_cast<UInt64>(request.GetInt32(kHeight)));
+            // Whatever the resolution lock says: who asks shows the picture itself.
+            if (!session.finalRender) session.resizeRender(request.GetInt32(kWidth), request.GetInt32(kHeight));
             break;
         case REMOTE_START:
             SpecialEventAdd(MSG_START_RENDER);

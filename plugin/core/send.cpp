@@ -138,8 +138,7 @@ void sendScene(lumoraLive& session, bool allSlots, RenderSettings& settings, boo
     session.updateInProgress = false;
     // A final render has read its own record already, from the container of its video post.
     if (!ownSettings) readLiveSettings(settings, session.liveDoc, session.engineReady);
-    settings.renderTarget = session.renderTarget;
-    settings.applyAll();
+    settings.apply(session.renderTarget, singletons().prefs.get());
     for (auto& builder : session.environments) builder->setSettings(&settings);
     session.collectItems("send scene to lumora");
 

@@ -8,6 +8,7 @@
 #include "plugin/core/object_link.h"
 #include "plugin/core/singletons.h"
 #include "plugin/materials/engine_write.h"
+#include "plugin/render/render_settings.h"
 #include "plugin/scene/environment_builder.h"
 
 namespace lumora {
@@ -29,28 +30,27 @@ namespace {
 constexpr Int32 kFirstWidth = 400, kFirstHeight = 300;
 }
 
-bool lumoraLive::prepareViewer(BaseDocument* document) {
+bool lumoraLive::startViewer(BaseDocument* document) {
     globals().logLevel = 0;
     if (!windows.get(WindowKind::LiveViewer)) {
         setResolution(kFirstWidth, kFirstHeight);
         readDocumentResolution(document);
     }
-    if (initLive(*this)) return true;
-    tellEngineFailure();
-    return false;
+    const bool ready = initLive(*this);
+    showLiveViewer();
+    if (!ready) tellEngineFailure();
+    return ready;
 }
 
 Bool lumoraLive::Execute(BaseDocument* document) {
     windows.dropClosed(WindowKind::LiveViewer);
-    if (finalRender || globals().pluginExited || !prepareViewer(document)) return false;
-    openLiveViewer();
-    return true;
+    if (finalRender || globals().pluginExited) return false;
+    return startViewer(document);
 }
 
 Bool lumoraLive::RestoreLayout(void*) {
     windows.dropClosed(WindowKind::LiveViewer);
-    if (finalRender || globals().pluginExited || !prepareViewer(nullptr)) return false;
-    openLiveViewer();
+    if (finalRender || globals().pluginExited || !startViewer(nullptr)) return false;
     resetScene(true);
     // Nothing is being sent: a start would wait for the end of an export that never comes.
     setState(LiveState::Ready);
@@ -59,18 +59,24 @@ Bool lumoraLive::RestoreLayout(void*) {
 
 // --- Windows --------------------------------------------------------------------------------------------------------
 
-bool lumoraLive::openWindow(WindowKind kind, const WindowPlace* place) {
+bool lumoraLive::openWindow(WindowKind kind) {
     if (globals().pluginExited) return false;
     if (windowRow(kind).needsEngine && !engineReady) initLive(*this);
-    return windows.open(kind, *this, place);
+    return windows.open(kind, *this);
 }
 
-bool lumoraLive::openLiveViewer() {
+bool lumoraLive::showLiveViewer() {
     windows.dropClosed(WindowKind::LiveViewer);
     WindowPlace place = windowRow(WindowKind::LiveViewer).place;
     place.width = renderWidth;
     place.height = renderHeight;
-    return openWindow(WindowKind::LiveViewer, &place);
+    return windows.open(WindowKind::LiveViewer, *this, &place);
+}
+
+bool lumoraLive::openLiveViewer() {
+    if (globals().pluginExited) return false;
+    if (!engineReady) initLive(*this);
+    return showLiveViewer();
 }
 
 bool lumoraLive::openMainDialog() {
@@ -83,6 +89,7 @@ bool lumoraLive::openMainDialog() {
 
 bool lumoraLive::openSettings(Int32 tab, Int32 subTab) {
     if (!openWindow(WindowKind::Settings)) return false;
+    singletons().renderSettings->writeToDialog(*windows.get(WindowKind::Settings));
     windows.get(WindowKind::Settings)->showPage(String::IntToString(tab), String::IntToString(subTab));
     return true;
 }
@@ -142,6 +149,15 @@ void lumoraLive::setResolution(Int32 width, Int32 height) {
     setInt2IfChanged(film, Lumora::P_RESOLUTION, {width, height});
 }
 
+void lumoraLive::resizeRender(Int64 width, Int64 height) {
+    constexpr Int64 kMaxSize = 65536;
+    if (width < 1 || height < 1 || width > kMaxSize || height > kMaxSize) return;
+    setResolution(static_cast<Int32>(width), static_cast<Int32>(height));
+    lockedWidth = renderWidth;
+    lockedHeight = renderHeight;
+    if (state() != LiveState::Exporting) callUpdate(*this, false, "MSG_SIZED");
+}
+
 void lumoraLive::readDocumentResolution(BaseDocument* document) {
     if (!document) return;
     const BaseContainer* data = document->GetActiveRenderData()->GetDataInstance();
@@ -163,15 +179,18 @@ void lumoraLive::setRenderEnabled(bool on) {
 }
 
 void lumoraLive::stopRender() {
-    if (state() == LiveState::Exporting || state() == LiveState::NotInit) return;
+    if (state() == LiveState::Exporting) return;
     stopLocked(*this);
     setRenderEnabled(false);
     setState(LiveState::Idle);
 }
 
 void lumoraLive::stopAndReset() {
-    if (finalRender || !engineReady) return;
-    if (state() == LiveState::Exporting && stage() < STAGE_UPDATING) return;
+    if (finalRender || (state() == LiveState::Exporting && stage() < STAGE_UPDATING)) return;
+    if (!engineReady) {
+        stopRender();
+        return;
+    }
     Engine::resetRenderFailure();
     globals().renderFailed = false;
     globals().renderError = false;

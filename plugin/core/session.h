@@ -13,7 +13,7 @@
 //   Rendering ---sample target reached--> Finished
 //   Finished ---target raised, while the render is wanted and did not fail--> Rendering
 //   Rendering, Finished ---pause--> Idle ---continue--> Rendering
-//   any but Exporting ---stop--> Idle                                    (NotInit stays: nothing runs that could stop)
+//   any but Exporting ---stop--> Idle
 //   any ---render failure handled--> Idle
 //   final render over --> FinalEnded
 //
@@ -164,6 +164,9 @@ public:
 
     /// Pixels; kept, and written to the film settings of the target when they differ.
     void setResolution(Int32 width, Int32 height);
+    /// Another size that somebody asked for: the engine is told, and the size is kept for the resolution lock. Sizes
+    /// that no film has are left out. Main thread.
+    void resizeRender(Int64 width, Int64 height);
     /// Takes the size of the document's active render data, scaled when the lock is on.
     void readDocumentResolution(BaseDocument* document);
 
@@ -249,9 +252,12 @@ public:
     std::vector<String> scriptNames, scriptPaths;
 
 private:
-    bool openWindow(WindowKind kind, const WindowPlace* place = nullptr);
-    /// The size, the engine and the Live Viewer of a session that the user opens. False when the engine does not start.
-    bool prepareViewer(BaseDocument* document);
+    bool openWindow(WindowKind kind);
+    /// At the size of the render.
+    bool showLiveViewer();
+    /// The size, the engine and the Live Viewer of a session that the user opens. False when the engine does not start:
+    /// the user is told, and the viewer is open all the same, to start again from.
+    bool startViewer(BaseDocument* document);
     void tellEngineFailure();
 
     std::atomic<LiveState> state_{LiveState::NotInit};

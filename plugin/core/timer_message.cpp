@@ -8,6 +8,7 @@
 #include "plugin/core/globals.h"
 #include "plugin/core/ids.h"
 #include "plugin/core/log.h"
+#include "plugin/core/prefs.h"
 #include "plugin/core/send.h"
 #include "plugin/core/session.h"
 #include "plugin/core/singletons.h"
@@ -24,6 +25,8 @@ namespace {
 constexpr Int32 kTimerMs = 500;
 /// Size by which the picture over the view grows back at each tick.
 constexpr Float kViewportGrowth = 0.05;
+/// Of the host: what is under the pointer changed. Comes with every move of it and says nothing about the scene.
+constexpr Int32 kPointerMoved = 200000073;
 }  // namespace
 
 struct TimerMessage::Row {
@@ -46,7 +49,6 @@ const TimerMessage::Row TimerMessage::kRows[] = {
     {MSG_DEVICES_DENOISE, &TimerMessage::applyDevicesAndRedraw},
     {MSG_DEVICES_PRIORITY, &TimerMessage::applyDevices},
     {MSG_CONVERT_MATERIALS, &TimerMessage::convertMaterials},
-    {MSG_STORE_MATERIAL_POINTERS, &TimerMessage::storePointers},
 };
 
 bool sampleTargetReached() {
@@ -67,6 +69,7 @@ Bool TimerMessage::CoreMessage(Int32 id, const BaseContainer& message) {
     if (flags.pluginExited) return false;
     const auto first = static_cast<UInt64>(message.GetInt64(BFM_CORE_PAR1));
     const auto second = static_cast<UInt64>(message.GetInt64(BFM_CORE_PAR2));
+    if (id == MSG_STORE_MATERIAL_POINTERS) storePointers();
     if (id == MSG_OPEN_NODE_EDITOR && !session_.finalRender) serveWindows(id, first, second);
     if (id == MSG_INIT_ENGINE && !session_.finalRender) initEngine(0, 0);
     if (!session_.engineStarted) {
@@ -85,9 +88,12 @@ Bool TimerMessage::CoreMessage(Int32 id, const BaseContainer& message) {
         DrawViews(id == MSG_DRAW_VIEWS ? 0x8000 : 0x3402);
         return true;
     }
-    if (session_.finalRender) return false;
+    if (session_.finalRender || id == kPointerMoved) return false;
     if (id == EVMSG_DOCUMENTRECALCULATED || id == EVMSG_ACTIVEDOCUMENT) documentChanged();
-    if (id == EVMSG_CHANGE) flags.hostEvent = true;
+    if (id == EVMSG_CHANGE) {
+        storePointers();
+        flags.hostEvent = true;
+    }
     if (id != MSG_OPEN_NODE_EDITOR) serveWindows(id, first, second);
     for (const Row& row : kRows)
         if (row.id == id && id != MSG_INIT_ENGINE) (this->*row.serve)(first, second);
@@ -177,7 +183,13 @@ void TimerMessage::documentChanged() {
     settings.setDocument(document, session_.engineReady);
     settings.readFromDocument(false);
     session_.viewportMode = false;
+    showSettings(settings);
+    session_.windows.refresh();
     debugLine("INTERNAL MESSAGE: [DOCUMENT CHANGED]");
+}
+
+void TimerMessage::showSettings(const RenderSettings& settings) {
+    if (SessionWindow* dialog = session_.windows.opened(WindowKind::Settings)) settings.writeToDialog(*dialog);
 }
 
 void TimerMessage::startRender(UInt64 viewportMode, UInt64) {
@@ -195,16 +207,12 @@ void TimerMessage::restartRender(UInt64, UInt64) {
 }
 
 void TimerMessage::resize(UInt64 width, UInt64 height) {
-    constexpr UInt64 kMaxSize = 65536;
-    if (session_.lockResolution) {
-        session_.readDocumentResolution(GetActiveDocument());
-        session_.setResolution(session_.renderWidth, session_.renderHeight);
-    } else {
-        if (width == 0 || height == 0 || width > kMaxSize || height > kMaxSize) return;
-        session_.setResolution(static_cast<Int32>(width), static_cast<Int32>(height));
-        session_.lockedWidth = session_.renderWidth;
-        session_.lockedHeight = session_.renderHeight;
+    if (!session_.lockResolution) {
+        session_.resizeRender(static_cast<Int64>(width), static_cast<Int64>(height));
+        return;
     }
+    session_.readDocumentResolution(GetActiveDocument());
+    session_.setResolution(session_.renderWidth, session_.renderHeight);
     if (session_.state() != LiveState::Exporting) callUpdate(session_, false, "MSG_SIZED");
 }
 
@@ -214,11 +222,11 @@ void TimerMessage::changeKernel(UInt64 kernel, UInt64 infoType) {
     if (static_cast<Int32>(infoType) != -1)
         settings.setValueByKey("Ic", "type", static_cast<Float>(static_cast<Int32>(infoType)), false);
     settings.writeToDocument();
+    showSettings(settings);
     if (session_.state() == LiveState::NotInit || !session_.renderEnabled || !session_.renderTarget) return;
-    settings.applyAll();
+    settings.apply(session_.renderTarget, singletons().prefs.get());
     session_.refreshDocuments();
-    if (session_.sendDoc)
-        updateCamera(session_, renderCamera(session_.sendDoc), settings, false);
+    if (session_.sendDoc) updateCamera(session_, renderCamera(session_.sendDoc), settings, false);
     if (session_.state() != LiveState::Exporting) callUpdate(session_, false, "CoreMessage");
 }
 
@@ -234,7 +242,7 @@ void TimerMessage::initEngine(UInt64, UInt64) {
     initLive(session_);
 }
 
-void TimerMessage::storePointers(UInt64, UInt64) {
+void TimerMessage::storePointers() {
     if (BaseDocument* document = GetActiveDocument()) storeMaterialPointers(*document);
 }
 

@@ -8,6 +8,7 @@
 
 namespace lumora {
 
+class RenderSettings;
 class lumoraLive;
 
 class TimerMessage : public MessageData {
@@ -26,6 +27,8 @@ private:
     void handleFailure();
     void handleSampleTarget();
     void documentChanged();
+    /// In the settings dialog, when it is open.
+    void showSettings(const RenderSettings& settings);
     void startRender(UInt64 viewportMode, UInt64);
     void restartRender(UInt64, UInt64);
     void resize(UInt64 width, UInt64 height);
@@ -36,7 +39,7 @@ private:
     void applyDevices(UInt64, UInt64);
     void applyDevicesAndRedraw(UInt64, UInt64);
     void convertMaterials(UInt64, UInt64);
-    void storePointers(UInt64, UInt64);
+    void storePointers();
 
     lumoraLive& session_;
 };

@@ -67,6 +67,9 @@ public:
     virtual void showPage(const String& /*page*/, const String& /*fallback*/) {}
 
     virtual void setText(Int32 /*element*/, const String& /*text*/) {}
+    /// A number, or of a switch 0 or 1.
+    virtual void setValue(Int32 /*element*/, Float /*value*/) {}
+    virtual void setColour(Int32 /*element*/, const Vector& /*colour*/) {}
     virtual void setEnabled(Int32 /*element*/, bool /*on*/) {}
     /// Shows the session's flags and states again. `element` 0: all of it.
     virtual void refresh(Int32 /*element*/) {}

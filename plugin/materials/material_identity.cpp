@@ -68,7 +68,10 @@ bool writeMaterialAddress(BaseMaterial& material) {
 
 void storeMaterialPointers(BaseDocument& document) {
     for (BaseMaterial* material = document.GetFirstMaterial(); material; material = material->GetNext())
-        material->GetDataInstance()->SetInt64(MATERIAL_SOURCE, static_cast<Int64>(addressOf(*material)));
+        // Compared first: a write is a change of the material, and this follows every change.
+        if (BaseContainer& data = *material->GetDataInstance();
+            data.GetInt64(MATERIAL_SOURCE) != static_cast<Int64>(addressOf(*material)))
+            data.SetInt64(MATERIAL_SOURCE, static_cast<Int64>(addressOf(*material)));
 }
 
 BaseMaterial* sourceOfCopy(const BaseMaterial& copy, const BaseDocument& document) {

@@ -34,7 +34,12 @@ bool RenderSettings::applyLutFile(ApiNode* imager, const String& name) {
     Filename file;
     const Filename folder = doc_ ? doc_->GetDocumentPath() : Filename();
     if (!GenerateTexturePath(folder, Filename(name), {}, &file)) file = {};
-    if (file.IsEmpty()) return disconnectPin(imager, P_LUT);
+    if (file.IsEmpty()) {
+        if (!(missingLut_ == name)) logLine("Warning: the LUT file \"" + name + "\" was not found; it is left out.");
+        missingLut_ = name;
+        return disconnectPin(imager, P_LUT);
+    }
+    missingLut_ = {};
     ApiNode* lut = ownedInput(imager, P_LUT, NT_LUT);
     if (!lut) return false;
     bool changed = false;

@@ -1,6 +1,10 @@
 // Render settings on the nodes of the render target: the kernels, and the order of all of them.
+#include <algorithm>
+
+#include "engine/api/lumora_api.h"
 #include "plugin/core/ids.h"
 #include "plugin/core/log.h"
+#include "plugin/core/prefs.h"
 #include "plugin/render/pin_write.h"
 #include "plugin/render/render_settings.h"
 
@@ -46,6 +50,26 @@ Float pinValue(const SettingRow& row, Float value) {
 bool isAdaptiveDetail(Int32 pin) {
     return pin == P_NOISE_THRESHOLD || pin == P_MIN_ADAPTIVE_SAMPLES || pin == P_EXPECTED_EXPOSURE ||
            pin == P_PIXEL_GROUPING;
+}
+
+/// What of textures and geometry may stay in the machine's memory, and what the devices keep free. No scene change.
+void applyOutOfCore(const PluginPrefs& prefs) {
+    using Engine = Lumora::ApiRenderEngine;
+    if (!prefs.getBool(PREF_OUT_OF_CORE)) {
+        if (Engine::outOfCoreEnabled()) Engine::disableOutOfCore();
+        return;
+    }
+    constexpr Float kGigabyte = 1024.0 * 1024.0 * 1024.0, kMegabyte = 1024.0 * 1024.0;
+    constexpr Float kMostGigabytes = 64, kMostMegabytes = 1024;  // as the dialog allows; files may hold anything
+    const auto bytes = [](Float value, Float most, Float unit) {
+        return static_cast<unsigned long long>(std::clamp(value, 0.0, most) * unit);
+    };
+    const unsigned long long limit = bytes(prefs.getFloat(PREF_RAM_LIMIT), kMostGigabytes, kGigabyte),
+                             headRoom = bytes(prefs.getFloat(PREF_HEAD_ROOM), kMostMegabytes, kMegabyte);
+    unsigned long long used = 0, oldLimit = 0, textures = 0, geometry = 0, oldHeadRoom = 0;
+    Engine::getOutOfCoreMemoryUsage(used, oldLimit, textures, geometry, oldHeadRoom);
+    if (!Engine::outOfCoreEnabled() || limit != oldLimit || headRoom != oldHeadRoom)
+        Engine::enableOutOfCore(limit, headRoom);
 }
 
 }  // namespace
@@ -128,7 +152,9 @@ bool RenderSettings::applyKernelSettings() {
     return setNoisePass(adaptive) || changed;
 }
 
-bool RenderSettings::applyAll() {
+bool RenderSettings::apply(ApiNode* onTarget, const PluginPrefs* prefs) {
+    if (onTarget) renderTarget = onTarget;
+    if (prefs && engineReady_) applyOutOfCore(*prefs);
     bool changed = applyKernelNodes();
     changed |= applyKernelSettings();
     changed |= applyPasses(false);

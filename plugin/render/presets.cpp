@@ -6,6 +6,8 @@
 
 #include "plugin/core/ids.h"
 #include "plugin/core/log.h"
+#include "plugin/core/prefs.h"
+#include "plugin/core/singletons.h"
 #include "plugin/render/container_range.h"
 #include "plugin/render/document_conversion.h"
 #include "plugin/render/render_settings.h"
@@ -115,7 +117,7 @@ bool applyPreset(RenderSettings& settings, const BaseContainer& preset, bool app
     values.RemoveData(SETTING_STORED_VERSION);
     settings.container()->Merge(values);
     if (!settings.readFromDocument(true)) return false;
-    if (apply) settings.applyAll();
+    if (apply) settings.apply(nullptr, singletons().prefs.get());
     return true;
 }
 

@@ -4,8 +4,10 @@
 
 #include "plugin/core/ids.h"
 #include "plugin/core/log.h"
+#include "plugin/core/windows.h"
 #include "plugin/render/container_range.h"
 #include "plugin/render/document_conversion.h"
+#include "plugin/render/settings_controls.h"
 
 namespace lumora {
 
@@ -290,6 +292,23 @@ bool RenderSettings::writeToDocument(SettingGroups groups) {
     }
     if (bc) writeToContainer(*bc, groups);
     return bc != nullptr;
+}
+
+void RenderSettings::writeToDialog(SessionWindow& dialog) const {
+    for (std::size_t i = 0; i < settingRows().size(); ++i) {
+        const SettingRow& r = settingRows()[i];
+        const SettingValue& value = values_[i];
+        if (r.id == SETTING_SHADOW_AMBIENT)
+            for (const Int32 element : shadowAmbientControls()) dialog.setColour(element, value.colour);
+        else if (r.element == 0)
+            continue;
+        else if (r.type == SettingType::Colour)
+            dialog.setColour(r.element, value.colour);
+        else if (r.type == SettingType::File)
+            dialog.setText(r.element, value.text);
+        else
+            dialog.setValue(r.element, value.number);
+    }
 }
 
 bool RenderSettings::restoreDefaults() {

@@ -14,6 +14,9 @@
 
 namespace lumora {
 
+class SessionWindow;
+struct PluginPrefs;
+
 /// Of the three the one that the row's type names counts.
 struct SettingValue {
     Float number = 0;
@@ -76,6 +79,9 @@ public:
     /// Everything that the document stores is dropped; record and container get the defaults.
     bool restoreDefaults();
 
+    /// Shows every value in its control of the settings dialog. Main thread.
+    void writeToDialog(SessionWindow& dialog) const;
+
     // --- Engine -----------------------------------------------------------------------------------------------------
     // Each finds the render target first and does nothing without one. True: something was written.
     // kernel_nodes.cpp:
@@ -100,8 +106,9 @@ public:
     bool setLayerPass(bool on, Int32 layerId, bool invert);
     /// Adaptive sampling needs the noise pass, whether the user wants to see it or not.
     bool setNoisePass(bool on);
-    /// All of it, as a send does.
-    bool applyAll();
+    /// All of it, as a send does: on that target, or where it hangs already when null. Of the preferences those of the
+    /// engine's memory; null leaves these alone.
+    bool apply(ApiNode* renderTarget, const PluginPrefs* prefs);
 
     /// Where the nodes hang; when null or gone the first one of the project is taken.
     ApiNode* renderTarget = nullptr;
@@ -128,6 +135,7 @@ private:
     bool alphaChannel_ = false;
     bool noisePass_ = false;  ///< adaptive sampling holds the noise pass on
     ApiNode* kernelNodes_[4] = {};
+    String missingLut_;  ///< file that was not found: said once
 };
 
 }  // namespace lumora

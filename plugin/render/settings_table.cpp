@@ -7,6 +7,7 @@
 
 #include "plugin/materials/engine_write.h"
 #include "plugin/render/pass_table.h"
+#include "plugin/render/settings_controls.h"
 
 namespace lumora {
 
@@ -94,10 +95,10 @@ const KernelRow kKernelRows[] = {
      1,
      1000000},
     {"difdepth", "DDPT", T::Int, P_DIFFUSE_DEPTH, {3005, 2}, kNone, kNone, "Diffuse depth", 1, 8},
-    {"diffusedepth", "DDPT", T::Int, P_MAX_DIFFUSE_DEPTH, kNone, {3060, 8}, {3080, 8}, "Diffuse depth", 1, 1024},
-    {"glosdepth", "GLSD", T::Int, P_GLOSSY_DEPTH, {3006, 2}, kNone, kNone, "Glossy depth", 1, 1024},
-    {"glossydepth", "GLSD", T::Int, P_MAX_GLOSSY_DEPTH, kNone, {3069, 24}, {3093, 24}, "Glossy depth", 1, 1024},
-    {"specdepth", "SPCD", T::Int, P_SPECULAR_DEPTH, {3007, 5}, kNone, kNone, "Specular depth", 1, 1024},
+    {"diffusedepth", "DDPT", T::Int, P_MAX_DIFFUSE_DEPTH, kNone, {3060, 8}, {3080, 8}, "Diffuse depth", 0, 100},
+    {"glosdepth", "GLSD", T::Int, P_GLOSSY_DEPTH, {3006, 2}, kNone, kNone, "Glossy depth", 0, 1024},
+    {"glossydepth", "GLSD", T::Int, P_MAX_GLOSSY_DEPTH, kNone, {3069, 24}, {3093, 24}, "Glossy depth", 0, 100},
+    {"specdepth", "SPCD", T::Int, P_SPECULAR_DEPTH, {3007, 5}, kNone, kNone, "Specular depth", 0, 1024},
     {"gimod",
      "GMOD",
      T::Int,
@@ -108,17 +109,17 @@ const KernelRow kKernelRows[] = {
      "GI mode: 0 none, 1 ambient occlusion, 2 diffuse",
      0,
      2},
-    {"aodist", "AODS", T::Float, P_AO_DISTANCE, {3002, 5.0}, kNone, kNone, "AO distance", 0.01, 1024},
-    {"fsize", "FSIZ", T::Float, P_FILTER_SIZE, {3008, 1.2}, {3064, 1.2}, {3087, 1.2}, "Filter size", 1, 8},
+    {"aodist", "AODS", T::Float, P_AO_DISTANCE, {3002, 5.0}, kNone, kNone, "AO distance", 0, 1024},
+    {"fsize", "FSIZ", T::Float, P_FILTER_SIZE, {3008, 1.2}, {3064, 1.2}, {3087, 1.2}, "Filter size", 0.001, 5},
     {"rayeps",
      "REPS",
      T::Float,
      P_RAY_EPSILON,
      {3009, 0.0001, 0.001},
-     {3062, 0.1, 0.0001},
-     {3082, 0.1, 0.0001},
+     {3062, 0.1},
+     {3082, 0.1},
      "Ray epsilon",
-     0.0000001,
+     0.000001,
      1000},
     {"ptermpower",
      "PTRM",
@@ -153,7 +154,7 @@ const KernelRow kKernelRows[] = {
     {"", "MNTR", T::Bool, P_MINIMIZE_NET_TRAFFIC, {3021, 1}, {3078, 1}, kNone, "Minimize net traffic"},
     {"", "ASMP", T::Bool, P_ADAPTIVE_SAMPLING, {3140, 0}, {3130, 0}, kNone, "Adaptive sampling"},
     {"", "ASTR", T::Float, P_NOISE_THRESHOLD, {3141, 0.03}, {3131, 0.03}, kNone, "Noise threshold", 0, 1},
-    {"", "AMIN", T::Int, P_MIN_ADAPTIVE_SAMPLES, {3143, 256}, {3133, 256}, kNone, "Min. adaptive samples", 2, 100000},
+    {"", "AMIN", T::Int, P_MIN_ADAPTIVE_SAMPLES, {3143, 256}, {3133, 256}, kNone, "Min. adaptive samples", 2, 1000000},
     {"", "ASEX", T::Float, P_EXPECTED_EXPOSURE, {3142, 0}, {3132, 0}, kNone, "Expected exposure", 0, 4096},
     {"", "ASPX", T::Int, P_PIXEL_GROUPING, {3144, 1}, {3134, 1}, kNone, "Group pixels: 0 none, 1 2x2, 2 4x4", 0, 2},
     {"", "AILG", T::Bool, P_AI_LIGHT, {3151, 0}, {3170, 0}, {3240, 0}, "AI light enable"},
@@ -166,7 +167,7 @@ const KernelRow kKernelRows[] = {
      {3155, 0},
      {3173, 0},
      {3243, 0},
-     "Light IDs action: 0 disable, 1 enable",
+     "Light IDs action: 0 the set alone, 1 all but the set",
      0,
      1},
     {"expStrength",
@@ -187,11 +188,11 @@ const KernelRow kKernelRows[] = {
      kNone,
      {SETTING_DIRECT_LIGHT_IMPORTANCE, 0.1},
      "Direct light importance",
-     0,
+     0.01,
      1},
-    {"Maxrejects", "MREJ", T::Int, P_MAX_REJECTS, kNone, kNone, {SETTING_MAX_REJECTS, 500}, "Max. rejects", 100, 10000},
+    {"Maxrejects", "MREJ", T::Int, P_MAX_REJECTS, kNone, kNone, {SETTING_MAX_REJECTS, 500}, "Max. rejects", 100, 1000},
     {"para", "PARA", T::Int, P_PARALLELISM, kNone, kNone, {3092, 4}, "Parallelism", 1, 8},
-    {"", "WCHS", T::Int, P_WORK_CHUNK_SIZE, kNone, kNone, {3097, 8}, "Work chunk size", 1, 64},
+    {"", "WCHS", T::Int, P_WORK_CHUNK_SIZE, kNone, kNone, {3097, 8}, "Work chunk size", 1, 32},
 };
 
 // One switch for each light of the two light id sets of a kernel; the bit is the place in this list.
@@ -253,29 +254,29 @@ void addImager(std::vector<SettingRow>& rows) {
     add("wSaturation", "", SETTING_WHITE_SATURATION, T::Float, 0, P_WHITE_SATURATION, "Saturate to white", 0, 1);
     add("premAlpha", "", 3049, T::Bool, 0, P_PREMULTIPLIED_ALPHA, "Premultiplied alpha");
     add("disPAlpha", "", 3057, T::Bool, 0, P_DISABLE_PARTIAL_ALPHA, "Disable partial alpha");
-    add("minDSamples", "", 3050, T::Int, 1, P_MIN_DISPLAY_SAMPLES, "Min. display samples", 1, 100000);
+    add("minDSamples", "", 3050, T::Int, 1, P_MIN_DISPLAY_SAMPLES, "Min. display samples", 1, 32);
     add("dither", "", 3051, T::Bool, 1, P_DITHERING, "Dithering");
     add("hcomp", "", 3054, T::Float, 0, P_HIGHLIGHT_COMPRESSION, "Highlight compression", 0, 1);
     rows.push_back(
         colourRow(G::Imager, "wBalance", SETTING_WHITE_BALANCE, Vector(1.0), P_WHITE_POINT, "White balance"));
-    add("maxTMint", "", 3137, T::Int, 10, P_MAX_TONEMAP_INTERVAL, "Max. tonemap interval", 1, 120);
+    add("maxTMint", "", 3137, T::Int, 10, P_MAX_TONEMAP_INTERVAL, "Max. tonemap interval", 0, 120);
     add("enDenoise", "", 3138, T::Bool, 0, P_DENOISER, "Enable denoiser");
     add("DenoiseVolume", "", 3150, T::Bool, 0, P_DENOISE_VOLUMES, "Denoise volumes");
     add("DenoiseOnComp", "", 3147, T::Bool, 1, P_DENOISE_ON_COMPLETION, "Denoise on completion");
-    add("DenoiseIntv", "", 3139, T::Int, 20, P_DENOISE_INTERVAL, "Max. denoiser interval", 1, 120);
-    add("DenoiseMSmp", "", 3149, T::Int, 10, P_DENOISE_MIN_SAMPLES, "Min. denoiser samples", 1, 100000);
+    add("DenoiseIntv", "", 3139, T::Int, 20, P_DENOISE_INTERVAL, "Max. denoiser interval", 0, 120);
+    add("DenoiseMSmp", "", 3149, T::Int, 10, P_DENOISE_MIN_SAMPLES, "Min. denoiser samples", 0, 120);
     add("DenoiseBlnd", "", 3148, T::Float, 0, P_DENOISER_BLEND, "Denoiser blend", 0, 1);
     rows.push_back(row(G::Imager, "lut", "", SETTING_LUT_FILE, T::File, 0, 0, "LUT file"));
     add("lutStr", "", SETTING_LUT_STRENGTH, T::Float, 1.0, P_STRENGTH, "LUT strength", 0, 1);
     rows.back().home = PinHome::Lut;
-    add("order", "", 3058, T::Int, 0, P_RESPONSE_ORDER, "Order", 0, 5);
+    add("order", "", 3058, T::Int, 0, P_RESPONSE_ORDER, "Order of response, gamma and LUT", 0, 5);
     add("natResp", "", 3055, T::Bool, 0, P_NEUTRAL_RESPONSE, "Neutral response");
 }
 
 void addPost(std::vector<SettingRow>& rows) {
     const auto add = [&](auto... values) { rows.push_back(row(G::Post, values...)); };
-    add("bloompower", "", 3100, T::Float, 1.0, P_BLOOM_POWER, "Bloom power", 0, 100000);
-    add("glrpower", "", 3104, T::Float, 0.1, P_GLARE_POWER, "Glare power", 0, 100000);
+    add("bloompower", "", 3100, T::Float, 1.0, P_BLOOM_POWER, "Bloom power", 0.0001, 100000);
+    add("glrpower", "", 3104, T::Float, 0.1, P_GLARE_POWER, "Glare power", 0.0001, 100000);
     add("rayamnt", "", 3105, T::Int, 3, P_GLARE_RAY_COUNT, "Glare ray amount", 1, 8);
     add("glrangle", "", 3102, T::Float, 15.0, P_GLARE_ANGLE, "Glare angle", -90, 90);
     add("glrblur", "", 3103, T::Float, 0.01, P_GLARE_BLUR, "Glare blur", 0.001, 0.2);
@@ -293,12 +294,12 @@ void addInfo(std::vector<SettingRow>& rows) {
     add("wirebacklght", "WRBL", 3033, T::Bool, 0, P_HIGHLIGHT_BACKFACES, "Wireframe backface highlight");
     add("bumpnormal", "BMNR", 3032, T::Bool, 0, P_BUMP, "Bump and normal mapping");
     add("aoshdw", "AOSH", 3036, T::Bool, 0, 0, "AO alpha shadows");
-    add("fsize", "FSIZ", 3030, T::Float, 1.2, P_FILTER_SIZE, "Filter size", 1, 8);
+    add("fsize", "FSIZ", 3030, T::Float, 1.2, P_FILTER_SIZE, "Filter size", 0, 8);
     add("uvmax", "UVMX", 3028, T::Float, 1, P_UV_MAX, "UV max", 0.00001, 1000);
     add("uvset", "UVST", SETTING_INFO_UV_SET, T::Int, 1, P_UV_SET, "UV set", 1, 3);
-    add("rayeps", "REPS", 3027, T::Float, 0.001, P_RAY_EPSILON, "Ray epsilon", 0.0000001, 1000);
-    add("zdepth", "ZDPT", 3029, T::Float, 5, P_Z_DEPTH_MAX, "Z-depth max", 0.001, 1000000);
-    add("maxspd", "MSPD", 3035, T::Float, 5, P_MAX_SPEED, "Max. speed", 0.00001, 10000);
+    add("rayeps", "REPS", 3027, T::Float, 0.001, P_RAY_EPSILON, "Ray epsilon", 0.000001, 1000);
+    add("zdepth", "ZDPT", 3029, T::Float, 5, P_Z_DEPTH_MAX, "Z-depth max", 0.0001, 100000);
+    add("maxspd", "MSPD", 3035, T::Float, 5, P_MAX_SPEED, "Max. speed", 0.0001, 10000);
     add("aodist", "AODS", 3034, T::Float, 3, P_AO_DISTANCE, "AO distance", 0.01, 1024);
     add("PSamples", "PSMP", 3038, T::Int, 16, 0, "Parallel samples", 1, 32);
     add("mtSamples", "MTSP", 3039, T::Int, 32, 0, "Max. tile samples", 1, 64);
@@ -347,6 +348,7 @@ void addPasses(std::vector<SettingRow>& rows) {
     for (std::size_t i = first; i < rows.size(); ++i)
         rows[i].element =
             kFirstPassElement + static_cast<Int32>(std::lower_bound(ids.begin(), ids.end(), rows[i].id) - ids.begin());
+    for (std::size_t i = 0; i < first; ++i) rows[i].element = controlOf(rows[i]);
 }
 
 // --- Look-ups -------------------------------------------------------------------------------------------------------

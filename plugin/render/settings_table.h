@@ -43,7 +43,7 @@ struct SettingRow {
     PinHome home = PinHome::Group;
     Int32 bit = 0;      ///< of a Bit row
     Int32 pass = 0;     ///< of a pass switch: the pass
-    Int32 element = 0;  ///< of a pass switch: its control in dialogs
+    Int32 element = 0;  ///< its control in the settings dialog; 0: none
     Int32 kind = 0;     ///< of a pass switch: kPassKind
     const char* label = "";
 

@@ -60,7 +60,27 @@ String valueText(const SettingRow& r, const SettingValue& value) {
     return r.type == SettingType::File ? value.text : numberText(r, value.number);
 }
 
+/// The numbers of the response curves, runs of them as "from to".
+String responseRange() {
+    String text = "0";
+    const auto curves = filmResponses();
+    for (std::size_t i = 0; i < curves.size(); ++i) {
+        std::size_t last = i;
+        while (last + 1 < curves.size() && curves[last + 1].id == curves[last].id + 1) ++last;
+        text += ", " + String::IntToString(curves[i].id) + " to " + String::IntToString(curves[last].id);
+        i = last;
+    }
+    return text;
+}
+
+String kernelRange() {
+    String text;
+    for (const char* name : kKernelNames) text += (text.IsEmpty() ? "" : ", ") + String(name);
+    return text;
+}
+
 String rangeText(const SettingRow& r) {
+    if (r.id == SETTING_RESPONSE) return responseRange();
     if (isSwitch(r)) return "0, 1";
     if (r.type == SettingType::Colour) return "three numbers";
     if (r.type == SettingType::File) return "a file";
@@ -78,6 +98,9 @@ Int32 findAddress(const RenderSettings& settings, const String& key) {
 
 /// The text of a number, where words stand for numbers.
 String spelledOut(const SettingRow& r, const String& text) {
+    if (r.id == SETTING_RESPONSE)
+        for (const FilmResponse& curve : filmResponses())
+            if (text == String(curve.name)) return String::IntToString(curve.id);
     if (r.id == SETTING_KERNEL)
         for (Int32 kernel = 0; kernel < kKernels; ++kernel)
             if (text == String(kKernelNames[kernel])) return String::IntToString(kernel);
@@ -92,6 +115,17 @@ bool readColour(const String& text, Vector& colour) {
     if (std::sscanf(text.c_str(), "%lf , %lf , %lf %c", &colour.x, &colour.y, &colour.z, &rest) != 3) return false;
     return std::isfinite(colour.x) && std::isfinite(colour.y) && std::isfinite(colour.z) && colour.x >= 0 &&
            colour.y >= 0 && colour.z >= 0;
+}
+
+/// Whether a number is one of those that the setting takes.
+bool isInRange(const SettingRow& r, Float number) {
+    if (!std::isfinite(number) || (r.isWhole() && number != std::floor(number))) return false;
+    if (r.id == SETTING_RESPONSE) {
+        const auto curves = filmResponses();
+        return number == 0 || std::any_of(curves.begin(), curves.end(),
+                                          [number](const FilmResponse& curve) { return curve.id == number; });
+    }
+    return r.minimum == r.maximum || (number >= r.minimum && number <= r.maximum);
 }
 
 /// Levenshtein's distance between two texts.
@@ -162,10 +196,16 @@ bool setFromText(RenderSettings& settings, const String& key, const String& valu
     const String text = spelledOut(r, value);
     Bool isNumber = false;
     const Float number = text.ToFloat(&isNumber);
-    const bool inRange = r.minimum == r.maximum || (number >= r.minimum && number <= r.maximum);
-    if (!isNumber || !std::isfinite(number) || (r.isWhole() && number != std::floor(number)) || !inRange)
-        return fail("The setting " + key + " takes " + (r.isWhole() && !isSwitch(r) ? "whole numbers from " : "") +
-                    rangeText(r) + ", not \"" + value + "\".");
+    if (!isNumber || !isInRange(r, number)) {
+        String wanted = rangeText(r);
+        if (r.id == SETTING_KERNEL)
+            wanted = kernelRange();
+        else if (r.id == SETTING_RESPONSE)
+            wanted += ", or the name of a curve";
+        else if (r.isWhole() && !isSwitch(r))
+            wanted = "whole numbers from " + wanted;
+        return fail("The setting " + key + " takes " + wanted + ", not \"" + value + "\".");
+    }
     return settings.setValueAt(row, {number, {}, {}}, false);
 }
 

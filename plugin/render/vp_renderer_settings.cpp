@@ -195,7 +195,7 @@ void usePreset(RendererSettingsCall& call, RenderSettings& settings) {
     const BaseContainer* preset = findPreset(presets, call.preset);
     if (!preset) {
         call.error = "There is no preset \"" + call.preset + "\"; " +
-                     (presets.empty() ? String("none was saved.") : "there are " + presetNames(presets) + ".");
+                     (presets.empty() ? String("none was saved.") : "those saved are " + presetNames(presets) + ".");
         return;
     }
     if (applyPreset(settings, *preset, false))

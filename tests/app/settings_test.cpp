@@ -81,7 +81,10 @@ TEST(Settings, WhatIsRefusedWritesNothing) {
         {{"settings", scene, "--set", "Pt.alphachan=2"}, "0, 1"},
         {{"settings", scene, "--set", "Ci.exposure=nan"}, "0.001 to 4096"},
         {{"settings", scene, "--set", "Ci.wBalance=red"}, "three numbers"},
+        {{"settings", scene, "--set", "Ci.response=500"}, "400 to 403"},
+        {{"settings", scene, "--set", "kernel=fast"}, "path, pmc"},
         {{"settings", scene, "--preset", "fine"}, "\"fine\""},
+        {{"settings", scene, "--save-preset", ""}, "needs a name"},
         {{"settings", scene, "-o", folder / "a.gltf"}, ".lumdoc"},
         {{"settings", kCornell, "--set", "Pt.maxsamples=5"}, "-o"},
     };

@@ -267,10 +267,10 @@ TEST(DocumentFile, RefusalsAreSentencesAndLeaveTheOldFile) {
         {Filename(folder.path()), "folder"},
         {write("empty.lumdoc", ""), "empty"},
         {write("noise.lumdoc", "no document at all, but long enough to hold a header and more"),
-         "not a file of this kind"},
+         "not a document, whatever its name says"},
         {write("scene.xyz", "no document at all, but long enough to hold a header and more"), "neither a document"},
         {Filename(folder / "newer.lumdoc"), "version 99"},
-        {Filename(folder / "other.lumdoc"), "not a file of this kind"}};
+        {Filename(folder / "other.lumdoc"), "not a document, whatever its name says"}};
     for (const auto& row : rows) {
         String error;
         EXPECT_EQ(LoadDocument(row.file, &error), nullptr);

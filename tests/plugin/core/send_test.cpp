@@ -11,6 +11,7 @@
 #include "plugin/core/object_check.h"
 #include "plugin/core/object_link.h"
 #include "plugin/core/singletons.h"
+#include "tests/plugin/support/graph_content.h"
 #include "tests/plugin/support/plugin_test.h"
 
 namespace lumora::test {
@@ -101,14 +102,14 @@ TEST_F(SendTest, MovableObjectsAreSentOneByOneUnlessAllSlotsAreAsked) {
 TEST_F(SendTest, SecondSendMakesTheSameGraphAndLeaksNoItems) {
     BaseDocument* document = makeLitCube();
     startLive(document);
-    const std::string first = describeGraph(Engine::getRenderTargetNode());
+    const std::string first = graphContent(Engine::getRenderTargetNode());
     const std::size_t items = projectItems();
     ASSERT_FALSE(first.empty());
     for (int i = 0; i < 5; ++i) {
         live().stopRender();
         EXPECT_EQ(live().state(), LiveState::Idle);
         startLive(document);
-        EXPECT_EQ(describeGraph(Engine::getRenderTargetNode()), first);
+        EXPECT_EQ(graphContent(Engine::getRenderTargetNode()), first);
         EXPECT_EQ(projectItems(), items);
     }
 }
@@ -116,7 +117,7 @@ TEST_F(SendTest, SecondSendMakesTheSameGraphAndLeaksNoItems) {
 TEST_F(SendTest, BreakBeforeMaterialsEndsFinishedAndTheNextSendIsWhole) {
     BaseDocument* document = makeLitCube();
     startLive(document);
-    const std::string whole = describeGraph(Engine::getRenderTargetNode());
+    const std::string whole = graphContent(Engine::getRenderTargetNode());
     bool breakNow = true;
     onStatus = [&](const String& text) {
         if (breakNow && text.Find("Creating materials") >= 0) globals().breakSend = true;
@@ -130,7 +131,7 @@ TEST_F(SendTest, BreakBeforeMaterialsEndsFinishedAndTheNextSendIsWhole) {
 
     breakNow = false;
     startLive(document);
-    EXPECT_EQ(describeGraph(Engine::getRenderTargetNode()), whole);
+    EXPECT_EQ(graphContent(Engine::getRenderTargetNode()), whole);
 }
 
 TEST_F(SendTest, StopAtAnyMomentLeavesASessionThatSendsAgain) {
@@ -141,7 +142,7 @@ TEST_F(SendTest, StopAtAnyMomentLeavesASessionThatSendsAgain) {
         document->AppendObject(cube);
     }
     startLive(document);
-    const std::string whole = describeGraph(Engine::getRenderTargetNode());
+    const std::string whole = graphContent(Engine::getRenderTargetNode());
     std::mt19937 random(5);
     int broken = 0;
     for (int round = 0; round < 100; ++round) {
@@ -163,7 +164,7 @@ TEST_F(SendTest, StopAtAnyMomentLeavesASessionThatSendsAgain) {
     }
     EXPECT_GT(broken, 0) << "no round was caught while it was sent";
     startLive(document);
-    EXPECT_EQ(describeGraph(Engine::getRenderTargetNode()), whole);
+    EXPECT_EQ(graphContent(Engine::getRenderTargetNode()), whole);
 }
 
 TEST_F(SendTest, StopAndResetEmptiesTheProjectButNotInTheMiddleOfASend) {

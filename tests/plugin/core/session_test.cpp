@@ -18,12 +18,21 @@ namespace {
 class SessionTest : public PluginTest {};
 
 TEST_F(SessionTest, EventsLeadFromStateToState) {
-    startLive(makeLitCube());
+    BaseDocument* document = makeLitCube();
+    ASSERT_EQ(setRendererSetting(*app, document, "samples", "1000000").str(), "");  // no sample target is reached
+    startLive(document);
     using S = LiveState;
     using Event = std::function<void(lumoraLive&)>;
     const Event stop = [](lumoraLive& s) { s.stopRender(); };
     const Event pauseOn = [](lumoraLive& s) { s.pauseRender(true); };
     const Event pauseOff = [](lumoraLive& s) { s.pauseRender(false); };
+    const Event stopReset = [](lumoraLive& s) { s.stopAndReset(); };
+    const Event reset = [](lumoraLive& s) { s.resetScene(true); };
+    const Event restart = [](lumoraLive&) { SpecialEventAdd(MSG_RESTART_RENDER); };
+    const Event fail = [](lumoraLive&) {
+        globals().renderFailed = true;
+        SpecialEventAdd(MSG_REDRAW);
+    };
     const struct {
         const char* what;
         S from;
@@ -41,12 +50,40 @@ TEST_F(SessionTest, EventsLeadFromStateToState) {
         {"continue when paused", S::Idle, true, pauseOff, S::Rendering},
         {"continue when running", S::Finished, false, pauseOff, S::Finished},
         {"continue while exporting", S::Exporting, true, pauseOff, S::Exporting},
+        {"restart while rendering", S::Rendering, false, restart, S::Rendering},
+        {"restart when stopped", S::Idle, false, restart, S::Rendering},
+        {"restart when finished", S::Finished, false, restart, S::Rendering},
+        {"stop before the engine", S::NotInit, false, stop, S::Idle},
+        {"stop when nothing was sent", S::Ready, false, stop, S::Idle},
+        {"stop when stopped", S::Idle, false, stop, S::Idle},
+        {"stop after a final render", S::FinalEnded, false, stop, S::Idle},
+        {"failure while rendering", S::Rendering, false, fail, S::Idle},
+        {"failure when finished", S::Finished, false, fail, S::Idle},
+        {"failure while exporting", S::Exporting, false, fail, S::Idle},
+        {"failure when ready", S::Ready, false, fail, S::Idle},
+        {"reset while rendering", S::Rendering, false, reset, S::Exporting},
+        {"reset when stopped", S::Idle, false, reset, S::Exporting},
+        {"reset after a final render", S::FinalEnded, false, reset, S::Exporting},
+        {"stop and reset while rendering", S::Rendering, false, stopReset, S::Idle},
+        {"stop and reset after a final render", S::FinalEnded, false, stopReset, S::Idle},
     };
+    live().setRenderEnabled(false);  // so that no tick looks at the samples
     for (const auto& row : rows) {
+        globals().renderFailed = globals().renderError = false;
         row.paused ? pauseLocked(live()) : continueLocked(live());
+        ASSERT_TRUE(waitFor([&] { return !live().updateInProgress; })) << row.what;
         live().setState(row.from);
         row.event(live());
+        app->processEvents();
         EXPECT_EQ(live().state(), row.to) << row.what;
+        live().setRenderEnabled(false);
+    }
+    globals().renderFailed = globals().renderError = false;
+    for (const S from : {S::Ready, S::Idle, S::Rendering, S::Finished, S::FinalEnded}) {
+        live().setState(from);
+        const int sent = consoleCount("RESET PROJECT");
+        startLive(GetActiveDocument());
+        EXPECT_EQ(consoleCount("RESET PROJECT"), sent + 1) << "a start sends from state " << static_cast<int>(from);
     }
 }
 

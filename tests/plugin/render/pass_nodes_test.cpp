@@ -23,7 +23,7 @@ protected:
         settings.setDocument(document, true);
         settings.renderTarget = target;
         settings.setKernel(KERNEL_PATH, false);
-        settings.applyAll();
+        settings.apply(nullptr, nullptr);
         Lumora::ApiWriteJournal::reset();
     }
     void TearDown() override {
@@ -63,7 +63,7 @@ TEST_F(PassNodesTest, TheNodeIsThereWhilePassesAreOnAndASwitchIs) {
 
     Lumora::ApiWriteJournal::reset();
     EXPECT_FALSE(settings.applyPasses(false));
-    EXPECT_FALSE(settings.applyAll());
+    EXPECT_FALSE(settings.apply(nullptr, nullptr));
     EXPECT_EQ(writes(), 0u) << "nothing changed, nothing is written";
     settings.setPass("", Lumora::RP_Z_DEPTH, false, true);
     EXPECT_FALSE(passes()) << "every switch is off";
@@ -78,7 +78,7 @@ TEST_F(PassNodesTest, AdaptiveSamplingHoldsTheNoisePassOn) {
     passesOn(true);
     EXPECT_EQ(switchesOn(), 2);
     Lumora::ApiWriteJournal::reset();
-    EXPECT_FALSE(settings.applyAll());
+    EXPECT_FALSE(settings.apply(nullptr, nullptr));
     EXPECT_EQ(writes(), 0u);
     passesOn(false);
     ASSERT_TRUE(passes());
@@ -147,6 +147,8 @@ TEST_F(PassNodesTest, TheLutNodeIsThereWhileItsFileIs) {
     EXPECT_EQ(writes(), 0u);
     settings.setFile("Ci", "lut", Filename("cold.cube"), true);
     EXPECT_FALSE(imager->connectedNode(P_LUT)) << "there is no such file";
+    settings.applyImager();
+    EXPECT_EQ(consoleCount("Warning: the LUT file"), 1) << "said once";
     settings.setFile("Ci", "lut", Filename("warm.cube"), true);
     EXPECT_TRUE(imager->connectedNode(P_LUT));
     settings.setFile("Ci", "lut", Filename(), true);

@@ -1,9 +1,12 @@
 #include "plugin/render/render_settings.h"
 
 #include <cmath>
+#include <map>
 #include <set>
 
 #include "plugin/core/ids.h"
+#include "plugin/core/prefs.h"
+#include "plugin/core/windows.h"
 #include "plugin/render/settings_text.h"
 #include "tests/plugin/scene_fixture.h"
 
@@ -46,7 +49,7 @@ TEST_F(SettingsTest, EveryRowIsReachedByEachOfItsAddressesAndNoOther) {
         EXPECT_TRUE(r.code == 0 || codes.insert({r.group, r.code}).second) << "code twice";
         EXPECT_TRUE(!*r.key || keys.insert(std::string(groupName(r.group)) + "." + r.key).second) << "key twice";
         EXPECT_EQ(r.kind == kPassKind, r.pass != 0);
-        EXPECT_TRUE(!r.pass || elements.insert(r.element).second) << "control twice";
+        EXPECT_TRUE(!r.element || elements.insert(r.element).second) << "control twice";
         EXPECT_STRNE(r.label, "");
         if (!isBit) {
             EXPECT_EQ(findSettingById(r.id), at);
@@ -175,6 +178,75 @@ TEST_F(SettingsTest, DefaultsOfRecordAndOfContainer) {
     EXPECT_EQ(settings.environmentColour(), Vector(0.9));
 }
 
+/// Keeps what each control was told to show.
+class RecordingDialog : public SessionWindow {
+public:
+    bool open(const WindowPlace&) override { return true; }
+    bool isOpen() const override { return true; }
+    void close() override {}
+    void setText(Int32 element, const String& text) override { texts[element] = text.str(); }
+    void setValue(Int32 element, Float value) override { values[element] = value; }
+    void setColour(Int32 element, const Vector& colour) override { colours[element] = colour; }
+
+    std::map<Int32, std::string> texts;
+    std::map<Int32, Float> values;
+    std::map<Int32, Vector> colours;
+};
+
+TEST_F(SettingsTest, TheDialogShowsEachValueInItsOwnControl) {
+    settings.setValueByKey("DL", "maxsamples", 11, false);
+    settings.setValueByKey("Pt", "maxsamples", 12, false);
+    settings.setValueByKey("Pmc", "maxsamples", 13, false);
+    settings.setValueByKey("Ic", "maxsamples", 14, false);
+    settings.setValueById("Pt", fourCC('L', 'I', 'D', '8'), 0, false);
+    settings.setValueById("DL", fourCC('L', 'L', 'I', 'E'), 1, false);
+    settings.applyColour("Krn", "tShdAmb", {0.1, 0.2, 0.3}, false);
+    settings.applyColour("Ci", "wBalance", {1, 0.5, 0.25}, false);
+    settings.setFile("Ci", "lut", Filename("film.cube"), false);
+    RecordingDialog dialog;
+    settings.writeToDialog(dialog);
+    for (const auto& [element, value] : {std::pair{13188, 11.0},
+                                         {13239, 12.0},
+                                         {13292, 13.0},
+                                         {13333, 14.0},
+                                         {13258, 1.0},
+                                         {13267, 0.0},
+                                         {13217, 0.0},
+                                         {13218, 1.0},
+                                         {13144, 401.0},
+                                         {13172, 0.0}})
+        EXPECT_TRUE(dialog.values.contains(element) && dialog.values[element] == value) << element;
+    for (const Int32 element : {13167, 13168, 13169}) EXPECT_EQ(dialog.colours[element], Vector(0.1, 0.2, 0.3));
+    EXPECT_EQ(dialog.colours[13155], Vector(1, 0.5, 0.25));
+    EXPECT_EQ(dialog.texts[13156], "film.cube");
+    // What the user can set in a kernel, the imager or post-processing and finds no control for.
+    std::set<std::string> hidden;
+    constexpr SettingGroups kPages = groupBit(SettingGroup::Direct) | groupBit(SettingGroup::Path) |
+                                     groupBit(SettingGroup::Pmc) | groupBit(SettingGroup::Imager) |
+                                     groupBit(SettingGroup::Post) | groupBit(SettingGroup::Info);
+    for (const SettingRow& r : settingRows())
+        if ((groupBit(r.group) & kPages) && r.element == 0) hidden.insert(r.key);
+    EXPECT_EQ(hidden, (std::set<std::string>{"fstop", "iso", "volsteplen"}));
+}
+
+TEST_F(SettingsTest, OutOfCoreFollowsThePreferences) {
+    using Engine = Lumora::ApiRenderEngine;
+    PluginPrefs prefs;
+    prefs.set(PREF_RAM_LIMIT, GeData(2.0));
+    prefs.set(PREF_HEAD_ROOM, GeData(300.0));
+    settings.apply(nullptr, &prefs);
+    unsigned long long used = 0, limit = 0, textures = 0, geometry = 0, headRoom = 0;
+    Engine::getOutOfCoreMemoryUsage(used, limit, textures, geometry, headRoom);
+    EXPECT_TRUE(Engine::outOfCoreEnabled());
+    EXPECT_EQ(limit, 2ull << 30);
+    EXPECT_EQ(headRoom, 300ull << 20);
+    prefs.set(PREF_OUT_OF_CORE, GeData(false));
+    settings.apply(nullptr, nullptr);
+    EXPECT_TRUE(Engine::outOfCoreEnabled()) << "without preferences it stays as it is";
+    settings.apply(nullptr, &prefs);
+    EXPECT_FALSE(Engine::outOfCoreEnabled());
+}
+
 TEST_F(SettingsTest, AnOldSettingsObjectIsTakenOver) {
     BaseObject* old = addNull("myLumoraSettings");
     old->GetDataInstance()->SetInt32(3063, 77);
@@ -197,7 +269,7 @@ TEST_F(SettingsTest, SettingsReachTheirPins) {
     settings.setValueById("Pt", fourCC('A', 'C', 'H', 'N'), 1, false);
     settings.setValueByKey("Ci", "exposure", 1.5, false);
     settings.applyColour("Ci", "wBalance", {1, 0.5, 0.25}, false);
-    EXPECT_TRUE(settings.applyAll());
+    EXPECT_TRUE(settings.apply(nullptr, nullptr));
     ASSERT_TRUE(kernel());
     EXPECT_EQ(kernel()->type(), NT_KERNEL_PATH);
     EXPECT_EQ(kernel()->getPinInt(P_MAX_SAMPLES), 33);
@@ -207,7 +279,7 @@ TEST_F(SettingsTest, SettingsReachTheirPins) {
     EXPECT_EQ(imager->getPinFloat3(P_WHITE_POINT), (Float3{1, 0.5f, 0.25f}));
 
     Lumora::ApiWriteJournal::reset();
-    EXPECT_FALSE(settings.applyAll());
+    EXPECT_FALSE(settings.apply(nullptr, nullptr));
     EXPECT_EQ(writes(), 0u) << "nothing changed, nothing is written";
     settings.setValueByKey("Pt", "maxsamples", 33, true);
     EXPECT_EQ(writes(), 0u) << "a setting set to its value writes nothing";
@@ -218,7 +290,7 @@ TEST_F(SettingsTest, SettingsReachTheirPins) {
 
 TEST_F(SettingsTest, KernelsStayAndOnlyTheConnectionChanges) {
     settings.setKernel(KERNEL_PATH, false);
-    settings.applyAll();
+    settings.apply(nullptr, nullptr);
     ApiNode* path = kernel();
     settings.setKernel(KERNEL_DIRECT, true);
     EXPECT_EQ(kernel()->type(), NT_KERNEL_DIRECT);
@@ -259,6 +331,10 @@ TEST_F(SettingsTest, TextsOfAPerson) {
         {"Ci.exposure", "0.5", true},
         {"Pt.ASMP", "1", true},
         {"Other.envClr", "0, 0.5, 1", true},
+        {"Ci.response", "Portra_160NCCD", true},
+        {"Ci.response", "403", true},
+        {"Ci.response", "312", false},
+        {"kernel", "fast", false},
         {"Ci.no such", "1", false},
         {"samples", "many", false},
         {"samples", "1.5", false},
@@ -285,7 +361,7 @@ TEST_F(SettingsTest, TextsOfAPerson) {
 
 TEST_F(SettingsTest, WithoutATargetNothingHappens) {
     ApiProjectManager::resetProject();
-    EXPECT_FALSE(settings.applyAll());
+    EXPECT_FALSE(settings.apply(nullptr, nullptr));
     settings.setDocument(nullptr, true);
     EXPECT_FALSE(settings.readFromDocument(true));
     EXPECT_TRUE(settings.setValueByKey("Ci", "exposure", 2, true)) << "the record takes it all the same";

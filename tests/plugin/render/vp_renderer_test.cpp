@@ -1,6 +1,7 @@
 // Final pictures, from a document to the host's buffers.
 #include "plugin/render/vp_renderer.h"
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -9,6 +10,7 @@
 #include "plugin/core/ids.h"
 #include "plugin/core/singletons.h"
 #include "plugin/render/render_settings.h"
+#include "tests/plugin/support/graph_content.h"
 #include "tests/plugin/support/plugin_test.h"
 
 namespace lumora::test {
@@ -29,6 +31,12 @@ protected:
             double sum = 0;
             for (std::size_t i = 0; i < pixels.size(); i += 4) sum += pixels[i];
             return pixels.empty() ? 0 : sum / (static_cast<double>(pixels.size()) / 4);
+        }
+        /// Of all pixels those that light falls on, without what shines itself.
+        double litShare() const {
+            std::size_t lit = 0;
+            for (std::size_t i = 0; i < pixels.size(); i += 4) lit += pixels[i] > 1e-3f && pixels[i] < 1 ? 1u : 0u;
+            return 4.0 * static_cast<double>(lit) / static_cast<double>(std::max<std::size_t>(pixels.size(), 1));
         }
     };
 
@@ -68,6 +76,7 @@ TEST_F(VpRendererTest, LitCubeGivesAPictureThatRepeatsBitForBit) {
     ASSERT_EQ(first.result, RenderResult::Ok) << first.error.c_str();
     EXPECT_FALSE(first.displayReferred);
     EXPECT_GT(first.mean(), 0.01);
+    EXPECT_GT(first.litShare(), 0.05) << "no lamp is switched off by default";
     ASSERT_FALSE(first.progress.empty());
     EXPECT_EQ(first.progress.back(), 1.0);
     EXPECT_EQ(render(document).pixels, first.pixels);
@@ -91,10 +100,10 @@ TEST_F(VpRendererTest, EightBitPictureIsReadyForDisplay) {
 TEST_F(VpRendererTest, LiveRenderStandsBackAndStartsAnewAfterwards) {
     BaseDocument* document = litCube("4");
     startLive(document, kWidth, kHeight);
-    const std::string graph = describeGraph(Lumora::ApiRenderEngine::getRenderTargetNode());
+    const std::string graph = graphContent(Lumora::ApiRenderEngine::getRenderTargetNode());
     ASSERT_EQ(render(document).result, RenderResult::Ok);
     startLive(document, kWidth, kHeight);
-    EXPECT_EQ(describeGraph(Lumora::ApiRenderEngine::getRenderTargetNode()), graph);
+    EXPECT_EQ(graphContent(Lumora::ApiRenderEngine::getRenderTargetNode()), graph);
 }
 
 TEST_F(VpRendererTest, SecondFinalRenderIsRefusedAndLeavesTheFirstAlone) {

@@ -4,8 +4,6 @@
 
 #include <cstdlib>
 #include <iostream>
-#include <map>
-#include <sstream>
 
 #include "plugin/core/ids.h"
 #include "plugin/core/singletons.h"
@@ -122,44 +120,6 @@ String setRendererSetting(Application& app, BaseDocument* document, const char* 
     call.value = value;
     EXPECT_TRUE(app.sendMessage(C4DPL_RENDERER_SETTINGS, &call));
     return call.error;
-}
-
-namespace {
-
-void describe(const ApiNode* node, std::map<const ApiNode*, int>& seen, std::ostringstream& out) {
-    const auto [place, isNew] = seen.try_emplace(node, static_cast<int>(seen.size()));
-    if (!isNew) {
-        out << "#" << place->second << "\n";
-        return;
-    }
-    out << node->type() << " \"" << node->name() << "\"";
-    for (unsigned a = 0; a < node->attrCount(); ++a) {
-        const Lumora::AttributeId id = node->attrIdIx(a);
-        const Lumora::AttributeType type = node->attrTypeIx(a);
-        if (type >= Lumora::AT_INT_ARRAY) {
-            if (const std::size_t size = node->getArraySize(id)) out << " " << id << "x" << size;
-        } else if (type == Lumora::AT_STRING) {
-            out << " " << id << "=" << node->getString(id);
-        } else {
-            const Lumora::Vec3<float> value = node->getFloat3(id);
-            out << " " << id << "=" << value.x << "," << value.y << "," << value.z;
-        }
-    }
-    out << "\n";
-    for (unsigned pin = 0; pin < node->pinCount(); ++pin)
-        if (const ApiNode* input = node->inputNodeIx(pin)) {
-            out << "pin " << pin << ": ";
-            describe(input, seen, out);
-        }
-}
-
-}  // namespace
-
-std::string describeGraph(const ApiNode* root) {
-    std::ostringstream out;
-    std::map<const ApiNode*, int> seen;
-    if (root) describe(root, seen, out);
-    return out.str();
 }
 
 }  // namespace lumora::test

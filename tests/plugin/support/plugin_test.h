@@ -63,7 +63,4 @@ BaseDocument* makeLitCube(double emission = 3.0);
 /// Sets a setting as the command line does; the error text, empty when it was taken.
 String setRendererSetting(Application& app, BaseDocument* document, const char* key, const char* value);
 
-/// Every item below a node, with types, names, values and connections, in a fixed order and without addresses.
-std::string describeGraph(const ApiNode* root);
-
 }  // namespace lumora::test
