@@ -108,9 +108,11 @@ RenderScenePtr SceneCompiler::build() {
     if (!target) return nullptr;
     auto scene = std::make_shared<RenderScene>();
     const RenderScene* old = scene_.get();
-    scene->camera = readCamera(nodes_, *target);
+    scene->camera = readCamera(nodes_, *target, time_, fps_);
     scene->kernel = readKernel(nodes_, *target);
-    if (!scene->kernel.staticNoise) scene->kernel.seed = frame_;
+    // Noise of its own for every frame.
+    if (!scene->kernel.staticNoise)
+        scene->kernel.seed = static_cast<std::uint32_t>(std::lround(std::clamp(time_ * fps_, 0.0f, 1e9f)));
     scene->infoPasses = readInfoPasses(nodes_, *target);
     scene->film = readFilm(nodes_, *target);
     scene->imager = imager_.read(nodes_, *target, log_);
@@ -154,7 +156,8 @@ BuildResult SceneCompiler::apply(const SceneDelta& delta) {
     if (delta.clayMode != clayMode_) shadingNodes_.stale = true;
     clayMode_ = delta.clayMode;
     target_ = delta.renderTarget;
-    frame_ = static_cast<std::uint32_t>(std::lround(std::clamp(delta.time * delta.fps, 0.0f, 1e9f)));
+    time_ = delta.time;
+    fps_ = delta.fps;
 
     // What was built for a scene that never came to be must not pass for part of the old one.
     const auto forget = [this] {

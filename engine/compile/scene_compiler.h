@@ -67,8 +67,8 @@ private:
     std::shared_ptr<const Environment> environment_, visible_, ambient_;  ///< as their nodes say
     RenderScenePtr scene_;
     ItemUid target_ = 0;
+    float time_ = 0, fps_ = 25;  ///< of the project: seconds, frames a second
     int clayMode_ = 0;
-    std::uint32_t frame_ = 0;  ///< of the animation
     ImagerReader imager_;
     mutable std::mutex countersLock_;
     Counters counters_;

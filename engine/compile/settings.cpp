@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "engine/compile/camera_keys.h"
 #include "engine/render/emission.h"
 #include "engine/render/info_channel.h"
 
@@ -54,7 +55,7 @@ Baking readBaking(const NodeTable& nodes, const NodeRecord& node) {
 
 }  // namespace
 
-Camera readCamera(const NodeTable& nodes, const NodeRecord& target) {
+Camera readCamera(const NodeTable& nodes, const NodeRecord& target, float time, float fps) {
     Camera c;
     const NodeRecord* node = nodes.input(target, P_CAMERA);
     if (!node) return c;
@@ -66,6 +67,7 @@ Camera readCamera(const NodeTable& nodes, const NodeRecord& target) {
     }
     c.target = nodes.vector(*node, P_TARGET, c.target);
     c.up = nodes.vector(*node, P_UP, c.up);
+    readCameraKeys(nodes, target, *node, time, fps, c);
     readLens(nodes, *node, c);
     c.stereo = readStereo(nodes, *node);
     if (node->type == NT_CAM_PANORAMIC) {

@@ -11,7 +11,8 @@ inline constexpr std::uint32_t kMaxFilmEdge = 65536;
 inline constexpr std::uint64_t kMaxFilmPixels = 1ull << 30;
 
 /// What is missing takes the defaults of the plain structs. Values out of range are brought into it.
-Camera readCamera(const NodeTable& nodes, const NodeRecord& target);
+/// `time`: seconds, of the project; `fps`: frames a second. They say which part of its motion the camera is seen in.
+Camera readCamera(const NodeTable& nodes, const NodeRecord& target, float time, float fps);
 Kernel readKernel(const NodeTable& nodes, const NodeRecord& target);
 InfoPasses readInfoPasses(const NodeTable& nodes, const NodeRecord& target);
 Film readFilm(const NodeTable& nodes, const NodeRecord& target);

@@ -24,7 +24,10 @@ std::shared_ptr<const BakeMap> bakeMap(const RenderScene& scene) {
 }  // namespace
 
 PixelTracer::PixelTracer(const RenderScene& scene)
-    : scene_(scene), camera_(scene.camera, scene.film, findFocalDepth(scene), bakeMap(scene)), integrator_(scene) {
+    : scene_(scene),
+      camera_(scene.camera, scene.film, findFocalDepth(scene), bakeMap(scene)),
+      motion_(scene.camera),
+      integrator_(scene) {
     if (scene.kernel.kind != KernelKind::Info) return;
     info_.emplace(scene, camera_);
     lens_ = scene.kernel.info.sampling == InfoSampling::Distributed;
@@ -44,10 +47,13 @@ PixelSample PixelTracer::sample(std::uint32_t x, std::uint32_t y, Sampler& sampl
     const auto u = sampler.next4();
     const Float2 offset = spread_ ? filterOffset(scene_.kernel.filterSize, {u[0], u[1]}) : Float2{};
     const Float2 lens = lens_ ? Float2{u[2], u[3]} : Float2{0.5f, 0.5f};
-    const CameraSample first = camera_.generate(x, y, offset, lens);
+    CameraSample first = camera_.generate(x, y, offset, lens);
+    const float time = motion_.moving() ? sampler.next1() : 0.5f;
+    motion_.move(first.ray, time);
     PixelSample s = trace(first, sampler);
     if (camera_.layers() == 1) return s;
-    const CameraSample second = camera_.generate(x, y, offset, lens, 1);
+    CameraSample second = camera_.generate(x, y, offset, lens, 1);
+    motion_.move(second.ray, time);
     const PixelSample t = trace(second, sampler);
     s.color = s.color * first.weight + t.color * second.weight;
     s.direct = s.direct * first.weight + t.direct * second.weight;

@@ -3,6 +3,7 @@
 
 #include <optional>
 
+#include "engine/render/camera_motion.h"
 #include "engine/render/info_kernel.h"
 #include "engine/render/integrator.h"
 
@@ -23,6 +24,7 @@ private:
 
     const RenderScene& scene_;
     CameraRays camera_;
+    CameraMotion motion_;
     Integrator integrator_;
     std::optional<InfoKernel> info_;
     bool lens_ = true, spread_ = true;  ///< rays go everywhere through the lens, and through the pixel

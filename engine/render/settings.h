@@ -57,10 +57,18 @@ struct Baking {
     friend bool operator==(const Baking&, const Baking&) = default;
 };
 
+/// Where a moving camera is at one time.
+struct CameraKey {
+    float time = 0.0f;  ///< 0 when the shutter opens, 1 when it closes
+    Float3 position, target, up;
+    friend bool operator==(const CameraKey&, const CameraKey&) = default;
+};
+
 /// Right-handed, metres.
 struct Camera {
     CameraKind kind = CameraKind::ThinLens;
     Float3 position{0, 0, 5}, target{}, up{0, 1, 0};
+    std::vector<CameraKey> keys;  ///< by rising time; empty: the camera stands still while the shutter is open
     float nearClip = 0.0f, farClip = kInfinity;  ///< thin lens: along the axis, else along the ray
     Stereo stereo;
 

@@ -265,6 +265,39 @@ TEST(Camera, ApertureShapes) {
     EXPECT_NEAR(filled(kPi / 4), 0.5f, 0.02f) << "turned by an eighth";
 }
 
+/// A strip of light, seen by a camera that passes it: as wide as the way while the shutter is open, and as much darker.
+TEST(Camera, MotionBlursWhatTheShutterSees) {
+    Scene scene(64, 16, 256);
+    MeshData mesh;
+    mesh.quad({-0.25f, -4, 0}, {0.25f, -4, 0}, {0.25f, 4, 0}, {-0.25f, 4, 0});
+    const NodeRecordPtr strip = scene.keep(mesh.node({scene.emitter({1, 1, 1}, true)}));
+    const auto track = [&](Float3 from, Float3 to) {
+        return scene.keep(Node(NT_FLOAT).animate(A_VALUE, {0, 1}, shared(std::vector<Float3>{from, to})));
+    };
+    scene.camera.set(P_ORTHOGRAPHIC, true).set(P_FOV, 90.0f);
+    scene.camera.connect(P_POSITION, track({-2, 0, 4}, {2, 0, 4})).connect(P_TARGET, track({-2, 0, 0}, {2, 0, 0}));
+    const auto picture = [&](float frames, int alignment) {
+        Node animation(NT_ANIMATION_SETTINGS);
+        animation.set(P_SHUTTER_TIME, frames).set(P_SHUTTER_ALIGNMENT, alignment);
+        scene.target.connect(P_ANIMATION, scene.keep(animation));
+        SceneDelta delta = scene.delta(strip);
+        delta.time = 0.5f;
+        delta.fps = 10;
+        Render render;
+        return render.picture(delta);
+    };
+    // Half width 4 on 32 pixels. Half a second of the four metres a second, around the middle.
+    const Image blurred = picture(5, 2);
+    EXPECT_NEAR(mean(blurred, 28, 0, 8, 16).x, 0.25f, 0.01f) << "the strip is there a quarter of the time";
+    EXPECT_NEAR(mean(blurred, 0, 0, 64, 16).x, 0.5f / 8, 0.003f) << "no light is lost";
+    EXPECT_EQ(mean(blurred, 44, 0, 20, 16).x, 0.0f) << "beyond the way";
+    const Image before = picture(5, 1);
+    EXPECT_NEAR(mean(before, 34, 0, 12, 16).x, 0.25f, 0.01f) << "the camera comes from the left";
+    EXPECT_EQ(mean(before, 0, 0, 27, 16).x, 0.0f);
+    const Image still = picture(0, 2);
+    EXPECT_NEAR(mean(still, 31, 0, 2, 16).x, 1.0f, 0.01f) << "closed at once: as at the project's time";
+}
+
 /// Baking: the picture is the texture plane, whatever the objects' places.
 TEST(Camera, BakingShowsTheSurfaceOfEachTexel) {
     Scene scene(64, 64, 4);

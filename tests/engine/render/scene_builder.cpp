@@ -77,6 +77,16 @@ Node& Node::set(AttributeId id, Value value) {
     return *this;
 }
 
+Node& Node::animate(AttributeId id, std::vector<float> times, Value values) {
+    auto sampling = std::make_shared<TimeSampling>();
+    sampling->endTime = times.back();
+    sampling->times = std::move(times);
+    for (AttributeRecord& attribute : record_->attributes) {
+        if (attribute.id == id) attribute.sampling = std::move(sampling);
+    }
+    return set(id, std::move(values));
+}
+
 Node& Node::dynamic(const NodeRecordPtr& to) {
     PinRecord pin;
     pin.id = P_DYNAMIC;

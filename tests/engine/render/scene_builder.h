@@ -27,6 +27,7 @@ public:
     Node& set(PinId pin, Value value);
     Node& connect(PinId pin, const NodeRecordPtr& to);
     Node& set(AttributeId attribute, Value value);
+    Node& animate(AttributeId attribute, std::vector<float> times, Value values);
     Node& dynamic(const NodeRecordPtr& to);
     operator NodeRecordPtr() const { return record_; }
 
