@@ -1,7 +1,9 @@
 // Instances from the host's document to the first picture: time and memory of each step, and what one moved costs.
 //
 //   lumora_bench_plugin_instances [number of instances]
+#include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -95,20 +97,29 @@ public:
         steps.step("walk");
         manager.check(document, found.instances, options);
         steps.step("check, none moved");
-        instances[instances.size() / 2]->SetAbsPos(Vector(0, 100, 0));
-        document->ExecutePasses(true, true, true);
-        steps.step("one moved: evaluation");
-        collectScene(document, found, CollectOptions{});
-        steps.step("one moved: walk");
-        manager.check(document, found.instances, options);
-        steps.step("one moved: check");
-        manager.buildInstances(document, live().mainGroup, 5, found.instances, options, false);
-        steps.step("one moved: build");
+        // One moved, the best of many.
+        double evaluation = 1e30, walk = 1e30, check = 1e30, build = 1e30, engine = 1e30;
+        const auto timed = [](double& best, const auto& what) {
+            const double before = milliseconds();
+            what();
+            best = std::min(best, milliseconds() - before);
+        };
+        for (int round = 0; round < 20; ++round) {
+            instances[instances.size() / 2]->SetAbsPos(Vector(round, 100, 0));
+            timed(evaluation, [&] { document->ExecutePasses(true, true, true); });
+            timed(walk, [&] { collectScene(document, found, CollectOptions{}); });
+            timed(check, [&] { manager.check(document, found.instances, options); });
+            timed(build,
+                  [&] { manager.buildInstances(document, live().mainGroup, 5, found.instances, options, false); });
+            const auto level = live().builtChangeLevel.load();
+            timed(engine, [&] {
+                Lumora::ApiChangeManager::update();
+                while (live().builtChangeLevel == level) GeSleep(1);
+            });
+        }
+        std::printf("one moved, best of 20: evaluation %.1f, walk %.1f, check %.1f, build %.1f, engine %.1f ms\n",
+                    evaluation, walk, check, build, engine);
         continueLocked(live());
-        const auto level = live().builtChangeLevel.load();
-        Lumora::ApiChangeManager::update();
-        waitFor([&] { return live().builtChangeLevel != level; });
-        steps.step("one moved: engine");
         end();
     }
 };

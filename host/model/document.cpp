@@ -2,6 +2,7 @@
 #include "host/sdk/document.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "host/model/document_lists.h"
 #include "host/model/list_access.h"
@@ -284,7 +285,9 @@ void BaseDocument::SetMaxTime(const BaseTime& time) {
     SetParameter(DOCUMENT_MAXTIME, GeData(time));
 }
 Float BaseDocument::GetUnitScale() const {
-    return data_.GetFloat(DOCUMENT_DOCUNIT, 0.01);
+    constexpr Float kCentimetre = 0.01;
+    const Float metres = data_.GetFloat(DOCUMENT_DOCUNIT, kCentimetre);
+    return metres > 0 && std::isfinite(metres) ? metres : kCentimetre;
 }
 void BaseDocument::SetUnitScale(Float metres) {
     SetParameter(DOCUMENT_DOCUNIT, GeData(metres));

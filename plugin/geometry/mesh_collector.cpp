@@ -202,12 +202,14 @@ void MeshCollector::convert(std::span<MeshSource> sources, bool applyTransform) 
 }
 
 void MeshCollector::writeMeshAttributes(std::size_t materialCount) {
-    const MeshArrays& a = arrays_;
-    const auto write = [this](AttributeId id, const auto& values) {
+    MeshArrays& a = arrays_;
+    // The engine has its own copy then: together they would be twice the mesh.
+    const auto write = [this](AttributeId id, auto& values) {
         writeArray(mesh, id, values.data(), values.size());
+        values.release();
     };
     // What the object had when the node was made and has no longer is emptied.
-    const auto writeIfAny = [&](AttributeId id, const auto& values) {
+    const auto writeIfAny = [&](AttributeId id, auto& values) {
         if (!values.empty() || mesh->getArraySize(id) > 0) write(id, values);
     };
     const bool animated = !a.animatedVertices.empty();
