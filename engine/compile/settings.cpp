@@ -210,7 +210,7 @@ Kernel readKernel(const NodeTable& nodes, const NodeRecord& target) {
     readSampling(nodes, target, *node, k);
     k.path = k.kind == KernelKind::Path || k.kind == KernelKind::Metropolis;
     k.maxSamples = static_cast<std::uint32_t>(std::clamp(nodes.integer(*node, P_MAX_SAMPLES, 128), 1, 1000000));
-    k.filterSize = std::clamp(nodes.number(*node, P_FILTER_SIZE, 1.2f), 1.0f, 8.0f);
+    k.filterSize = std::clamp(nodes.number(*node, P_FILTER_SIZE, 1.2f), 1.0f, 16.0f);
     k.alphaChannel = nodes.flag(*node, P_ALPHA_CHANNEL, false);
     k.keepEnvironment = nodes.flag(*node, P_KEEP_ENVIRONMENT, false);
     k.alphaShadows = nodes.flag(*node, P_ALPHA_SHADOWS, true);

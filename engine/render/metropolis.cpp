@@ -8,9 +8,11 @@ namespace {
 constexpr std::uint32_t kFirstPaths = 1;
 /// The shares of large mutations that make sense: without some the brightness stays unknown.
 constexpr float kFewestLarge = 0.05f, kMostLarge = 1.0f;
-/// The least weight of a pixel, as a share of the expected one, that its sum is divided by.
-constexpr float kLeastWeight = 0.3f;
+/// Half the edge in pixels of the squares whose mean colour stands in for visits that a pixel had too few of.
+constexpr std::uint32_t kReach = 2;
 constexpr std::size_t kPlaceNumbers = 2;  ///< of the first four: where on the tile
+/// From so many steps at once they are taken together.
+constexpr std::uint64_t kManySteps = 32;
 // Steps of small mutations, between these (Kelemen et al.); the place on the tile moves by one to eight pixels.
 constexpr float kSmallest = 1.0f / 1024.0f, kLargest = 1.0f / 64.0f;
 constexpr float kSmallestPlace = 1.0f / 32.0f, kLargestPlace = 1.0f / 4.0f;
@@ -54,27 +56,40 @@ void PrimarySamples::reject() {
 
 float PrimarySamples::mutate(std::size_t index) {
     Number& n = numbers_[index];
-    // A number that was not asked for since the last accepted large mutation was drawn anew by it.
+    // A number that was not asked for since the last accepted large mutation was drawn anew by it, and moved by every
+    // accepted small one since: mutations move all numbers, or they could not be undone with the same chance.
     if (n.changed < lastLarge_) {
         n.value = random();
         n.changed = lastLarge_;
     }
+    const bool place = index < kPlaceNumbers;
+    if (n.changed + 1 < step_) {
+        n.value = moved(n.value, place, step_ - 1 - n.changed);
+        n.changed = step_ - 1;
+    }
     n.backup = n.value;
     n.changedBackup = n.changed;
     n.changed = step_;
-    if (large_) {
-        n.value = random();
-        return n.value;
-    }
-    // Steps that it missed as part of accepted mutations cost nothing to leave out: any even step keeps it uniform.
-    const bool place = index < kPlaceNumbers;
-    const float low = place ? kSmallestPlace : kSmallest, high = place ? kLargestPlace : kLargest;
-    const float u = random();
-    const float sign = u < 0.5f ? -1.0f : 1.0f, v = u < 0.5f ? 2.0f * u : 2.0f * u - 1.0f;
-    float moved = n.value + sign * high * std::exp(-std::log(high / low) * v);
-    moved -= std::floor(moved);
-    n.value = std::min(moved, 0x1.fffffep-1f);
+    n.value = large_ ? random() : moved(n.value, place, 1);
     return n.value;
+}
+
+float PrimarySamples::moved(float value, bool place, std::uint64_t times) {
+    const float low = place ? kSmallestPlace : kSmallest, high = place ? kLargestPlace : kLargest;
+    const float span = std::log(high / low);
+    if (times > kManySteps) {
+        // Many steps are a normal distribution of their variance.
+        const float variance = high * high * (1.0f - low * low / (high * high)) / (2.0f * span);
+        const float r = std::sqrt(-2.0f * std::log(1.0f - random())), phi = 2.0f * kPi * random();
+        value += r * std::cos(phi) * std::sqrt(variance * static_cast<float>(times));
+    } else {
+        for (std::uint64_t i = 0; i < times; ++i) {
+            const float u = random();
+            const float sign = u < 0.5f ? -1.0f : 1.0f, v = u < 0.5f ? 2.0f * u : 2.0f * u - 1.0f;
+            value += sign * high * std::exp(-span * v);
+        }
+    }
+    return std::min(value - std::floor(value), 0x1.fffffep-1f);
 }
 
 std::array<float, 4> PrimarySamples::next4() {
@@ -190,24 +205,52 @@ void MetropolisTile::sample(const PixelTracer& tracer, std::uint32_t count, Tile
     while (mutations_ < wanted_ && !(reference_ > 0.0f)) begin(tracer);
     for (std::size_t i = 0; mutations_ < wanted_; i = (i + 1) % chains_.size()) mutate(tracer, chains_[i]);
 
-    const auto scale =
-        reference_ > 0.0f ? static_cast<float>(brightness_ / static_cast<double>(larges_) / reference_) : 0.0f;
-    // The first paths may have been a few more than a pass has.
-    const auto share = static_cast<float>(static_cast<double>(wanted_) / static_cast<double>(mutations_));
+    const std::vector<Float3> now = colors();
     for (std::size_t i = 0; i < pixels_.size(); ++i) {
         const Gathered& g = pixels_[i];
-        FilmSum now;
-        now.samples = given_[i].samples + count;
-        // The weights of a pixel add up to its samples only in the mean. Dividing by what they did add up to takes out
-        // the noise of how often the chains came by; where they hardly ever came it would do harm.
-        const auto samples = static_cast<float>(now.samples);
-        const float weight = (g.largeWeight + g.chainWeight * scale) * share;
-        now.color = (g.large + g.chain * scale) * (share * samples / std::max(weight, kLeastWeight * samples));
-        const float alpha = g.seen ? g.alpha / static_cast<float>(g.seen) : 1.0f;
-        now.alpha = alpha * static_cast<float>(now.samples);
-        sums.pixels[i] = {now.color - given_[i].color, now.alpha - given_[i].alpha, count};
-        given_[i] = now;
+        FilmSum sum;
+        sum.samples = given_[i].samples + count;
+        const auto samples = static_cast<float>(sum.samples);
+        sum.color = now[i] * samples;
+        sum.alpha = (g.seen ? g.alpha / static_cast<float>(g.seen) : 1.0f) * samples;
+        sums.pixels[i] = {sum.color - given_[i].color, sum.alpha - given_[i].alpha, count};
+        given_[i] = sum;
     }
+}
+
+/// The mean colour of each pixel by all mutations so far.
+std::vector<Float3> MetropolisTile::colors() const {
+    const auto scale =
+        reference_ > 0.0f ? static_cast<float>(brightness_ / static_cast<double>(larges_) / reference_) : 0.0f;
+    // A pixel's share of the mutations in the mean.
+    const auto share = static_cast<float>(static_cast<double>(pixels_.size()) / static_cast<double>(mutations_));
+    std::vector<Float3> colors(pixels_.size());
+    std::vector<float> weights(pixels_.size());
+    for (std::size_t i = 0; i < pixels_.size(); ++i) {
+        const Gathered& g = pixels_[i];
+        colors[i] = (g.large + g.chain * scale) * share;
+        weights[i] = (g.largeWeight + g.chainWeight * scale) * share;
+    }
+    // Weights are one in the mean alone. Visits that a pixel had too many or too few of are counted as of its
+    // surroundings' colour, which takes out the noise of how often the chains came by (a control variate).
+    std::vector<Float3> even(colors.size());
+    for (std::uint32_t y = 0; y < tile_.height; ++y) {
+        for (std::uint32_t x = 0; x < tile_.width; ++x) {
+            Float3 color;
+            float weight = 0.0f;
+            for (std::uint32_t v = y < kReach ? 0 : y - kReach; v <= std::min(y + kReach, tile_.height - 1); ++v) {
+                for (std::uint32_t u = x < kReach ? 0 : x - kReach; u <= std::min(x + kReach, tile_.width - 1); ++u) {
+                    color += colors[v * tile_.width + u];
+                    weight += weights[v * tile_.width + u];
+                }
+            }
+            const std::size_t i = static_cast<std::size_t>(y) * tile_.width + x;
+            const Float3 around = weight > 0.0f ? color * (1.0f / weight) : Float3{};
+            const Float3 c = colors[i] + around * (1.0f - weights[i]);
+            even[i] = {std::max(c.x, 0.0f), std::max(c.y, 0.0f), std::max(c.z, 0.0f)};
+        }
+    }
+    return even;
 }
 
 }  // namespace Lumora::engine

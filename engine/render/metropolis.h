@@ -36,6 +36,8 @@ private:
         std::uint64_t changed = 0, changedBackup = 0;
     };
     float mutate(std::size_t index);
+    /// The number after that many small steps.
+    float moved(float value, bool place, std::uint64_t times);
 
     std::vector<Number> numbers_;
     std::uint64_t state_;
@@ -78,6 +80,7 @@ private:
     void begin(const PixelTracer& tracer);
     void mutate(const PixelTracer& tracer, Chain& chain);
     void note(const State& state);
+    std::vector<Float3> colors() const;
     float importanceOf(const PixelSample& sample) const;
 
     Kernel kernel_;
