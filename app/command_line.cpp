@@ -50,7 +50,7 @@ void settingArguments(CLI::App& command, Options& options, Typed& typed) {
 }
 
 void renderArguments(CLI::App& command, Options& options, Typed& typed) {
-    sceneArgument(command, options);
+    sceneArgument(command, options)->required(false);
     command
         .add_option("-o,--output", options.output,
                     "Picture: .png, .jpg, .tif or .exr (linear floats). Default: the "
@@ -67,6 +67,19 @@ void renderArguments(CLI::App& command, Options& options, Typed& typed) {
                     "scene's")
         ->type_name("path|direct")
         ->check(CLI::IsMember({"path", "direct"}));
+    command
+        .add_option("--response", options.response,
+                    "Response curve of the picture, by name; \"--list responses\" prints all. Default: sRGB")
+        ->type_name("NAME");
+    command.add_option("--exposure", options.exposure, "Factor of the light. Default: 1")
+        ->type_name("X")
+        ->check(CLI::Range(0.0, 4096.0));
+    command.add_flag("--denoise", options.denoise, "Take the noise out of the finished picture");
+    std::vector<std::string> lists;
+    for (const ListRow& row : kLists) lists.emplace_back(row.name);
+    command.add_option("--list", options.list, "Print what there is of this, a name a line; needs no SCENE")
+        ->type_name("NAME")
+        ->check(CLI::IsMember(lists));
     command.add_option("--camera", options.camera, "Name of the camera to look through")->type_name("NAME");
     command.add_option("--frame", options.frame, "Frame of the animation")->type_name("N");
     command.add_option("--threads", options.threads, "Processors to use. Default: all. The picture is the same")

@@ -28,6 +28,10 @@ struct Options {
     std::optional<PictureSize> size;  ///< else as the document says
     std::optional<int> samples;
     std::string kernel;
+    std::string response;  ///< name of a response curve
+    std::optional<double> exposure;
+    bool denoise = false;
+    std::string list;    ///< print what there is of this instead
     std::string camera;  ///< name of a camera object
     std::optional<int> frame;
     int threads = 0;                                            ///< 0: all processors
@@ -42,6 +46,12 @@ struct Options {
     std::string savePreset;
     bool listPresets = false;
 };
+
+/// A list that the program can print: its name on the command line, and the renderer's key that takes its words.
+struct ListRow {
+    const char *name, *key;
+};
+inline constexpr ListRow kLists[] = {{"responses", "response"}, {"kernels", "kernel"}};
 
 /// "640x480". Throws Failure.
 PictureSize parseSize(const std::string& text);

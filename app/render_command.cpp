@@ -68,7 +68,21 @@ void applySettings(Renderer& renderer, const Options& options, const PictureForm
     if (!options.kernel.empty()) renderer.set("kernel", options.kernel);
     if (options.samples) renderer.set("samples", std::to_string(*options.samples));
     renderer.set("depth", format.linear ? "2" : "0");
+    if (!options.response.empty()) renderer.set("response", options.response);
+    if (options.exposure) renderer.set("exposure", std::to_string(*options.exposure));
+    if (options.denoise) renderer.set("denoise", "1");
     for (const auto& [key, value] : options.settings) renderer.set(key, value);
+}
+
+/// What --list prints, a word a line.
+int printChoices(const Options& options) {
+    for (const ListRow& row : kLists) {
+        if (options.list != row.name) continue;
+        Session session(options);
+        for (const std::string& word : Renderer::choices(session, row.key))
+            std::printf("%s\n", terminal::printable(word).c_str());
+    }
+    return kExitOk;
 }
 
 const char* describe(host::RenderResult result) {
@@ -98,6 +112,8 @@ void runJob(host::Application& application, RenderJob& job, Progress& progress) 
 }  // namespace
 
 int renderCommand(const Options& options) {
+    if (!options.list.empty()) return printChoices(options);
+    if (options.scene.empty()) throw Failure(kExitUsage, "SCENE is required. See lumora render --help.");
     const std::string output = options.output.empty() ? defaultOutput(options.scene, ".png") : options.output;
     const PictureFormat& format = pictureFormat(output);
     checkWritable(output);

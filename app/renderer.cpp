@@ -29,6 +29,19 @@ Failure noRenderer(const Session& session) {
     return Failure(kExitFailure, "No renderer is loaded" + (reasons.empty() ? "." : ": " + reasons));
 }
 
+/// A question that needs no document. Throws Failure when there is no renderer.
+void ask(Session& session, host::RendererSettingsCall& question) {
+    question.renderer = findRenderer(0);
+    if (question.renderer == 0) throw noRenderer(session);
+    session.application().sendMessage(host::C4DPL_RENDERER_SETTINGS, &question);
+}
+
+std::vector<std::string> texts(const std::vector<host::String>& strings) {
+    std::vector<std::string> result;
+    for (const host::String& string : strings) result.push_back(string.str());
+    return result;
+}
+
 }  // namespace
 
 Renderer::Renderer(Session& session, host::BaseDocument& document)
@@ -82,12 +95,16 @@ void Renderer::savePreset(const std::string& name) {
 std::vector<std::string> Renderer::presets(Session& session) {
     host::RendererSettingsCall question;
     question.task = host::RendererSettingsTask::ListPresets;
-    question.renderer = findRenderer(0);
-    if (question.renderer == 0) throw noRenderer(session);
-    session.application().sendMessage(host::C4DPL_RENDERER_SETTINGS, &question);
-    std::vector<std::string> names;
-    for (const host::String& name : question.presets) names.push_back(name.str());
-    return names;
+    ask(session, question);
+    return texts(question.presets);
+}
+
+std::vector<std::string> Renderer::choices(Session& session, const std::string& key) {
+    host::RendererSettingsCall question;
+    question.task = host::RendererSettingsTask::ListChoices;
+    question.key = host::String(key);
+    ask(session, question);
+    return texts(question.choices);
 }
 
 std::vector<host::RendererSetting> Renderer::settings() {

@@ -38,6 +38,9 @@ public:
     /// Names of the presets that the renderer has, whatever the document. Throws Failure when there is no renderer.
     static std::vector<std::string> presets(Session& session);
 
+    /// The words that a key takes, whatever the document. Throws Failure when there is no renderer.
+    static std::vector<std::string> choices(Session& session, const std::string& key);
+
     /// All settings as they are now.
     std::vector<host::RendererSetting> settings();
     /// The value of a setting; empty when the renderer has no such key.

@@ -50,12 +50,15 @@ void writeRun(const Tonemapper& tonemapper, const FilmPixel* from, std::uint32_t
     }
 }
 
-/// Denoised colours in place of the film's, where there are any.
-void takeColours(const Picture& from, Picture& to) {
+/// Denoised colours in place of the film's, of which the share `blend` stays.
+void takeColours(const Picture& from, float blend, Picture& to) {
     if (from.width != to.width || from.height != to.height) return;
     const TileRect& r = from.region;
     for (std::uint32_t y = r.y; y < r.y + r.height; ++y) {
-        for (std::uint32_t x = r.x; x < r.x + r.width; ++x) to.row(y)[x].color = from.row(y)[x].color;
+        for (std::uint32_t x = r.x; x < r.x + r.width; ++x) {
+            const Float3 clean = from.row(y)[x].color, noisy = to.row(y)[x].color;
+            to.row(y)[x].color = blend > 0.0f && isFinite(noisy) ? lerp(clean, noisy, blend) : clean;
+        }
     }
 }
 
@@ -75,7 +78,7 @@ Image developPicture(const FilmBuffer& film, const DevelopSettings& settings, Re
     TileMask mask;
     if (whole) {
         resolvePicture(film, picture, mask);
-        if (pass == RP_DENOISED && denoised) takeColours(*denoised, picture);
+        if (pass == RP_DENOISED && denoised) takeColours(*denoised, clamp01(settings.imager.denoiser.blend), picture);
         if (hotPixels) removeHotPixels(picture, settings.imager.hotPixels);
         if (pass == RP_POST) {
             keepScattered(picture, settings.post);

@@ -50,11 +50,13 @@ enum class RendererSettingsTask : Int32 {
     Settings = 0,  ///< sets `key` to `value` when a key is given; lists all settings
     ListPresets,   ///< fills `presets`; needs no document
     ApplyPreset,   ///< the settings that the preset `preset` holds; lists all settings
+    ListChoices,   ///< fills `choices` with the words that `key` takes; needs no document
     SavePreset,    ///< keeps the document's settings under the name `preset`, in place of one of that name
 };
 
 /// Asks the renderer (the video post of that id) about the settings that it keeps in a document, or changes them.
-/// Every renderer knows the short keys "kernel" and "samples" (of the kernel in force) beside its own.
+/// Every renderer knows the short keys "kernel", "samples" (of the kernel in force), "exposure", "response" and
+/// "denoise" beside its own.
 struct RendererSettingsCall {
     Int32 renderer = 0;
     BaseDocument* document = nullptr;
@@ -64,6 +66,7 @@ struct RendererSettingsCall {
     RendererSettingsTask task = RendererSettingsTask::Settings;
     String preset;                ///< name of a preset
     std::vector<String> presets;  ///< out: names, in order
+    std::vector<String> choices;  ///< out: words, in order; empty: the key takes no words
 };
 
 /// Arguments that the host did not take. A plug-in nulls those that it consumes.

@@ -11,6 +11,9 @@ namespace {
 constexpr const char* kKernelNames[] = {"info", "direct", "path", "pmc"};  // by KernelType
 constexpr Int32 kKernels = 4;
 
+/// Keys that stand for a row whatever the kernel.
+constexpr std::pair<const char*, Int32> kShortKeys[] = {{"exposure", SETTING_EXPOSURE}, {"response", SETTING_RESPONSE}};
+
 /// How a person writes a switch, beside 0 and 1.
 constexpr std::pair<const char*, const char*> kSwitchWords[] = {{"on", "1"},    {"off", "0"}, {"true", "1"},
                                                                 {"false", "0"}, {"yes", "1"}, {"no", "0"}};
@@ -90,7 +93,9 @@ String rangeText(const SettingRow& r) {
 
 Int32 findAddress(const RenderSettings& settings, const String& key) {
     if (key == String("kernel")) return findSettingById(SETTING_KERNEL);
-    const String wanted = key == String("samples") ? samplesKey(settings.kernel()) : key;
+    String wanted = key == String("samples") ? samplesKey(settings.kernel()) : key;
+    for (const auto& [shortKey, address] : shortKeys())
+        if (key == shortKey) wanted = address;
     for (std::size_t i = 0; i < settingRows().size(); ++i)
         if (addressOf(settingRows()[i]) == wanted) return static_cast<Int32>(i);
     return -1;
@@ -164,6 +169,20 @@ String nearestText(const String& text, const std::vector<String>& candidates) {
         nearest = &candidate;
     }
     return nearest ? *nearest : String();
+}
+
+std::vector<std::pair<String, String>> shortKeys() {
+    std::vector<std::pair<String, String>> keys;
+    for (const auto& [key, row] : kShortKeys) keys.emplace_back(key, addressOf(rowAt(findSettingById(row))));
+    return keys;
+}
+
+std::vector<String> settingChoices(const String& key) {
+    std::vector<String> words;
+    if (key == String("kernel")) words.assign(std::begin(kKernelNames), std::end(kKernelNames));
+    if (key == String("response"))
+        for (const FilmResponse& curve : filmResponses()) words.push_back(curve.name);
+    return words;
 }
 
 std::vector<RendererSetting> listSettings(const RenderSettings& settings) {

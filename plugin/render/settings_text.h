@@ -17,6 +17,10 @@ bool setFromText(RenderSettings& settings, const String& key, const String& valu
 
 /// "info", "direct", "path" or "pmc"; empty for another number.
 const char* kernelName(Int32 kernel);
+/// Short keys that stand for a row whatever the kernel, each with the key of the row.
+std::vector<std::pair<String, String>> shortKeys();
+/// The words that a short key takes, in order; empty for any other key.
+std::vector<String> settingChoices(const String& key);
 /// The key under which the samples of that kernel stand.
 String samplesKey(Int32 kernel);
 

@@ -68,6 +68,7 @@ struct KeyRow {
 constexpr KeyRow kKeys[] = {{"depth", VP_DEPTH},
                             {"timelimit", VP_TIME_LIMIT},
                             {"clay", VP_CLAY_MODE},
+                            {"denoise", VP_DENOISE},
                             {"region.left", VP_REGION_LEFT},
                             {"region.top", VP_REGION_TOP},
                             {"region.right", VP_REGION_RIGHT},
@@ -80,6 +81,7 @@ const KeyRow* findKey(const String& key) {
 }
 
 String rangeText(const Parameter& row) {
+    if (row.kind == Kind::Bool) return "0, 1";
     if (row.choices.empty()) return String::FloatToString(row.minimum) + " to " + String::FloatToString(row.maximum);
     String text;
     for (const ParameterChoice& choice : row.choices)
@@ -88,6 +90,7 @@ String rangeText(const Parameter& row) {
 }
 
 bool accepts(const Parameter& row, Float value) {
+    if (row.kind == Kind::Bool) return value == 0 || value == 1;
     if (row.choices.empty()) return value >= row.minimum && value <= row.maximum;
     return std::any_of(row.choices.begin(), row.choices.end(),
                        [value](const ParameterChoice& choice) { return choice.value == value; });
@@ -103,18 +106,22 @@ RendererSetting describe(const KeyRow& key, const BaseContainer* stored) {
     return {key.key, numberText(row, now), numberText(row, row.value), rangeText(row), row.label, kHeading};
 }
 
-/// The short keys of the kernel in force, from the rows that they stand for.
+/// The short keys, from the rows that they stand for.
 void addShortRows(const RenderSettings& settings, std::vector<RendererSetting>& rows) {
     const Int32 kernel = settings.kernel();
-    RendererSetting samples;
-    for (const RendererSetting& row : rows)
-        if (row.key == samplesKey(kernel)) samples = row;
-    samples.key = kSamplesKey;
-    samples.label = "Samples per pixel of the kernel in force";
-    samples.group = kHeading;
-    rows.insert(rows.begin(), {{kKernelKey, kernelName(kernel), kernelName(KERNEL_DIRECT), "path, direct, pmc, info",
-                                "Kernel", kHeading},
-                               samples});
+    const auto shortRow = [&rows](const String& key, const String& standsFor) {
+        const auto at = std::find_if(rows.begin(), rows.end(), [&](const auto& row) { return row.key == standsFor; });
+        RendererSetting row = at != rows.end() ? *at : RendererSetting();
+        row.key = key;
+        row.group = kHeading;
+        return row;
+    };
+    std::vector<RendererSetting> first = {
+        {kKernelKey, kernelName(kernel), kernelName(KERNEL_DIRECT), "path, direct, pmc, info", "Kernel", kHeading},
+        shortRow(kSamplesKey, samplesKey(kernel))};
+    first.back().label = "Samples per pixel of the kernel in force";
+    for (const auto& [key, standsFor] : shortKeys()) first.push_back(shortRow(key, standsFor));
+    rows.insert(rows.begin(), first.begin(), first.end());
 }
 
 /// The sentence for a key that no row has.
@@ -229,6 +236,10 @@ bool answerRendererSettings(RendererSettingsCall& call) {
     if (call.renderer != ID_LUMORA_VP_RENDERER) return false;
     if (call.task == RendererSettingsTask::ListPresets) {
         for (const BaseContainer& preset : readPresets()) call.presets.push_back(presetName(preset));
+        return true;
+    }
+    if (call.task == RendererSettingsTask::ListChoices) {
+        call.choices = settingChoices(call.key);
         return true;
     }
     if (!call.document) return false;

@@ -213,4 +213,27 @@ TEST(Render, AnInterruptWritesWhatThereIs) {
     }
 }
 
+TEST(Render, ResponseAndExposureChangeThePictureAndTheirNamesArePrinted) {
+    const ScratchFolder folder;
+    const Outcome names = run({"render", "--list", "responses"});
+    EXPECT_EQ(names.exitCode, 0) << names.err;
+    EXPECT_EQ(std::count(names.out.begin(), names.out.end(), '\n'), 58) << names.out;
+    EXPECT_NE(names.out.find("\nLinear\nsRGB\n"), std::string::npos) << names.out;
+    EXPECT_EQ(run({"render", "--list", "kernels"}).out, "info\ndirect\npath\npmc\n");
+    const auto mean = [&](const std::vector<std::string>& more) {
+        const std::string file = folder / "a.png";
+        std::vector<std::string> arguments = {"render", kCornell, "-o", file, "--size", "32x24", "--samples", "16"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+        const Picture picture = readPicture(file);
+        return picture.half(1, false) + picture.half(1, true);
+    };
+    const double plain = mean({}), bright = mean({"--exposure", "2"});
+    EXPECT_NEAR(mean({"--response", "sRGB"}), plain, 1e-9);
+    EXPECT_LT(mean({"--response", "Linear"}), 0.9 * plain);
+    EXPECT_GT(bright, 1.1 * plain);
+    EXPECT_NEAR(mean({"--set", "Ci.exposure=2"}), bright, 1e-9) << "the flag sets the same value as its key";
+}
+
 }  // namespace
