@@ -23,8 +23,14 @@ DenoiseService::~DenoiseService() {
 
 void DenoiseService::start(Task task) {
     const std::lock_guard guard(lock_);
-    const bool made = result_ && resultJob_ == task.job && result_->final;
-    if (made || failedJob_ == task.job || isFinalWork(next_, task.job) || isFinalWork(current_, task.job)) return;
+    if (failedJob_ == task.job) return;
+    if (task.final) {
+        const auto same = [&](const std::optional<Task>& other) {
+            return isFinalWork(other, task.job) && other->samples == task.samples;
+        };
+        const bool made = result_ && resultJob_ == task.job && result_->final && result_->samples == task.samples;
+        if (made || same(next_) || same(current_)) return;
+    }
     if (!task.final && ((current_ && current_->job == task.job) || (next_ && next_->job == task.job))) return;
     if (control_) control_->cancelled = true;
     next_ = std::move(task);
@@ -78,6 +84,7 @@ void DenoiseService::loop() {
         try {
             auto made = std::make_shared<Result>();
             made->final = task.final;
+            made->samples = task.samples;
             tbb::task_arena arena(std::max(task.threads, 1));
             if (arena.execute([&] { return denoise(*task.film, *control, made->picture); })) result = std::move(made);
         } catch (const std::bad_alloc&) {

@@ -22,13 +22,15 @@ class DenoiseService {
 public:
     struct Task {
         std::shared_ptr<const FilmBuffer> film;
-        std::uint64_t job = 0;  ///< whose film it is; not 0
-        bool final = false;     ///< the film has all its samples
+        std::uint64_t job = 0;      ///< whose film it is; not 0
+        bool final = false;         ///< the film has all its samples
+        std::uint64_t samples = 0;  ///< in the film; a final picture of fewer is none any more
         int threads = 1;
     };
     struct Result {
         Picture picture;
         bool final = false;
+        std::uint64_t samples = 0;
     };
 
     /// `onDone` is called on the service's thread when there is a new result.
@@ -53,7 +55,7 @@ public:
 
 private:
     void loop();
-    bool isFinalWork(const std::optional<Task>& task, std::uint64_t job) const {
+    static bool isFinalWork(const std::optional<Task>& task, std::uint64_t job) {
         return task && task->job == job && task->final;
     }
 

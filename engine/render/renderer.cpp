@@ -11,7 +11,9 @@
 #endif
 
 #include "engine/compile/scene_compiler.h"
+#include "engine/film/denoise_service.h"
 #include "engine/film/develop.h"
+#include "engine/film/feather.h"
 #include "engine/render/info_channel.h"
 #include "engine/render/info_picture.h"
 #include "engine/render/job.h"
@@ -26,6 +28,8 @@ using Clock = std::chrono::steady_clock;
 /// would never show anything.
 constexpr auto kCoarseGrace = std::chrono::milliseconds(100);
 constexpr double kShortestInterval = 1.0 / 30.0;
+/// Least time between two pictures, in times that it takes to make one.
+constexpr double kIntervalInPictures = 4.0;
 
 double secondsSince(Clock::time_point start) {
     return std::chrono::duration<double>(Clock::now() - start).count();
@@ -37,33 +41,6 @@ void flushDenormals() {
     _MM_SET_FLUSH_ZERO_MODE(_MM_FLUSH_ZERO_ON);
     _MM_SET_DENORMALS_ZERO_MODE(_MM_DENORMALS_ZERO_ON);
 #endif
-}
-
-/// Lets a region fade into the picture around it: its outermost pixels show `base` more than itself.
-void fadeEdge(Image& image, const Image& base, const TileRect& region, unsigned width) {
-    if (base.type != image.type || base.size != image.size) return;
-    const auto fade = [&](auto& pixels, const auto& under, float rounding) {
-        using T = std::decay_t<decltype(pixels[0])>;
-        for (std::uint32_t y = 0; y < region.height; ++y) {
-            for (std::uint32_t x = 0; x < region.width; ++x) {
-                // The film's own edge is no seam.
-                const auto gap = [](std::uint32_t at, std::uint32_t start, std::uint32_t size, std::uint32_t film) {
-                    return std::min(start == 0 ? ~0u : at, start + size >= film ? ~0u : size - 1 - at);
-                };
-                const std::uint32_t edge = std::min(gap(x, region.x, region.width, image.size.x),
-                                                    gap(y, region.y, region.height, image.size.y));
-                if (edge >= width) continue;
-                const float share = (static_cast<float>(edge) + 1.0f) / (static_cast<float>(width) + 1.0f);
-                const std::size_t at = 4 * (static_cast<std::size_t>(region.y + y) * image.size.x + region.x + x);
-                for (std::size_t i = at; i < at + 4; ++i) {
-                    pixels[i] = static_cast<T>(
-                        lerp(static_cast<float>(under[i]), static_cast<float>(pixels[i]), share) + rounding);
-                }
-            }
-        }
-    };
-    if (image.bytes && base.bytes) fade(*image.bytes, *base.bytes, 0.5f);
-    if (image.floats && base.floats) fade(*image.floats, *base.floats, 0.0f);
 }
 
 /// `later` on top of `first`.
@@ -134,6 +111,8 @@ private:
     std::uint64_t samplesTaken() const;
     Film region() const;
     void growPool();
+    DenoiseService::Task denoiseTask(const std::shared_ptr<Job>& job, bool final) const;
+    void tendDenoiser(const std::shared_ptr<Job>& job);
     bool publish(std::unique_lock<std::mutex>& lock, const std::shared_ptr<Job>& job);
     bool mayWork(unsigned index) const {
         return job_ && !idle_ && !paused_ && !stopped_ && !failed_ && !building_ && index < threads_;
@@ -180,12 +159,21 @@ private:
     unsigned threads_ = 1;
     std::vector<std::thread> pool_;
     std::thread build_, display_;
+
+    std::uint64_t denoisedJob_ = 0;    ///< which the time is of
+    Clock::time_point nextDenoise_{};  ///< of a picture that is not finished
+    DenoiseService denoiser_;          ///< last: its thread calls back
 };
 
 Renderer::Impl::Impl(RendererCallbacks callbacks)
     : callbacks_(std::move(callbacks)),
       compiler_(callbacks_.log),
-      threads_(std::max(1u, std::thread::hardware_concurrency())) {
+      threads_(std::max(1u, std::thread::hardware_concurrency())),
+      denoiser_([this] {
+          const std::lock_guard guard(lock_);
+          refresh_ = true;
+          displaySignal_.notify_all();
+      }) {
     build_ = std::thread([this] { buildLoop(); });
     display_ = std::thread([this] { displayLoop(); });
     const std::lock_guard guard(lock_);
@@ -305,6 +293,7 @@ void Renderer::Impl::dropJobs() {
     for (const PassJob& p : passJobs_) p.job->cancel();
     job_.reset();
     passJobs_.clear();
+    denoiser_.cancel();
     idle_ = true;
 }
 
@@ -324,6 +313,7 @@ void Renderer::Impl::replaceJob(std::unique_lock<std::mutex>& lock) {
     const std::shared_ptr<Job> old = std::move(job_);
     if (old) old->cancel();
     for (const PassJob& p : passJobs_) p.job->cancel();
+    denoiser_.cancel();
     idle_ = true;
     stateSignal_.wait(lock, [this] { return working_ == 0 || quit_; });
     if (quit_ || !scene_) return;
@@ -443,10 +433,11 @@ Image Renderer::Impl::develop(const Job& job, const RenderScene& scene, RenderPa
                                                     : AlphaUse::Coverage;
     const float samples = job.samplesPerPixel();
     const std::uint64_t level = job.changeLevel;
+    const auto denoised = pass == RP_DENOISED ? denoiser_.latest(job.id) : nullptr;
     Image image = job.scene().kernel.kind == KernelKind::Info
                       ? infoPicture(job.film(), job.scene().kernel.info, kernel.alphaChannel, type, previous)
                       : developPicture(job.film(), {scene.imager, scene.post, scene.film, alpha}, pass, type, previous,
-                                       nullptr);
+                                       denoised ? &denoised->picture : nullptr);
     image.pass = pass;
     image.changeLevel = level;
     image.samplesPerPixel = samples;
@@ -468,6 +459,30 @@ std::vector<Image> Renderer::Impl::developAll(const Showing& showing, const std:
         images.push_back(develop(beside ? *info->job : *showing.job, *showing.scene, pass, type, under));
     }
     return images;
+}
+
+DenoiseService::Task Renderer::Impl::denoiseTask(const std::shared_ptr<Job>& job, bool final) const {
+    // Beside the sampling it shall not be felt.
+    const unsigned threads = final ? threads_ : std::max(threads_ / 4, 1u);
+    return {job->filmHandle(), job->id, final, job->samplesTaken(), static_cast<int>(threads)};
+}
+
+/// Starts the denoiser when it is time to.
+void Renderer::Impl::tendDenoiser(const std::shared_ptr<Job>& job) {
+    const Denoiser& settings = scene_->imager.denoiser;
+    if (!settings.on || !job->film().hasGuides() || job->scene().kernel.kind == KernelKind::Info) return;
+    const auto interval = std::chrono::seconds(settings.interval);
+    if (denoisedJob_ != job->id) {
+        denoisedJob_ = job->id;
+        nextDenoise_ = Clock::now() + interval;
+    }
+    if (job->finished()) {
+        denoiser_.start(denoiseTask(job, true));
+    } else if (!settings.onCompletion && Clock::now() >= nextDenoise_ && !denoiser_.busy() &&
+               job->samplesPerPixel() >= static_cast<float>(settings.minSamples)) {
+        denoiser_.start(denoiseTask(job, false));
+        nextDenoise_ = Clock::now() + interval;
+    }
 }
 
 bool Renderer::Impl::publish(std::unique_lock<std::mutex>& lock, const std::shared_ptr<Job>& job) {
@@ -514,6 +529,7 @@ void Renderer::Impl::displayLoop() {
             displaySignal_.wait(lock);
             continue;
         }
+        tendDenoiser(job);
         const bool final = allFinished();
         const bool fresh = shown != job->id;
         const bool ready =
@@ -532,13 +548,16 @@ void Renderer::Impl::displayLoop() {
         }
         refresh_ = false;
         const std::uint64_t samples = samplesTaken();
+        const Clock::time_point start = Clock::now();
         if (publish(lock, job)) {
             shown = job->id;
             shownFinal = final;
             shownSamples = samples;
         }
         const double longest = scene_ ? scene_->imager.maxTonemapInterval : 10;
-        const double interval = std::clamp(0.1 * secondsSince(job->start), kShortestInterval, longest);
+        // A picture that takes long to make, with glare for instance, does not come so often.
+        const double interval = std::max(std::clamp(0.1 * secondsSince(job->start), kShortestInterval, longest),
+                                         kIntervalInPictures * secondsSince(start));
         next = Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(interval));
     }
 }
@@ -578,6 +597,7 @@ void Renderer::Impl::restart() {
 void Renderer::Impl::stop() {
     std::unique_lock lock(lock_);
     stopped_ = true;
+    denoiser_.cancel();
     stateSignal_.notify_all();
     stateSignal_.wait(lock, [this] { return working_ == 0 || quit_; });
 }
@@ -629,6 +649,13 @@ std::vector<Image> Renderer::Impl::tonemap(const std::vector<RenderPassId>& pass
         showing = {job_, passJobs_, scene_};
     }
     if (!showing.job || !showing.scene) return {};
+    if (std::find(passes.begin(), passes.end(), RP_DENOISED) != passes.end()) {
+        {
+            const std::lock_guard guard(lock_);
+            if (showing.job == job_ && !stopped_) tendDenoiser(job_);
+        }
+        denoiser_.waitForFinal(showing.job->id);
+    }
     try {
         return developAll(showing, passes, type, {});
     } catch (const std::bad_alloc&) {
@@ -661,6 +688,11 @@ Statistics Renderer::Impl::statistics(RenderPassId pass) const {
     s.maxSamplesPerPixel = static_cast<float>(job.maxSamples());
     s.finished = job.finished();
     s.progress = s.finished ? 1.0f : std::min(s.samplesPerPixel / s.maxSamplesPerPixel, 1.0f);
+    s.denoising = scene_ && scene_->imager.denoiser.on && job_->film().hasGuides();
+    if (pass == RP_DENOISED && s.denoising) {
+        s.progress = s.finished ? denoiser_.progress(job_->id) : 0.0f;
+        s.finished = s.progress >= 1.0f;
+    }
     const double seconds = sampledSeconds_ + (sampling_ ? secondsSince(samplingSince_) : 0.0);
     if (seconds > 0.0) s.samplesPerSecond = static_cast<double>(job.samplesTaken()) / seconds;
     return s;

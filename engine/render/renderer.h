@@ -40,6 +40,8 @@ struct Statistics {
     std::uint64_t meshesBuilt = 0, instancesBuilt = 0;  ///< since the start
     double buildSeconds = 0;                            ///< of the last update
     bool finished = false;
+    /// The denoiser is on: RP_DENOISED is a pass beside the others, and its progress that of the denoiser.
+    bool denoising = false;
 };
 
 struct RendererCallbacks {

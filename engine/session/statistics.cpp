@@ -53,6 +53,8 @@ void ApiRenderEngine::getRenderResultStatistics(RenderResultStatistics& statisti
         LUMORA_GRAPH_GUARD;
         passes = session().passes;
     }
+    if (current().denoising && std::find(passes.begin(), passes.end(), RP_DENOISED) == passes.end())
+        passes.push_back(RP_DENOISED);
     for (const RenderPassId pass : passes) {
         const unsigned i = statistics.passCount;
         if (i == RenderResultStatistics::kMaxPasses) {

@@ -260,8 +260,8 @@ void addImager(std::vector<SettingRow>& rows) {
     rows.push_back(
         colourRow(G::Imager, "wBalance", SETTING_WHITE_BALANCE, Vector(1.0), P_WHITE_POINT, "White balance"));
     add("maxTMint", "", 3137, T::Int, 10, P_MAX_TONEMAP_INTERVAL, "Max. tonemap interval", 0, 120);
-    add("enDenoise", "", 3138, T::Bool, 0, P_DENOISER, "Enable denoiser");
-    add("DenoiseVolume", "", 3150, T::Bool, 0, P_DENOISE_VOLUMES, "Denoise volumes");
+    add("enDenoise", "", SETTING_DENOISER, T::Bool, 0, P_DENOISER, "Enable denoiser");
+    add("DenoiseVolume", "", SETTING_DENOISE_VOLUMES, T::Bool, 0, P_DENOISE_VOLUMES, "Denoise volumes");
     add("DenoiseOnComp", "", 3147, T::Bool, 1, P_DENOISE_ON_COMPLETION, "Denoise on completion");
     add("DenoiseIntv", "", 3139, T::Int, 20, P_DENOISE_INTERVAL, "Max. denoiser interval", 0, 120);
     add("DenoiseMSmp", "", 3149, T::Int, 10, P_DENOISE_MIN_SAMPLES, "Min. denoiser samples", 0, 120);

@@ -73,6 +73,8 @@ SettingGroup kernelGroup(Int32 kernel);
 enum SettingId : Int32 {
     SETTING_PRESET_NAME = 3000,  ///< of a preset's container: text
     SETTING_KERNEL = 3001,
+    SETTING_DENOISER = 3138,
+    SETTING_DENOISE_VOLUMES = 3150,
     SETTING_EXPOSURE = 3041,
     SETTING_ISO = 3042,
     SETTING_FSTOP = 3043,

@@ -48,12 +48,22 @@ String progressText(const Lumora::RenderResultStatistics& statistics) {
                 String::FloatToString(statistics.passMaxSamples[i], 0);
         break;
     }
+    if (const float denoised = statistics.progress(Lumora::RP_DENOISED); denoised > 0)
+        text += "  denoising:%" + String::FloatToString(100.0 * denoised, 0);
     return text;
 }
 
+/// Of the passes that take samples.
 Float leastProgress(const Lumora::RenderResultStatistics& statistics) {
-    if (statistics.passCount == 0) return 0;
-    return *std::min_element(statistics.passProgress, statistics.passProgress + statistics.passCount);
+    Float least = statistics.passCount == 0 ? 0 : 1;
+    for (unsigned i = 0; i < statistics.passCount; ++i)
+        if (statistics.passes[i] != Lumora::RP_DENOISED) least = std::min<Float>(least, statistics.passProgress[i]);
+    return least;
+}
+
+bool allDone(const Lumora::RenderResultStatistics& statistics) {
+    const float* end = statistics.passProgress + statistics.passCount;
+    return statistics.passCount > 0 && std::all_of(statistics.passProgress, end, [](float p) { return p >= 1.0F; });
 }
 
 /// Waits until the engine's picture shows the scene as it stands now, or the render is broken off.
@@ -185,9 +195,22 @@ RenderResult LumoraVpRenderer::openSequence(const BaseVideoPost& node, VideoPost
     if (!live.engineReady) return failed(vps, "The render engine could not be started: " + live.engineError);
 
     settings_ = std::make_unique<RenderSettings>();
-    settings_->setDocument(vps.doc, live.engineReady);
-    settings_->readFromDocument(true);
+    readSettings(*node.GetDataInstance(), vps);
     return RenderResult::Ok;
+}
+
+void LumoraVpRenderer::readSettings(const BaseContainer& data, VideoPostStruct& vps) {
+    settings_->setDocument(vps.doc, session()->engineReady);
+    settings_->readFromDocument(true);
+    if (data.GetBool(VP_OVERRIDE_KERNEL)) settings_->readFromContainer(data);
+    denoise_ = data.GetBool(VP_DENOISE);
+    if (!denoise_) return;
+    // Into the record alone: the document keeps what its owner set.
+    BaseContainer values;
+    settings_->writeToContainer(values);
+    values.SetBool(SETTING_DENOISER, true);
+    values.SetBool(SETTING_DENOISE_VOLUMES, true);
+    settings_->readFromContainer(values);
 }
 
 RenderResult LumoraVpRenderer::openInner(const BaseVideoPost& node, VideoPostStruct& vps) {
@@ -202,9 +225,7 @@ RenderResult LumoraVpRenderer::openInner(const BaseVideoPost& node, VideoPostStr
     logLine(frame);
     live.finalStatus ? live.finalStatus(frame) : void();
     const BaseContainer& data = *node.GetDataInstance();
-    settings_->setDocument(vps.doc, live.engineReady);
-    settings_->readFromDocument(true);
-    if (data.GetBool(VP_OVERRIDE_KERNEL)) settings_->readFromContainer(data);
+    readSettings(data, vps);
 
     live.motion.finalMotionMode = data.GetInt32(VP_MOTION_BLUR, FINAL_MOTION_OFF);
     live.motion.subframes = static_cast<Float32>(std::max(data.GetFloat(VP_MOTION_RATE, 1.0), 0.01));
@@ -263,7 +284,7 @@ void LumoraVpRenderer::frameLoop(VideoPostStruct& vps, Float timeLimit) {
         Engine::getRenderResultStatistics(statistics);
         const Float progress = leastProgress(statistics);
         if (vps.render) vps.render->SetProgress(std::clamp(progress, 0.0, 1.0));
-        if (statistics.passCount > 0 && progress >= 1.0) return;
+        if (allDone(statistics)) return;
         limitReached = GeGetMilliSeconds() - frameStart_ >= timeLimit * 1000.0;
         if (globals().newImage.exchange(false)) {
             if (live.finalStatus) live.finalStatus(progressText(statistics));
@@ -287,7 +308,7 @@ bool LumoraVpRenderer::copyToHost(VideoPostStruct& vps, bool closing) {
     if (!buffer_ || globals().renderError) return false;
     const Lumora::TonemapType type = tonemapOf(depth_);
     Lumora::ApiArray<Lumora::ApiRenderImage> images;
-    const Lumora::RenderPassId beauty = Lumora::RP_BEAUTY;
+    const Lumora::RenderPassId beauty = closing && denoise_ ? Lumora::RP_DENOISED : Lumora::RP_BEAUTY;
     const bool got = closing ? Engine::synchronousTonemap(&beauty, 1, type, images) : Engine::grabRenderResult(images);
     bool copied = false;
     for (std::size_t i = 0; got && i < images.size && !copied; ++i) {

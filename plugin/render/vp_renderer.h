@@ -67,6 +67,8 @@ private:
     void endAtTimeLimit();
     /// The picture into the host's buffer. `closing`: everything that was sampled, else the newest one of the engine.
     bool copyToHost(VideoPostStruct& vps, bool closing);
+    /// The settings of this render, whatever the document says of the denoiser when this one is to denoise.
+    void readSettings(const BaseContainer& data, VideoPostStruct& vps);
     RenderResult failed(VideoPostStruct& vps, const String& why) const;
 
     std::unique_ptr<RenderSettings> settings_;  ///< of one render
@@ -74,6 +76,7 @@ private:
     Int32 depth_ = VPDEPTH_FLOAT;
     Float frameStart_ = 0;
     bool ownsRender_ = false, frameRan_ = false;
+    bool denoise_ = false;  ///< the finished picture is the denoised one
 };
 
 /// Answers for the settings that this renderer keeps in a document: lists them, or sets one. False when the call is for
