@@ -85,7 +85,7 @@ void DenoiseService::loop() {
             auto made = std::make_shared<Result>();
             made->final = task.final;
             made->samples = task.samples;
-            tbb::task_arena arena(std::max(task.threads, 1));
+            tbb::task_arena arena(std::clamp(task.threads, 1, tbb::this_task_arena::max_concurrency()));
             if (arena.execute([&] { return denoise(*task.film, *control, made->picture); })) result = std::move(made);
         } catch (const std::bad_alloc&) {
             failed = true;
