@@ -13,16 +13,17 @@ namespace Lumora::engine {
 
 namespace {
 
-constexpr int kWindow = 8;  ///< radius of the neighbourhood, pixels
-constexpr int kPatch = 3;   ///< radius of what is compared
-constexpr int kTile = 32;
+constexpr int kWindow = 8;                 ///< radius of the neighbourhood, pixels
+constexpr int kPatch = 2;                  ///< radius of what is compared
+constexpr int kTile = DenoiseInput::kRun;  ///< pixels across; loops over x have a length that the compiler knows
+constexpr int kTileRows = 16;              ///< the sums of a tile stay in the processor's cache
 constexpr int kWide = kTile + 2 * kPatch;  ///< tile with the room for patches
 static_assert(kWindow + kPatch <= DenoiseInput::kBorder);
 
 /// Bandwidth: how much more than its noise two patches may differ.
-constexpr float kBandwidth = 0.5f;
+constexpr float kBandwidth = 0.7f;
 /// Variations of a feature far below this say nothing.
-constexpr float kRidge = 1e-4f;
+constexpr float kRidge = 1e-5f;
 
 constexpr int kUnknowns = DenoiseInput::kFeatures + 1;  ///< the constant comes first
 constexpr int kMatrix = kUnknowns * (kUnknowns + 1) / 2;
@@ -70,15 +71,14 @@ private:
     /// Weights of the neighbours at that offset, from one half.
     void weigh(int half, int dx, int dy) {
         constexpr float kK2 = kBandwidth * kBandwidth;
-        const int wide = width_ + 2 * kPatch;
         for (int y = 0; y < height_ + 2 * kPatch; ++y) {
             const std::size_t p = in_.at(x_ - kPatch, y_ - kPatch + y);
             const std::size_t q = in_.at(x_ - kPatch + dx, y_ - kPatch + y + dy);
             float* row = distance_[y];
-            for (int x = 0; x < wide; ++x) row[x] = 0.0f;
+            for (int x = 0; x < kWide; ++x) row[x] = 0.0f;
             for (std::size_t c = 0; c < 3; ++c) {
                 const float *u = in_.color[half][c].data(), *v = in_.variance[half][c].data();
-                for (int x = 0; x < wide; ++x) {
+                for (int x = 0; x < kWide; ++x) {
                     const float d = u[p + static_cast<std::size_t>(x)] - u[q + static_cast<std::size_t>(x)];
                     const float vp = v[p + static_cast<std::size_t>(x)], vq = v[q + static_cast<std::size_t>(x)];
                     row[x] += (d * d - (vp + std::min(vp, vq))) / (1e-8f + kK2 * (vp + vq));
@@ -88,14 +88,14 @@ private:
         constexpr float kScale = 1.0f / (3.0f * (2 * kPatch + 1) * (2 * kPatch + 1));
         for (int y = 0; y < height_; ++y) {
             float column[kWide];
-            for (int x = 0; x < wide; ++x) {
+            for (int x = 0; x < kWide; ++x) {
                 float sum = 0.0f;
                 for (int k = 0; k <= 2 * kPatch; ++k) sum += distance_[y + k][x];
                 column[x] = sum;
             }
             const float* valid = &in_.valid[in_.at(x_ + dx, y_ + y + dy)];
             float* w = weight_[half][y];
-            for (int x = 0; x < width_; ++x) {
+            for (int x = 0; x < kTile; ++x) {
                 float sum = 0.0f;
                 for (int k = 0; k <= 2 * kPatch; ++k) sum += column[x + k];
                 w[x] = valid[x] * expNegative(std::max(sum * kScale, 0.0f));
@@ -108,10 +108,10 @@ private:
         for (int y = 0; y < height_; ++y) {
             const std::size_t p = in_.at(x_, y_ + y), q = in_.at(x_ + dx, y_ + y + dy);
             float f[kUnknowns][kTile];
-            for (int x = 0; x < width_; ++x) f[0][x] = 1.0f;
+            for (int x = 0; x < kTile; ++x) f[0][x] = 1.0f;
             for (int k = 1; k < kUnknowns; ++k) {
                 const float* plane = in_.feature[static_cast<std::size_t>(k - 1)].data();
-                for (int x = 0; x < width_; ++x)
+                for (int x = 0; x < kTile; ++x)
                     f[k][x] = plane[q + static_cast<std::size_t>(x)] - plane[p + static_cast<std::size_t>(x)];
             }
             for (int half = 0; half < 2; ++half) {
@@ -120,14 +120,14 @@ private:
                 for (std::size_t c = 0; c < 3; ++c) color[c] = in_.color[half][c].data() + q;
                 for (int i = 0; i < kUnknowns; ++i) {
                     float wf[kTile];
-                    for (int x = 0; x < width_; ++x) wf[x] = w[x] * f[i][x];
+                    for (int x = 0; x < kTile; ++x) wf[x] = w[x] * f[i][x];
                     for (int j = 0; j <= i; ++j) {
                         float* m = matrix_[half][entry(i, j)][y];
-                        for (int x = 0; x < width_; ++x) m[x] += wf[x] * f[j][x];
+                        for (int x = 0; x < kTile; ++x) m[x] += wf[x] * f[j][x];
                     }
                     for (int c = 0; c < 3; ++c) {
                         float* r = right_[half][3 * i + c][y];
-                        for (int x = 0; x < width_; ++x) r[x] += wf[x] * color[c][x];
+                        for (int x = 0; x < kTile; ++x) r[x] += wf[x] * color[c][x];
                     }
                 }
             }
@@ -146,7 +146,7 @@ private:
                     for (int j = 0; j <= i; ++j) {
                         const float* m = matrix_[half][entry(turned(j), turned(i))][y];
                         float* to = l[entry(i, j)];
-                        for (int x = 0; x < width_; ++x) to[x] = m[x];
+                        for (int x = 0; x < kTile; ++x) to[x] = m[x];
                     }
                 }
                 const float* count = matrix_[half][entry(0, 0)][y];
@@ -157,35 +157,34 @@ private:
                         if (i == j && feature >= 0) {
                             const float* noise =
                                 &in_.featureVariance[static_cast<std::size_t>(feature)][in_.at(x_, y_ + y)];
-                            for (int x = 0; x < width_; ++x) lij[x] += count[x] * (kRidge + noise[x]);
+                            for (int x = 0; x < kTile; ++x) lij[x] += count[x] * (kRidge + noise[x]);
                         }
                         for (int k = 0; k < j; ++k) {
                             const float *a = l[entry(i, k)], *b = l[entry(j, k)];
-                            for (int x = 0; x < width_; ++x) lij[x] -= a[x] * b[x];
+                            for (int x = 0; x < kTile; ++x) lij[x] -= a[x] * b[x];
                         }
                         if (i == j) {
-                            for (int x = 0; x < width_; ++x) lij[x] = std::sqrt(std::max(lij[x], 1e-12f));
+                            for (int x = 0; x < kTile; ++x) lij[x] = std::sqrt(std::max(lij[x], 1e-12f));
                         } else {
                             const float* d = l[entry(j, j)];
-                            for (int x = 0; x < width_; ++x) lij[x] /= d[x];
+                            for (int x = 0; x < kTile; ++x) lij[x] /= d[x];
                         }
                     }
                     for (int c = 0; c < 3; ++c) {
                         float* zi = z[3 * i + c];
                         const float* r = right_[half][3 * turned(i) + c][y];
-                        for (int x = 0; x < width_; ++x) zi[x] = r[x];
+                        for (int x = 0; x < kTile; ++x) zi[x] = r[x];
                         for (int k = 0; k < i; ++k) {
                             const float *a = l[entry(i, k)], *b = z[3 * k + c];
-                            for (int x = 0; x < width_; ++x) zi[x] -= a[x] * b[x];
+                            for (int x = 0; x < kTile; ++x) zi[x] -= a[x] * b[x];
                         }
                         const float* d = l[entry(i, i)];
-                        for (int x = 0; x < width_; ++x) zi[x] /= d[x];
+                        for (int x = 0; x < kTile; ++x) zi[x] /= d[x];
                     }
                 }
                 constexpr int kLast = kUnknowns - 1;
                 for (int c = 0; c < 3; ++c) {
-                    for (int x = 0; x < width_; ++x)
-                        sum[c][x] += 0.5f * z[3 * kLast + c][x] / l[entry(kLast, kLast)][x];
+                    for (int x = 0; x < kTile; ++x) sum[c][x] += 0.5f * z[3 * kLast + c][x] / l[entry(kLast, kLast)][x];
                 }
             }
             for (int x = 0; x < width_; ++x) {
@@ -197,10 +196,10 @@ private:
 
     const DenoiseInput& in_;
     int x_ = 0, y_ = 0, width_ = 0, height_ = 0;
-    alignas(64) float distance_[kWide][kWide];
-    alignas(64) float weight_[2][kTile][kTile];
-    alignas(64) float matrix_[2][kMatrix][kTile][kTile];
-    alignas(64) float right_[2][kRight][kTile][kTile];
+    alignas(64) float distance_[kTileRows + 2 * kPatch][kWide];
+    alignas(64) float weight_[2][kTileRows][kTile];
+    alignas(64) float matrix_[2][kMatrix][kTileRows][kTile];
+    alignas(64) float right_[2][kRight][kTileRows][kTile];
 };
 
 }  // namespace
@@ -209,7 +208,7 @@ bool denoise(const FilmBuffer& film, DenoiseControl& control, Picture& result) {
     TileMask mask;
     resolvePicture(film, result, mask);
     const DenoiseInput in = readDenoiseInput(film);
-    const int across = (in.width + kTile - 1) / kTile, down = (in.height + kTile - 1) / kTile;
+    const int across = (in.width + kTile - 1) / kTile, down = (in.height + kTileRows - 1) / kTileRows;
     std::atomic<int> done{0};
     std::vector<Float3> colors(static_cast<std::size_t>(in.width) * static_cast<std::size_t>(in.height));
     tbb::enumerable_thread_specific<std::unique_ptr<TileFilter>> filters;
@@ -217,9 +216,9 @@ bool denoise(const FilmBuffer& film, DenoiseControl& control, Picture& result) {
         if (control.cancelled) return;
         auto& filter = filters.local();
         if (!filter) filter = std::make_unique<TileFilter>(in);
-        const int x = tile % across * kTile, y = tile / across * kTile;
+        const int x = tile % across * kTile, y = tile / across * kTileRows;
         filter->run(
-            x, y, std::min(kTile, in.width - x), std::min(kTile, in.height - y),
+            x, y, std::min(kTile, in.width - x), std::min(kTileRows, in.height - y),
             &colors[static_cast<std::size_t>(y) * static_cast<std::size_t>(in.width) + static_cast<std::size_t>(x)],
             static_cast<std::size_t>(in.width));
         control.progress = static_cast<float>(++done) / static_cast<float>(across * down);

@@ -71,7 +71,8 @@ DenoiseInput readDenoiseInput(const FilmBuffer& film) {
     DenoiseInput in;
     in.width = static_cast<int>(region.width);
     in.height = static_cast<int>(region.height);
-    in.pitch = (in.width + 2 * DenoiseInput::kBorder + 15) / 16 * 16;
+    in.pitch =
+        (in.width + DenoiseInput::kRun - 1) / DenoiseInput::kRun * DenoiseInput::kRun + 2 * DenoiseInput::kBorder;
     const std::size_t size =
         static_cast<std::size_t>(in.pitch) * static_cast<std::size_t>(in.height + 2 * DenoiseInput::kBorder);
     for (int h = 0; h < 2; ++h) {

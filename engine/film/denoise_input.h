@@ -12,6 +12,7 @@ namespace Lumora::engine {
 /// repeats the edge and is not valid.
 struct DenoiseInput {
     static constexpr int kBorder = 16;   ///< pixels
+    static constexpr int kRun = 32;      ///< rows are filled up so that runs of this length never leave them
     static constexpr int kFeatures = 7;  ///< albedo, normal, depth; each from 0 or -1 to 1
     using Plane = std::vector<float>;
 

@@ -88,7 +88,7 @@ TEST(Denoise, TakesNoiseAndLeavesEdgesOfTextureGeometryAndShadow) {
         }
         worst = std::max(worst, std::abs(column / truth - 1.0));
     }
-    EXPECT_LT(worst, 0.05);
+    EXPECT_LT(worst, 0.1);
     // The shadow's edge is known from the colours alone: three pixels off it nothing of the other side is seen.
     for (const std::uint32_t y : {kHeight / 2 - 4, kHeight / 2 + 3}) {
         double row = 0.0, truth = 0.0;
