@@ -10,6 +10,8 @@ namespace Lumora::engine {
 
 namespace {
 
+constexpr float kMiddleGrey = 0.18f;
+
 // Sorted by id.
 constexpr ResponseCurve kCurves[] = {
     // Colour negatives, printed: long shoulders, gentle slopes; faster films are flatter and warmer.
@@ -81,11 +83,13 @@ constexpr ResponseCurve kCurves[] = {
 float ResponseCurve::operator()(float x, int channel, bool tint) const {
     if (!(x > 0.0f)) return 0.0f;
     if (x >= 1.0f) return 1.0f;
-    const float y = 1.0f - std::pow(1.0f - std::pow(x, toe), shoulder);
+    const auto rise = [this](float v) { return 1.0f - std::pow(1.0f - std::pow(v, toe), shoulder); };
+    const float y = rise(x), middle = rise(kMiddleGrey);
     if (!(y > 0.0f)) return 0.0f;
     if (y >= 1.0f) return 1.0f;
     const float balance = !tint ? 0.0f : channel == 0 ? red : channel == 1 ? green : blue;
-    return 1.0f / (1.0f + std::pow((1.0f - y) / y, slope) * std::exp(-balance));
+    const float odds = std::pow((1.0f - y) / y, slope) * std::pow((1.0f - middle) / middle, 1.0f - slope);
+    return 1.0f / (1.0f + odds * std::exp(-balance));
 }
 
 const ResponseCurve* findResponse(int id) {

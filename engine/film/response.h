@@ -4,10 +4,11 @@
 // 0 to 1, per channel:
 //
 //   y = 1 - (1 - x^toe)^shoulder                the cumulative distribution of Kumaraswamy (1980)
-//   logit(f) = slope * logit(y) + balance       contrast around the middle, and the channel's tint
+//   logit(f) = logit(m) + slope * (logit(y) - logit(m)) + balance
 //
-// The toe exponent says how fast the shadows rise, the shoulder exponent how softly the highlights end, the slope is
-// the contrast of the middle. Every curve rises from f(0) = 0 to f(1) = 1.
+// where m is y of middle grey, 0.18: contrast around it, and the channel's tint. The toe exponent says how fast the
+// shadows rise, the shoulder exponent how softly the highlights end, the slope is the contrast of the middle. Every
+// curve rises from f(0) = 0 to f(1) = 1.
 #pragma once
 
 namespace Lumora::engine {
