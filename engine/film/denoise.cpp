@@ -18,7 +18,9 @@ constexpr int kPatch = 2;                  ///< radius of what is compared
 constexpr int kTile = DenoiseInput::kRun;  ///< pixels across; loops over x have a length that the compiler knows
 constexpr int kTileRows = 16;              ///< the sums of a tile stay in the processor's cache
 constexpr int kWide = kTile + 2 * kPatch;  ///< tile with the room for patches
-static_assert(kWindow + kPatch <= DenoiseInput::kBorder);
+
+constexpr int kGroup = 6;  ///< neighbours that are taken at a time
+static_assert(kWindow + kPatch + kGroup <= DenoiseInput::kBorder);
 
 /// Bandwidth: how much more than its noise two patches may differ.
 constexpr float kBandwidth = 0.7f;
@@ -59,8 +61,10 @@ public:
         std::memset(matrix_, 0, sizeof matrix_);
         std::memset(right_, 0, sizeof right_);
         for (int dy = -kWindow; dy <= kWindow; ++dy) {
-            for (int dx = -kWindow; dx <= kWindow; ++dx) {
-                for (int half = 0; half < 2; ++half) weigh(half, dx, dy);
+            for (int dx = -kWindow; dx <= kWindow; dx += kGroup) {
+                for (int g = 0; g < kGroup; ++g) {
+                    for (int half = 0; half < 2; ++half) weigh(half, dx, g, dy);
+                }
                 gather(dx, dy);
             }
         }
@@ -68,8 +72,13 @@ public:
     }
 
 private:
-    /// Weights of the neighbours at that offset, from one half.
-    void weigh(int half, int dx, int dy) {
+    /// Weights of the neighbours at one offset of a group, from one half.
+    void weigh(int half, int first, int g, int dy) {
+        const int dx = first + g;
+        if (dx > kWindow) {
+            std::memset(weight_[half][g], 0, sizeof weight_[half][g]);
+            return;
+        }
         constexpr float kK2 = kBandwidth * kBandwidth;
         for (int y = 0; y < height_ + 2 * kPatch; ++y) {
             const std::size_t p = in_.at(x_ - kPatch, y_ - kPatch + y);
@@ -94,7 +103,7 @@ private:
                 column[x] = sum;
             }
             const float* valid = &in_.valid[in_.at(x_ + dx, y_ + y + dy)];
-            float* w = weight_[half][y];
+            float* w = weight_[half][g][y];
             for (int x = 0; x < kTile; ++x) {
                 float sum = 0.0f;
                 for (int k = 0; k <= 2 * kPatch; ++k) sum += column[x + k];
@@ -103,31 +112,44 @@ private:
         }
     }
 
-    /// Adds the neighbours at that offset to the normal equations.
-    void gather(int dx, int dy) {
+    /// Adds the neighbours at a group of offsets to the normal equations: every sum is loaded and stored once for all.
+    void gather(int first, int dy) {
         for (int y = 0; y < height_; ++y) {
-            const std::size_t p = in_.at(x_, y_ + y), q = in_.at(x_ + dx, y_ + y + dy);
-            float f[kUnknowns][kTile];
-            for (int x = 0; x < kTile; ++x) f[0][x] = 1.0f;
+            const std::size_t p = in_.at(x_, y_ + y), q = in_.at(x_ + first, y_ + y + dy);
+            float f[kUnknowns][kGroup][kTile];
+            for (int g = 0; g < kGroup; ++g) {
+                for (int x = 0; x < kTile; ++x) f[0][g][x] = 1.0f;
+            }
             for (int k = 1; k < kUnknowns; ++k) {
-                const float* plane = in_.feature[static_cast<std::size_t>(k - 1)].data();
-                for (int x = 0; x < kTile; ++x)
-                    f[k][x] = plane[q + static_cast<std::size_t>(x)] - plane[p + static_cast<std::size_t>(x)];
+                const float *from = &in_.feature[static_cast<std::size_t>(k - 1)][q],
+                            *own = &in_.feature[static_cast<std::size_t>(k - 1)][p];
+                for (int g = 0; g < kGroup; ++g) {
+                    for (int x = 0; x < kTile; ++x) f[k][g][x] = from[g + x] - own[x];
+                }
             }
             for (int half = 0; half < 2; ++half) {
-                const float* w = weight_[1 - half][y];
-                const float* color[3];
-                for (std::size_t c = 0; c < 3; ++c) color[c] = in_.color[half][c].data() + q;
                 for (int i = 0; i < kUnknowns; ++i) {
-                    float wf[kTile];
-                    for (int x = 0; x < kTile; ++x) wf[x] = w[x] * f[i][x];
+                    float wf[kGroup][kTile];
+                    for (int g = 0; g < kGroup; ++g) {
+                        const float* w = weight_[1 - half][g][y];
+                        for (int x = 0; x < kTile; ++x) wf[g][x] = w[x] * f[i][g][x];
+                    }
                     for (int j = 0; j <= i; ++j) {
                         float* m = matrix_[half][entry(i, j)][y];
-                        for (int x = 0; x < kTile; ++x) m[x] += wf[x] * f[j][x];
+                        for (int x = 0; x < kTile; ++x) {
+                            float sum = m[x];
+                            for (int g = 0; g < kGroup; ++g) sum += wf[g][x] * f[j][g][x];
+                            m[x] = sum;
+                        }
                     }
-                    for (int c = 0; c < 3; ++c) {
-                        float* r = right_[half][3 * i + c][y];
-                        for (int x = 0; x < kTile; ++x) r[x] += wf[x] * color[c][x];
+                    for (std::size_t c = 0; c < 3; ++c) {
+                        float* r = right_[half][3 * static_cast<std::size_t>(i) + c][y];
+                        const float* color = &in_.color[half][c][q];
+                        for (int x = 0; x < kTile; ++x) {
+                            float sum = r[x];
+                            for (int g = 0; g < kGroup; ++g) sum += wf[g][x] * color[g + x];
+                            r[x] = sum;
+                        }
                     }
                 }
             }
@@ -197,7 +219,7 @@ private:
     const DenoiseInput& in_;
     int x_ = 0, y_ = 0, width_ = 0, height_ = 0;
     alignas(64) float distance_[kTileRows + 2 * kPatch][kWide];
-    alignas(64) float weight_[2][kTileRows][kTile];
+    alignas(64) float weight_[2][kGroup][kTileRows][kTile];
     alignas(64) float matrix_[2][kMatrix][kTileRows][kTile];
     alignas(64) float right_[2][kRight][kTileRows][kTile];
 };
