@@ -236,4 +236,24 @@ TEST(Render, ResponseAndExposureChangeThePictureAndTheirNamesArePrinted) {
     EXPECT_NEAR(mean({"--set", "Ci.exposure=2"}), bright, 1e-9) << "the flag sets the same value as its key";
 }
 
+TEST(Render, DenoiseTakesTheNoiseOutOfTheFinishedPicture) {
+    const ScratchFolder folder;
+    // How much neighbours differ: mostly noise at so few samples.
+    const auto roughness = [&](const std::vector<std::string>& more) {
+        const std::string file = folder / "a.png";
+        std::vector<std::string> arguments = {"render", kCornell, "-o", file, "--size", "64x48", "--samples", "8"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+        const Picture picture = readPicture(file);
+        double sum = 0;
+        for (std::size_t i = static_cast<std::size_t>(picture.channels); i < picture.values.size(); ++i)
+            sum += std::abs(picture.values[i] - picture.values[i - static_cast<std::size_t>(picture.channels)]);
+        return sum;
+    };
+    const double noisy = roughness({}), clean = roughness({"--denoise"});
+    EXPECT_LT(clean, 0.75 * noisy);
+    EXPECT_NEAR(roughness({"--set", "denoise=1"}), clean, 0.01 * clean);
+}
+
 }  // namespace
