@@ -62,15 +62,15 @@ Pins imager() {
             integer(P_MIN_DISPLAY_SAMPLES, "Min. display samples", 1, 1, 100000),
             boolean(P_DITHERING, "Dithering", true),
             number(P_HIGHLIGHT_COMPRESSION, "Highlight compression", 0, 0, 1),
-            integer(P_MAX_TONEMAP_INTERVAL, "Max. tonemap interval", 10, 1, 120),
+            integer(P_MAX_TONEMAP_INTERVAL, "Max. tonemap interval", 10, 0, 120),
             boolean(P_NEUTRAL_RESPONSE, "Neutral response"),
             integer(P_RESPONSE_ORDER, "Order", 0, 0, 5),
             link(P_LUT, "Custom LUT", PT_LUT),
             boolean(P_DENOISER, "Enable denoising"),
             boolean(P_DENOISE_VOLUMES, "Denoise volumes"),
             boolean(P_DENOISE_ON_COMPLETION, "Denoise on completion", true),
-            integer(P_DENOISE_INTERVAL, "Max. denoiser interval", 20, 1, 120),
-            integer(P_DENOISE_MIN_SAMPLES, "Min. denoiser samples", 10, 1, 100000),
+            integer(P_DENOISE_INTERVAL, "Max. denoiser interval", 20, 0, 120),
+            integer(P_DENOISE_MIN_SAMPLES, "Min. denoiser samples", 10, 0, 100000),
             number(P_DENOISER_BLEND, "Original blend", 0, 0, 1)};
 }
 
