@@ -41,9 +41,14 @@ void DenoiseService::cancel() {
     const std::lock_guard guard(lock_);
     if (control_) control_->cancelled = true;
     next_.reset();
+    signal_.notify_all();
+}
+
+void DenoiseService::clear() {
+    cancel();
+    const std::lock_guard guard(lock_);
     result_.reset();
     resultJob_ = 0;
-    signal_.notify_all();
 }
 
 std::shared_ptr<const DenoiseService::Result> DenoiseService::latest(std::uint64_t job) const {

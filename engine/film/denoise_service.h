@@ -42,8 +42,10 @@ public:
     /// Takes the task, unless this job's final picture is there or on its way, or it is not final and another of the
     /// same job is at work.
     void start(Task task);
-    /// Ends the work and forgets the result.
+    /// Ends the work; a result that is there stays.
     void cancel();
+    /// Ends the work and forgets the result.
+    void clear();
 
     /// The newest result of a job, or null.
     std::shared_ptr<const Result> latest(std::uint64_t job) const;

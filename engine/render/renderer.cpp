@@ -293,7 +293,7 @@ void Renderer::Impl::dropJobs() {
     for (const PassJob& p : passJobs_) p.job->cancel();
     job_.reset();
     passJobs_.clear();
-    denoiser_.cancel();
+    denoiser_.clear();
     idle_ = true;
 }
 
@@ -313,7 +313,7 @@ void Renderer::Impl::replaceJob(std::unique_lock<std::mutex>& lock) {
     const std::shared_ptr<Job> old = std::move(job_);
     if (old) old->cancel();
     for (const PassJob& p : passJobs_) p.job->cancel();
-    denoiser_.cancel();
+    denoiser_.clear();
     idle_ = true;
     stateSignal_.wait(lock, [this] { return working_ == 0 || quit_; });
     if (quit_ || !scene_) return;
@@ -470,7 +470,7 @@ DenoiseService::Task Renderer::Impl::denoiseTask(const std::shared_ptr<Job>& job
 /// Starts the denoiser when it is time to.
 void Renderer::Impl::tendDenoiser(const std::shared_ptr<Job>& job) {
     const Denoiser& settings = scene_->imager.denoiser;
-    if (!settings.on || !job->film().hasGuides() || job->scene().kernel.kind == KernelKind::Info) return;
+    if (!settings.on || stopped_ || !job->film().hasGuides() || job->scene().kernel.kind == KernelKind::Info) return;
     const auto interval = std::chrono::seconds(settings.interval);
     if (denoisedJob_ != job->id) {
         denoisedJob_ = job->id;
@@ -652,7 +652,7 @@ std::vector<Image> Renderer::Impl::tonemap(const std::vector<RenderPassId>& pass
     if (std::find(passes.begin(), passes.end(), RP_DENOISED) != passes.end()) {
         {
             const std::lock_guard guard(lock_);
-            if (showing.job == job_ && !stopped_) tendDenoiser(job_);
+            if (showing.job == job_) tendDenoiser(job_);
         }
         denoiser_.waitForFinal(showing.job->id);
     }

@@ -182,7 +182,7 @@ TEST(Denoise, ServiceAnswersForTheNewestJobAndCanBeStopped) {
         service.start({film, job, job % 2 == 0, job, 2});
         if (job % 3 == 0) service.cancel();
     }
-    service.cancel();
+    service.clear();
     EXPECT_FALSE(service.waitForFinal(28));
     EXPECT_GE(told, 1);
     service.start({film, 50, true, 1, 1});  // and the destructor does not wait for all of it
