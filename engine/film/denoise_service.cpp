@@ -29,7 +29,8 @@ void DenoiseService::start(Task task) {
             return isFinalWork(other, task.job) && other->samples == task.samples;
         };
         const bool made = result_ && resultJob_ == task.job && result_->final && result_->samples == task.samples;
-        if (made || same(next_) || same(current_)) return;
+        const bool running = same(current_) && !control_->cancelled;
+        if (made || same(next_) || running) return;
     }
     if (!task.final && ((current_ && current_->job == task.job) || (next_ && next_->job == task.job))) return;
     if (control_) control_->cancelled = true;
