@@ -94,7 +94,9 @@ constexpr ParameterChoice kProfiles[] = {{0, "As the document"}, {1, "Linear"}, 
 constexpr ParameterChoice kInterpolations[] = {{0, "None"}, {1, "Linear"}};
 constexpr ParameterChoice kWraps[] = {{0, "Repeat"}, {1, "Clamp"}, {2, "Mirror"}};
 constexpr ParameterChoice kImageChannels[] = {{0, "Colour"}, {1, "Red"}, {2, "Green"}, {3, "Blue"}, {4, "Alpha"}};
-constexpr ParameterChoice kDocumentProfiles[] = {{0, "Linear"}, {1, "sRGB"}};
+constexpr ParameterChoice kDocumentProfiles[] = {{DOCUMENT_COLORPROFILE_SRGB, "sRGB"},
+                                                 {DOCUMENT_COLORPROFILE_LINEAR, "Linear"},
+                                                 {DOCUMENT_COLORPROFILE_DISABLED, "Disabled"}};
 constexpr ParameterChoice kDisplacements[] = {{0, "Intensity"}, {1, "Intensity (centred)"}};
 
 Parameter toggle(Int32 id, const char* label, Bool value) {
@@ -429,7 +431,7 @@ const Description& document() {
         {.id = DOCUMENT_MINTIME, .kind = K::Time, .label = "Minimum Time"},
         {.id = DOCUMENT_MAXTIME, .kind = K::Time, .label = "Maximum Time", .value = 3},
         real(DOCUMENT_DOCUNIT, "Metres per Unit", 0.01, 1e-12),
-        choice(DOCUMENT_COLORPROFILE, "Colour Profile", 1, kDocumentProfiles),
+        choice(DOCUMENT_COLORPROFILE, "Colour Profile", DOCUMENT_COLORPROFILE_SRGB, kDocumentProfiles),
         toggle(DOCUMENT_LINEARWORKFLOW, "Linear Workflow", true),
     };
     static const Description description{rows};

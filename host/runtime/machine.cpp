@@ -1,6 +1,7 @@
 // Facts of the running host, commands, and libraries that the host offers to plug-ins.
 #include <exception>
 
+#include "host/model/merge_materials.h"
 #include "host/runtime/machine.h"
 #include "host/runtime/plugin_registry.h"
 #include "host/sdk/document.h"
@@ -45,9 +46,22 @@ void* FindLibrary(Int32) {
     return nullptr;
 }
 
+namespace {
+
+/// Commands that the host has without any plug-in. False: it has none of that id, or it could not run.
+Bool callOwnCommand(Int32 id) {
+    constexpr Int32 kMergeEqualMaterials = 12211;
+    BaseDocument* document = GetActiveDocument();
+    if (id != kMergeEqualMaterials || !document) return false;
+    mergeEqualMaterials(*document);
+    return true;
+}
+
+}  // namespace
+
 Bool CallCommand(Int32 id) {
     const Registration* entry = findRegistration(id);
-    if (!entry || !entry->command) return false;
+    if (!entry || !entry->command) return callOwnCommand(id);
     const PluginScope scope(entry->owner);
     try {
         BaseDocument* document = GetActiveDocument();

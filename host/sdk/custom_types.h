@@ -8,8 +8,8 @@
 
 namespace host {
 
-inline constexpr Int32 CUSTOMDATATYPE_GRADIENT = 1000480, CUSTOMDATATYPE_INEXCLUDE_LIST = 1009290,
-                       CUSTOMDATATYPE_BYTES = 1000481;
+inline constexpr Int32 CUSTOMDATATYPE_GRADIENT = 1000481, CUSTOMDATATYPE_INEXCLUDE_LIST = 1009290,
+                       CUSTOMDATATYPE_BYTES = 1000482;
 
 class HOST_API Gradient : public CustomDataType {
 public:

@@ -270,8 +270,11 @@ enum : Int32 {
     DOCUMENT_MINTIME = 10002,
     DOCUMENT_MAXTIME = 10003,
     DOCUMENT_TIME = 10004,
-    DOCUMENT_DOCUNIT = 10005,       ///< metres per scene unit
-    DOCUMENT_COLORPROFILE = 10006,  ///< 0 linear, 1 sRGB
+    DOCUMENT_DOCUNIT = 10005,      ///< metres per scene unit
+    DOCUMENT_COLORPROFILE = 2101,  ///< what colours of the document are
+    DOCUMENT_COLORPROFILE_SRGB = 0,
+    DOCUMENT_COLORPROFILE_LINEAR = 1,
+    DOCUMENT_COLORPROFILE_DISABLED = 2,  ///< colours are taken as they are
     DOCUMENT_LINEARWORKFLOW = 10007,
     DOCUMENT_EMBEDDED_IMAGES = 10008,  ///< container: images that the document carries, see host/io/import
 };

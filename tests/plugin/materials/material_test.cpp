@@ -12,7 +12,8 @@ class MaterialTest : public SceneTest {
 protected:
     MaterialTest() {
         // The engine is not asked to read it: a file that begins as one that it reads will do.
-        image = (std::filesystem::temp_directory_path() / ("lumora_material_test" + std::to_string(getpid()) + ".png")).string();
+        image = (std::filesystem::temp_directory_path() / ("lumora_material_test" + std::to_string(getpid()) + ".png"))
+                    .string();
         if (std::FILE* f = std::fopen(image.c_str(), "wb")) {
             std::fputs("\x89PNG\r\n\x1a\n", f);
             std::fclose(f);
@@ -39,7 +40,8 @@ TEST_F(MaterialTest, ColoursReachThePinInLinearLight) {
         Int32 profile;
         float wanted;
     };
-    for (const Case& c : {Case{0, 0.25f}, Case{1, 0.0508761f}}) {
+    for (const Case& c : {Case{DOCUMENT_COLORPROFILE_LINEAR, 0.25f}, Case{DOCUMENT_COLORPROFILE_SRGB, 0.0508761f},
+                          Case{DOCUMENT_COLORPROFILE_DISABLED, 0.25f}}) {
         setProfile(c.profile);
         BaseMaterial* material = addMaterial("Grey", Vector(0.5));
         material->GetDataInstance()->SetFloat(MATERIAL_COLOR_BRIGHTNESS, 0.5);
@@ -79,7 +81,7 @@ TEST_F(MaterialTest, GeneratingAgainWritesNothing) {
 }
 
 TEST_F(MaterialTest, ImagesWithTheirParameters) {
-    setProfile(1);
+    setProfile(DOCUMENT_COLORPROFILE_SRGB);
     BaseMaterial* material = addMaterial("Textured");
     BaseContainer& s = *addBitmap(material, MATERIAL_COLOR_SHADER, image)->GetDataInstance();
     s.SetInt32(BITMAPSHADER_WRAPX, 2);
@@ -97,7 +99,9 @@ TEST_F(MaterialTest, ImagesWithTheirParameters) {
         Int32 document, shader;
         float wanted;
     };
-    for (const Gamma& g : {Gamma{1, 1, 1.0f}, Gamma{1, 2, 2.2f}, Gamma{0, 0, 1.0f}, Gamma{0, 2, 2.2f}}) {
+    constexpr Int32 kSrgb = DOCUMENT_COLORPROFILE_SRGB, kLinear = DOCUMENT_COLORPROFILE_LINEAR;
+    for (const Gamma& g :
+         {Gamma{kSrgb, 1, 1.0f}, Gamma{kSrgb, 2, 2.2f}, Gamma{kLinear, 0, 1.0f}, Gamma{kLinear, 2, 2.2f}}) {
         setProfile(g.document);
         s.SetInt32(BITMAPSHADER_COLORPROFILE, g.shader);
         generate(material);
@@ -120,7 +124,7 @@ TEST_F(MaterialTest, ImagesWithTheirParameters) {
 }
 
 TEST_F(MaterialTest, AMissingImageLeavesTheColour) {
-    setProfile(0);
+    setProfile(DOCUMENT_COLORPROFILE_LINEAR);
     BaseMaterial* material = addMaterial("Gone", {0.25, 0.5, 0.75});
     addBitmap(material, MATERIAL_COLOR_SHADER, "/no/such/picture.png");
     MatLink* link = generate(material);
@@ -138,7 +142,7 @@ TEST_F(MaterialTest, OneShaderOnTwoChannelsIsOneNode) {
 }
 
 TEST_F(MaterialTest, LuminanceIsRadiance) {
-    setProfile(0);
+    setProfile(DOCUMENT_COLORPROFILE_LINEAR);
     BaseMaterial* material = addMaterial("Lamp");
     BaseContainer& d = *material->GetDataInstance();
     d.SetBool(MATERIAL_USE_LUMINANCE, true);
@@ -213,7 +217,7 @@ TEST_F(MaterialTest, TypesOfStandardMaterials) {
         c.make(*material->GetDataInstance());
         EXPECT_EQ(generate(material)->nodeType, c.wanted) << c.name;
     }
-    setProfile(0);
+    setProfile(DOCUMENT_COLORPROFILE_LINEAR);
     BaseMaterial* gold = addMaterial("Gold", {1, 0.5, 0.25});
     gold->GetDataInstance()->SetBool(MATERIAL_USE_REFLECTION, true);
     gold->GetDataInstance()->SetFloat(MATERIAL_REFLECTION_METALNESS, 1.0);

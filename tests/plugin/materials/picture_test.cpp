@@ -67,7 +67,7 @@ protected:
 };
 
 TEST_F(PictureTest, PixelsKeepTheirPrecisionAndEncoding) {
-    doc->GetDataInstance()->SetInt32(DOCUMENT_COLORPROFILE, 1);
+    doc->GetDataInstance()->SetInt32(DOCUMENT_COLORPROFILE, DOCUMENT_COLORPROFILE_SRGB);
     materials.setDocument(doc, nullptr);
     struct Case {
         std::string file;
@@ -106,7 +106,7 @@ TEST_F(PictureTest, FilesThatTheEngineReadsGoByName) {
         std::string file;
         float gamma;
     };
-    doc->GetDataInstance()->SetInt32(DOCUMENT_COLORPROFILE, 1);
+    doc->GetDataInstance()->SetInt32(DOCUMENT_COLORPROFILE, DOCUMENT_COLORPROFILE_SRGB);
     materials.setDocument(doc, nullptr);
     const std::string exr = save("a.exr", PixelFormat::RgbFloat, bytesOf<float>({1, 2, 3, 4, 5, 6}));
     std::filesystem::copy_file(exr, path("named.tif"));

@@ -298,7 +298,7 @@ TEST_F(CameraTest, TheViewsSceneCameraComesFirst) {
 class EnvironmentTest : public SceneTest {
 protected:
     EnvironmentTest() : target(createNode(NT_RENDER_TARGET, ApiProjectManager::rootNodeGraph())) {
-        doc->GetDataInstance()->SetInt32(DOCUMENT_COLORPROFILE, 0);
+        doc->GetDataInstance()->SetInt32(DOCUMENT_COLORPROFILE, DOCUMENT_COLORPROFILE_LINEAR);
         shaders.reuseNodes = false;
         main.setSettings(&settings);
         main.setDocument(doc);
