@@ -64,22 +64,27 @@ void MatLink::reindex() {
 
 /// Which nodes are still there is asked of the graphs, never of the pointers: the user may have deleted a node in the
 /// engine's own graph. The root graph holds everything, so of the graphs inside it only this link's are looked into.
+///
+/// What is gone is forgotten at once: the next node may be made at the same address, and would be taken for the old
+/// one.
 void MatLink::lookForNodes() {
-    for (MatNodeRec& rec : nodes_) rec.standing = false;
+    std::vector<bool> standing(nodes_.size());
     const ApiNodeGraph& top = savedGraph ? *savedGraph : owningGraph();
     const bool everywhere = &top != static_cast<const ApiNodeGraph*>(&ApiProjectManager::rootNodeGraph());
     std::vector<const ApiNodeGraph*> graphs{&top};
     for (std::size_t g = 0; g < graphs.size(); ++g) {
         const Items items = ownedItems(*graphs[g]);
-        for (MatNodeRec& rec : nodes_) {
-            if (rec.standing || !contains(items, rec.node)) continue;
-            rec.standing = true;
-            if (!everywhere && rec.node->isGraph()) graphs.push_back(rec.node->toGraph());
+        for (std::size_t i = 0; i < nodes_.size(); ++i) {
+            if (standing[i] || !nodes_[i].node || !contains(items, nodes_[i].node)) continue;
+            standing[i] = true;
+            if (!everywhere && nodes_[i].node->isGraph()) graphs.push_back(nodes_[i].node->toGraph());
         }
         if (!everywhere) continue;
         for (const ApiItem* item : items)
             if (item->isGraph()) graphs.push_back(item->toGraph());
     }
+    for (std::size_t i = 0; i < nodes_.size(); ++i)
+        if (!standing[i]) nodes_[i].node = nullptr;
     looked_ = true;
     lookedAt_ = destroyCount();
 }
@@ -99,7 +104,7 @@ MatNodeRec* MatLink::findRec(NodeType type, const BaseList2D* owner, UInt32 pin)
     }
     if (generations_ == 0 || !looked_ || lookedAt_ != destroyCount()) lookForNodes();
     MatNodeRec& rec = nodes_[at];
-    if (!rec.standing) return nullptr;
+    if (!rec.node) return nullptr;
     if (type != Lumora::NT_UNKNOWN) {
         const ApiNode* made = rec.node->toNode();
         if (!made || made->type() != type) return nullptr;
@@ -115,10 +120,8 @@ MatNodeRec& MatLink::addRec(const BaseList2D* owner, UInt32 pin, ApiItem* item) 
     rec.node = item;
     rec.owner = owner;
     rec.pin = pin;
-    rec.standing = true;
     rec.stamp = stamp;
     if (owner) {
-        rec.dirty = owner->GetDirty(DIRTYFLAGS_ALL);
         rec.animated = playsSeveralFrames(*owner);
         hasAnimatedImage |= rec.animated;
     }
@@ -128,6 +131,7 @@ MatNodeRec& MatLink::addRec(const BaseList2D* owner, UInt32 pin, ApiItem* item) 
 }
 
 void MatLink::clearMarks() {
+    lookForNodes();
     for (MatNodeRec& rec : nodes_) {
         rec.used = false;
         rec.stamp = stamp;

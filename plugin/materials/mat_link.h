@@ -18,7 +18,7 @@ namespace lumora {
 
 /// One engine node or graph made for a material.
 struct MatNodeRec {
-    ApiItem* node = nullptr;
+    ApiItem* node = nullptr;            ///< null once it was found to be gone
     const BaseList2D* owner = nullptr;  ///< shader or material, for comparing only; null: a helper, told apart by `pin`
     UInt32 pin = 0;                     ///< the host parameter that the node stands for; 0 when the owner says enough
     UInt32 dirty = 0;                   ///< of the owner, when pixels were made from it
@@ -26,7 +26,6 @@ struct MatNodeRec {
     bool used = false;                  ///< by the generation that runs
     bool animated = false;              ///< the owner is an animated bitmap
     bool baked = false;                 ///< its pixels were rendered from a shader
-    bool standing = false;              ///< the node was there when the link looked last
     Float width = 0, height = 0, bitDepth = 0;
 };
 
@@ -78,6 +77,7 @@ struct MatLink {
     MatNodeRec* findRec(NodeType type, const BaseList2D* owner, UInt32 pin);
     /// A record for a node that was just made. An older one of the same key is found no longer, and purged.
     MatNodeRec& addRec(const BaseList2D* owner, UInt32 pin, ApiItem* node);
+    /// Before a generation: no record is used, and those whose node is gone forget it.
     void clearMarks();
     /// Destroys the nodes that the last generation did not use. True when a node was destroyed.
     bool purgeUnused(bool keep);

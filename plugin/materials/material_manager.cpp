@@ -11,11 +11,8 @@ namespace lumora {
 
 // --- Document -------------------------------------------------------------------------------------------------------
 
-bool MatManager::readColorProfile() {
-    const bool srgb = doc && doc->GetDataInstance()->GetInt32(DOCUMENT_COLORPROFILE, 1) == 1;
-    const Int32 before = colorProfile;
-    colorProfile = srgb ? 0 : 2;
-    return colorProfile != before;
+void MatManager::readColorProfile() {
+    if (doc) colorProfile = doc->GetDataInstance()->GetInt32(DOCUMENT_COLORPROFILE, DOCUMENT_COLORPROFILE_SRGB);
 }
 
 void MatManager::setDocument(BaseDocument* document, BaseDocument* copy) {
@@ -24,6 +21,7 @@ void MatManager::setDocument(BaseDocument* document, BaseDocument* copy) {
     renderDoc = copy;
     docLink.SetLink(document);
     readColorProfile();
+    generatedProfile_ = colorProfile;
     syncDocState();
 }
 
@@ -93,16 +91,32 @@ MatLink* MatManager::createMatLink(BaseMaterial* material) {
         return nullptr;
     }
     connectIfChanged(link->outNode, P_INPUT, link->node);
-    link->name = material->GetName();
+    MatLink* kept = keepLink(std::move(link), *material, true);
+    unfoldGraph(kept->graph, false);
+    return kept;
+}
+
+MatLink* MatManager::createPreviewLink(ApiNodeGraph& graph, BaseMaterial* material) {
+    if (!material) return nullptr;
+    auto link = std::make_unique<MatLink>();
+    link->node = createMaterialNode(&graph, *material, &link->nodeType);
+    if (!link->node) return nullptr;
+    // Its shader nodes stand beside the material, in a graph that is the caller's to destroy.
+    link->graph = &graph;
+    return keepLink(std::move(link), *material, false);
+}
+
+MatLink* MatManager::keepLink(std::unique_ptr<MatLink> link, BaseMaterial& material, bool tellBit) {
+    link->name = material.GetName();
     link->uid = nextMaterialUid();
-    writeMaterialUid(*material, link->uid);
-    link->material = material;
-    link->link.SetLink(material);
-    link->bit = dirtySum(*material);
+    writeMaterialUid(material, link->uid);
+    link->material = &material;
+    link->link.SetLink(&material);
+    link->bit = dirtySum(material);
     link->stamp = static_cast<UInt32>(passCounter);
-    unfoldGraph(link->graph, false);
-    filteredLine(kLogMaterials, String("Create MatLink ") + link->node->name() + " -> " + material->GetName() +
-                                    " bit:" + String::IntToString(link->bit));
+    String line = String("Create MatLink ") + link->node->name() + " -> " + material.GetName();
+    if (tellBit) line += " bit:" + String::IntToString(link->bit);
+    filteredLine(kLogMaterials, line);
     links_.push_back(std::move(link));
     indexLink(links_.size() - 1);
     return links_.back().get();

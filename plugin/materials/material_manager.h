@@ -52,6 +52,8 @@ public:
     // --- Links ----------------------------------------------------------------------------------------------------
     /// Makes the material's graph, engine node and link, and gives the material a uid. Null when the engine refuses.
     MatLink* createMatLink(BaseMaterial* material);
+    /// The same for a preview: the node stands in the caller's graph, without a graph and an output linker of its own.
+    MatLink* createPreviewLink(ApiNodeGraph& graph, BaseMaterial* material);
     /// The link's material is the render copy of `source`, which stands in the document.
     void setSource(MatLink& link, BaseMaterial* source);
     /// Queues a material, and before a mix its sub materials, for the next pass. False when it is known or queued.
@@ -105,7 +107,7 @@ public:
     bool colorsAreSrgb() const { return colorProfile == 0; }
 
     OwnerSpinLock lock;
-    Int32 colorProfile = 2;  ///< 0: document colours are sRGB; 2: they are linear
+    Int32 colorProfile = 2;  ///< the document's: 0 sRGB, to be converted; 1 linear; 2 disabled
     BaseDocument* doc = nullptr;
     BaseDocument* renderDoc = nullptr;
     BaseLink docLink;
@@ -140,11 +142,13 @@ private:
     };
     void indexLink(std::size_t at);
     void reindex();
-    bool readColorProfile();
+    void readColorProfile();
+    MatLink* keepLink(std::unique_ptr<MatLink> link, BaseMaterial& material, bool tellBit);
     BaseDocument* document() const { return static_cast<BaseDocument*>(docLink.ForceGetLink()); }
     // Steps of a pass.
     void queueUnknownMaterials();
     void linkPendingMaterials();
+    bool updateLinks(std::size_t first);
     bool updateLink(MatLink& link);
     bool contentChanged(MatLink& link, const BaseMaterial& material);
     bool dependenciesChanged(MatLink& link, const BaseMaterial& material);
@@ -161,6 +165,7 @@ private:
     VisitedElements visited_;
     BaseLink soloTexture_, soloMaterial_;
     ApiNode* defaultMaterial_ = nullptr;
+    Int32 generatedProfile_ = 2;  ///< colour profile that the links were generated with
 };
 
 }  // namespace lumora

@@ -78,21 +78,44 @@ bool MatManager::addNewMaterial(BaseMaterial* material, BaseDocument* document) 
 bool MatManager::checkAndUpdate() {
     const std::lock_guard guard(lock);
     doc = document();
-    const bool recolored = readColorProfile();
+    readColorProfile();
     if (!doc || busyPreview || busyUpdate) return false;
     ++passCounter;
     const BusyByte busy(busyUpdate);
     if (debugLog()) debugLine("<<< Mat checkAndUpdate  STARTED >>> ");
     syncDocState();
     const Float started = GeGetMilliSeconds();
-    if (recolored)
+    if (generatedProfile_ != colorProfile)
         for (const auto& link : links_) link->bit = MatLink::kNeverGenerated;
+    generatedProfile_ = colorProfile;
 
     queueUnknownMaterials();
     linkPendingMaterials();
+    bool changed = updateLinks(0);
+    if (!dead_.empty()) {
+        changed = true;
+        removeDeadLinks();
+        // One deleted and one made since the last pass: only now do the numbers differ.
+        const std::size_t before = links_.size();
+        queueUnknownMaterials();
+        linkPendingMaterials();
+        changed |= updateLinks(before);
+    }
+    if (moGraphUsed && updateCloneColors) updateCloneColors(colorProfile, passCounter);
+    moGraphUsed = false;
+    lastFrame = frame;
+    paintedMaterial = nullptr;
+    if (debugLog())
+        debugLine("<<< Mat checkAndUpdate  FINISHED >>> time= " +
+                  String::FloatToString(GeGetMilliSeconds() - started, 1) + " ms");
+    return changed;
+}
+
+/// Notes the links without a material for removal, and looks at the others.
+bool MatManager::updateLinks(std::size_t first) {
     bool changed = false;
     dead_.clear();
-    for (std::size_t i = 0; i < links_.size(); ++i) {
+    for (std::size_t i = first; i < links_.size(); ++i) {
         MatLink& link = *links_[i];
         link.stamp = static_cast<UInt32>(passCounter);
         link.generated = false;
@@ -102,15 +125,6 @@ bool MatManager::checkAndUpdate() {
             dead_.push_back(i);
         link.generated = true;
     }
-    changed |= !dead_.empty();
-    removeDeadLinks();
-    if (moGraphUsed && updateCloneColors) updateCloneColors(colorProfile, passCounter);
-    moGraphUsed = false;
-    lastFrame = frame;
-    paintedMaterial = nullptr;
-    if (debugLog())
-        debugLine("<<< Mat checkAndUpdate  FINISHED >>> time= " +
-                  String::FloatToString(GeGetMilliSeconds() - started, 1) + " ms");
     return changed;
 }
 

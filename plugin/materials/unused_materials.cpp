@@ -4,6 +4,7 @@
 #include <unordered_set>
 
 #include "plugin/core/ids.h"
+#include "plugin/geometry/object_tags.h"
 #include "plugin/materials/material_identity.h"
 
 namespace lumora {
@@ -35,21 +36,25 @@ public:
         : document_(document), onlyRendered_(onlyRendered), skipConsumed_(skipConsumed) {}
 
     MaterialSet run() {
-        for (BaseObject* object = document_.GetFirstObject(); object; object = object->GetNext()) walk(object, true);
+        const SceneObjectInfo nothingSaid;
+        for (BaseObject* object = document_.GetFirstObject(); object; object = object->GetNext())
+            walk(object, nothingSaid, false);
         return std::move(used_);
     }
 
 private:
-    void walk(BaseObject* object, bool rendered) {
-        const VisibilityMode mode = object->GetRenderMode();
-        if (mode != VisibilityMode::Undefined) rendered = mode == VisibilityMode::On;
-        bool counts = rendered;
+    /// As the walk of a send sees it: `parent` says what holds where the object itself does not.
+    void walk(BaseObject* object, const SceneObjectInfo& parent, bool inHiddenGenerator) {
+        SceneObjectInfo record = parent;
+        record.object = object;
+        readObjectTags(&document_, object, record);
         if (const LayerObject* layer = object->GetLayerObject())
-            counts = counts && layer->GetDataInstance()->GetBool(ID_LAYER_RENDER, true);
+            if (!layer->GetDataInstance()->GetBool(ID_LAYER_RENDER, true)) record.renderVisible = false;
+        const bool counts = record.renderVisible && !inHiddenGenerator;
         if ((counts || !onlyRendered_) && !(skipConsumed_ && object->GetBit(BIT_CONTROL_OBJECT))) gather(object);
         if (BaseObject* cache = object->GetDeformCache() ? object->GetDeformCache() : object->GetCache())
-            walk(cache, counts);
-        for (BaseObject* down = object->GetDown(); down; down = down->GetNext()) walk(down, rendered);
+            walk(cache, record, !counts);
+        for (BaseObject* down = object->GetDown(); down; down = down->GetNext()) walk(down, record, inHiddenGenerator);
     }
 
     void gather(BaseObject* object) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <mutex>
 
 #include "plugin/core/log.h"
 #include "plugin/geometry/mesh_source.h"
@@ -90,48 +91,94 @@ bool writePixels(ApiNode* image, const VertexValues& values, Int32 columns, Int3
     return writeArray(image, A_BUFFER, pixels.data(), size, true);
 }
 
+/// What a vertex map shader shows, in tiles of which size.
+struct VertexMapUse {
+    VertexValues values;
+    Int32 columns = 0, resolution = 0;
+    Int32 side() const { return columns * resolution; }
+};
+
+const VertexTag* tagOf(const MatManager& manager, const BaseShader& shader) {
+    const BaseDocument* doc = shader.GetDocument() ? shader.GetDocument() : manager.doc;
+    const BaseList2D* target = shader.GetDataInstance()->GetLink(VERTEXMAPSHADER_TAG, doc);
+    const bool fits = target && (target->GetType() == Tvertexmap || target->GetType() == Tvertexcolor);
+    return fits ? static_cast<const VertexTag*>(target) : nullptr;
+}
+
+/// False when there is nothing to draw.
+bool readUse(const MatManager& manager, const BaseShader& shader, const MatLink& link, VertexMapUse* use) {
+    use->values.tag = tagOf(manager, shader);
+    if (use->values.tag) use->values.object = polygonsOf(*use->values.tag);
+    if (!use->values.object || use->values.object->GetPolygonCount() <= 0) return false;
+    use->values.invert = shader.GetDataInstance()->GetBool(VERTEXMAPSHADER_INVERT);
+    const auto polygons = static_cast<Float>(use->values.object->GetPolygonCount());
+    use->columns = static_cast<Int32>(std::ceil(std::sqrt(polygons)));
+    Int32 wanted = kDefaultResolution;
+    if (link.material) wanted = link.material->GetDataInstance()->GetInt32(kMaterialResolution, kDefaultResolution);
+    if (wanted < 1) wanted = kDefaultResolution;
+    use->resolution = std::max(1, std::min(wanted, kLargestSide / use->columns));
+    return true;
+}
+
+/// Draws what differs from what the record stands for. False when the engine refuses.
+bool draw(MatNodeRec& rec, const BaseShader& shader, const VertexMapUse& use) {
+    const UInt32 dirty = dirtySum(shader) + use.values.tag->GetDirty(DIRTYFLAGS_ALL) +
+                         use.values.object->GetDirty(DIRTYFLAGS_DATA | DIRTYFLAGS_CACHE);
+    const Int32 side = use.side();
+    if (rec.baked && rec.dirty == dirty && rec.width == side) return true;
+    if (!writePixels(rec.node->toNode(), use.values, use.columns, use.resolution)) return false;
+    rec.baked = true;
+    rec.dirty = dirty;
+    rec.width = rec.height = side;
+    rec.bitDepth = side <= kLargestFloatSide ? 128.0 : 32.0;
+    return true;
+}
+
+/// Calls use(shader) for each vertex map shader below `first`, its neighbours included.
+template <typename Use>
+void forEachVertexMap(const BaseList2D* first, const Use& use) {
+    for (const BaseList2D* node = first; node; node = node->GetNext()) {
+        if (node->GetType() == Xvertexmap) use(static_cast<const BaseShader&>(*node));
+        forEachVertexMap(node->GetFirstShader(), use);
+        forEachVertexMap(node->GetDown(), use);
+    }
+}
+
 }  // namespace
 
 ApiNode* vertexMapTexture(MatManager& manager, BaseShader& shader, MatLink& link) {
-    const BaseContainer& d = *shader.GetDataInstance();
-    const BaseDocument* doc = shader.GetDocument() ? shader.GetDocument() : manager.doc;
-    const BaseList2D* target = d.GetLink(VERTEXMAPSHADER_TAG, doc);
-    VertexValues values;
-    if (target && (target->GetType() == Tvertexmap || target->GetType() == Tvertexcolor))
-        values.tag = static_cast<const VertexTag*>(target);
-    if (values.tag) values.object = polygonsOf(*values.tag);
-    if (!values.object || values.object->GetPolygonCount() <= 0) {
+    if (manager.busyPreview) return nullptr;
+    VertexMapUse use;
+    if (!readUse(manager, shader, link, &use)) {
         logLine(link.name + ": the vertex map of its shader is not there.");
         return nullptr;
     }
-    values.invert = d.GetBool(VERTEXMAPSHADER_INVERT);
-
-    const auto columns = static_cast<Int32>(std::ceil(std::sqrt(static_cast<Float>(values.object->GetPolygonCount()))));
-    Int32 resolution = kDefaultResolution;
-    if (link.material)
-        resolution = std::max(1, link.material->GetDataInstance()->GetInt32(kMaterialResolution, kDefaultResolution));
-    resolution = std::max(1, std::min(resolution, kLargestSide / columns));
-
     ApiNode* image = manager.reuseOrCreate(link, &shader, kKeyImage, NT_TEX_IMAGE);
     if (!image) return nullptr;
     setNameIfChanged(image, shader.GetName());
-    const bool picked = values.tag->GetType() == Tvertexcolor && manager.colorsAreSrgb();
+    const bool picked = use.values.tag->GetType() == Tvertexcolor && manager.colorsAreSrgb();
     setFloatIfChanged(image, P_GAMMA, picked ? 2.2f : 1.0f);
     setIntIfChanged(ownedInput(image, P_PROJECTION, NT_PROJ_UVW), P_UV_SET, 2);
-
     MatNodeRec* rec = link.findRec(NT_TEX_IMAGE, &shader, kKeyImage);
-    const UInt32 dirty = dirtySum(shader) + values.tag->GetDirty(DIRTYFLAGS_ALL) +
-                         values.object->GetDirty(DIRTYFLAGS_DATA | DIRTYFLAGS_CACHE);
-    const Int32 side = columns * resolution;
-    if (rec && rec->baked && rec->dirty == dirty && rec->width == side) return image;
-    if (!writePixels(image, values, columns, resolution)) return nullptr;
-    if (rec) {
-        rec->baked = true;
-        rec->dirty = dirty;
-        rec->width = rec->height = side;
-        rec->bitDepth = side <= kLargestFloatSide ? 128.0 : 32.0;
+    return rec && draw(*rec, shader, use) ? image : nullptr;
+}
+
+void updateVertexMaps(MatManager& manager, const SceneObjectInfo& info) {
+    const std::lock_guard guard(manager.lock);
+    for (Int32 i = 0; i < manager.linkCount(); ++i) {
+        MatLink& link = *manager.linkAt(i);
+        const auto* material = static_cast<const BaseMaterial*>(link.link.GetLink(manager.doc));
+        if (!material) continue;
+        const GenerationScope scope(link);
+        forEachVertexMap(material->GetFirstShader(), [&](const BaseShader& shader) {
+            const VertexTag* tag = tagOf(manager, shader);
+            const BaseObject* on = tag ? tag->GetObject() : nullptr;
+            if (!on || (on != info.object && on != info.parentObject && on != info.generator)) return;
+            VertexMapUse use;
+            MatNodeRec* rec = link.findRec(NT_TEX_IMAGE, &shader, kKeyImage);
+            if (rec && readUse(manager, shader, link, &use)) draw(*rec, shader, use);
+        });
     }
-    return image;
 }
 
 }  // namespace lumora

@@ -18,7 +18,8 @@ using Lumora::ApiWriteJournal;
 class MaterialUpdateTest : public SceneTest {
 protected:
     MaterialUpdateTest() {
-        image = (std::filesystem::temp_directory_path() / ("lumora_update_test" + std::to_string(getpid()) + ".png")).string();
+        image = (std::filesystem::temp_directory_path() / ("lumora_update_test" + std::to_string(getpid()) + ".png"))
+                    .string();
         // Begins as a file that the engine reads itself; it is not asked to.
         if (std::FILE* f = std::fopen(image.c_str(), "wb")) {
             std::fputs("\x89PNG\r\n\x1a\n", f);
@@ -139,9 +140,26 @@ TEST_F(MaterialUpdateTest, AnEditCostsWhatItIsWorth) {
 TEST_F(MaterialUpdateTest, AChangedColourProfileReachesEveryMaterial) {
     for (const char* name : {"One", "Two"}) addMaterial(name);
     check();
-    doc->GetDataInstance()->SetInt32(DOCUMENT_COLORPROFILE, materials.colorsAreSrgb() ? 0 : 1);
+    doc->GetDataInstance()->SetInt32(
+        DOCUMENT_COLORPROFILE, materials.colorsAreSrgb() ? DOCUMENT_COLORPROFILE_LINEAR : DOCUMENT_COLORPROFILE_SRGB);
+    materials.busyPreview = true;
+    EXPECT_FALSE(check()) << "put off";
+    materials.busyPreview = false;
     EXPECT_TRUE(check());
     EXPECT_EQ(writes(), 2u);
+    EXPECT_FALSE(check());
+}
+
+TEST_F(MaterialUpdateTest, OneDeletedAndOneMadeIsSeenInOnePass) {
+    BaseMaterial* gone = addTextured("Goes");
+    check();
+    gone->Remove();
+    BaseMaterial::Free(gone);
+    BaseMaterial* made = addTextured("Comes");
+    EXPECT_TRUE(check());
+    ASSERT_TRUE(linkOf(made));
+    EXPECT_EQ(linkOf(made)->node->connectedNode(P_DIFFUSE)->type(), NT_TEX_MIX);
+    EXPECT_EQ(materials.linkCount(), 1);
     EXPECT_FALSE(check());
 }
 

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "plugin/geometry/mesh_collector.h"
+#include "plugin/materials/vertex_map_texture.h"
 #include "tests/plugin/scene_fixture.h"
 
 namespace lumora::test {
@@ -77,6 +78,21 @@ TEST_F(VertexMapTest, PixelsAreDrawnAgainOnlyWhenTheColoursChange) {
     generate(material);
     EXPECT_EQ(writes(), 1u);
     // The first point is a corner of the first polygon, whose tile lies at the bottom.
+    expectNear(lookUp(*link->node->connectedNode(P_DIFFUSE), {0.0625f, 0.0625f, 0}), {1.0f, 0.01f, 0.02f}, 1e-5f, "a");
+}
+
+TEST_F(VertexMapTest, AMeshThatIsBuiltAgainDrawsItsMapsAgain) {
+    MatLink* link = generate(material);
+    PolygonObject* other = addTriangleAndQuad();
+    tag->Data()[0] = 1.0f;
+    tag->SetDirty(DIRTYFLAGS_DATA);
+    Lumora::ApiWriteJournal::reset();
+    updateVertexMaps(materials, record(other));
+    EXPECT_EQ(writes(), 0u) << "the maps of another object";
+    for (int pass = 0; pass < 2; ++pass) {
+        updateVertexMaps(materials, record(object));
+        EXPECT_EQ(writes(), 1u) << "once";
+    }
     expectNear(lookUp(*link->node->connectedNode(P_DIFFUSE), {0.0625f, 0.0625f, 0}), {1.0f, 0.01f, 0.02f}, 1e-5f, "a");
 }
 
