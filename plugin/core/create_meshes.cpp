@@ -1,13 +1,14 @@
 // The send's geometry: the main group, a mesh for each slot, lights and instances.
 #include <algorithm>
+#include <span>
 
 #include "engine/api/lumora_api.h"
 #include "plugin/core/globals.h"
 #include "plugin/core/log.h"
-#include "plugin/core/object_check.h"
 #include "plugin/core/object_link.h"
 #include "plugin/core/prefs.h"
 #include "plugin/core/send.h"
+#include "plugin/core/send_thread.h"
 #include "plugin/core/session.h"
 #include "plugin/core/singletons.h"
 #include "plugin/geometry/engine_matrix.h"
@@ -41,7 +42,7 @@ void connectEmptySlot(ApiNode* mainGroup, std::size_t slot, unsigned pin, std::s
 }
 
 /// One engine layer for each object that wants one, by its place in the list.
-ApiNode* makeLayerMap(ApiNode* mesh, const std::vector<SceneObjectInfo>& objects) {
+ApiNode* makeLayerMap(ApiNode* mesh, std::span<const SceneObjectInfo> objects) {
     ApiNode* map = createLayerMap(mesh);
     for (std::size_t k = 0; k < objects.size(); ++k)
         if (objects[k].needsLayer) updateObjectLayer(map, objects[k], kFirstLayerPin + static_cast<unsigned>(k));
@@ -49,7 +50,7 @@ ApiNode* makeLayerMap(ApiNode* mesh, const std::vector<SceneObjectInfo>& objects
 }
 
 /// The slot's floors, each an infinite plane under a scatter, beside what else the slot holds.
-ApiNode* addFloors(const std::vector<SceneObjectInfo>& objects, std::size_t slot, ApiNode* geometry) {
+ApiNode* addFloors(std::span<const SceneObjectInfo> objects, std::size_t slot, ApiNode* geometry) {
     const auto isFloor = [](const SceneObjectInfo& info) { return info.object && info.object->GetType() == Ofloor; };
     const auto count = std::count_if(objects.begin(), objects.end(), isFloor);
     if (count == 0) return geometry;
@@ -73,10 +74,11 @@ ApiNode* addFloors(const std::vector<SceneObjectInfo>& objects, std::size_t slot
 
 /// False when the send was broken off.
 bool sendSlot(lumoraLive& session, ApiNode* mainGroup, std::size_t slot, unsigned pin) {
-    const std::vector<SceneObjectInfo>& objects = session.collections.meshSlots[slot];
+    std::span<const SceneObjectInfo> objects = session.collections.meshSlots[slot];
     MeshCollector& builder = *singletons().meshBuilder;
     builder.releaseBuffers();
     builder.setGraph(nullptr);
+    builder.colorTableSize = session.collections.colourTotal;
     ApiNode* mesh = builder.exportSingleMesh(objects, globals().unitScale, true);
     if (sendBroken()) return false;
     if (!mesh) {
@@ -110,7 +112,6 @@ namespace {
 
 /// The objects of the movable slots, one by one, from the records of the send's own walk.
 void sendMovableObjects(lumoraLive& session, ObjectCheck& check) {
-    check.clear();
     if (!check.checkCollected(session.sendDoc, session.collections)) return;
     MovableUpdateOptions options;
     options.scale = globals().unitScale;
@@ -158,10 +159,10 @@ void createMeshes(lumoraLive& session, bool allSlots) {
             return;
     }
 
-    if (allSlots)
-        singletons().objectCheck->clear();
-    else
-        sendMovableObjects(session, *singletons().objectCheck);
+    if (SendThread* thread = singletons().sendThread.get()) {
+        thread->objectCheck.clear();
+        if (!allSlots) sendMovableObjects(session, thread->objectCheck);
+    }
     if (sendBroken()) return;
 
     globals().instancePin = kInstancePin;

@@ -6,20 +6,27 @@ namespace lumora {
 
 namespace {
 constexpr std::size_t kFirstMovable = 1;
+
+/// Hair, and line objects that render as hair.
+bool isStrands(const BaseObject& object) {
+    constexpr Int32 kHair = 1017305;
+    return object.GetType() == kHair || object.GetType() == Oline;
 }
+}  // namespace
 
 void ObjectCheck::clear() {
     for (ObjectLinkTable& table : slotLinks) table.clear();
     slotState.fill(SlotState::CountChanged);
     lastSizes_.fill(0);
     lists_.fill(nullptr);
-    collections_ = {};
+    collections_.release();
     document_ = nullptr;
-    passStamp = 0;
+    colourTotal = passStamp = 0;
 }
 
-Int32 ObjectCheck::check(BaseDocument* document, const CollectOptions& options) {
+Int32 ObjectCheck::check(BaseDocument* document, CollectOptions options) {
     if (!document) return 0;
+    options.forCheck = true;
     collectScene(document, collections_, options);
     return checkCollected(document, collections_);
 }
@@ -27,6 +34,7 @@ Int32 ObjectCheck::check(BaseDocument* document, const CollectOptions& options) 
 Int32 ObjectCheck::checkCollected(BaseDocument* document, const SceneCollections& found) {
     if (!document) return 0;
     document_ = document;
+    colourTotal = found.colourTotal;
     ++passStamp;
     for (std::size_t slot = 0; slot < lists_.size(); ++slot) {
         lists_[slot] = &found.meshSlots[slot];
@@ -85,7 +93,17 @@ void ObjectCheck::matchSlot(std::size_t slot) {
             slotState[slot] = SlotState::CountChanged;
         }
         table.take(*link, info, index++, passStamp);
+        if (isStrands(*info.object) && info.dirty.data != link->dirty.data) changedStrands_.push_back(info.object);
     }
+    for (const BaseObject* object : changedStrands_) markStrandsOf(table, object);
+    changedStrands_.clear();
+}
+
+/// Strands of one object are built together: when they change in one place they change in all.
+void ObjectCheck::markStrandsOf(ObjectLinkTable& table, const BaseObject* object) {
+    for (ObjectLink& link : table.links())
+        if (link.info && link.passStamp == passStamp && link.info->object == object)
+            link.meshDirty = link.forceGeometry = true;
 }
 
 }  // namespace lumora

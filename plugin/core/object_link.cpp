@@ -131,7 +131,8 @@ bool ObjectLinkTable::compareAll(Int32 colourTotal) {
     changed = false;
     for (ObjectLink& link : links_) {
         if (!link.info || !link.link.GetLink(document)) return false;
-        if (compareOne(link, colourTotal, link.info->object) != LinkChange::Same) different = true;
+        if (compareOne(link, colourTotal, link.info->object) == LinkChange::Same) continue;
+        different = link.changed = true;
     }
     return different;
 }

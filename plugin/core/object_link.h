@@ -44,6 +44,7 @@ struct ObjectLink {
     bool matrixDirty = false;               ///< the transform must be written again
     bool layerWanted = false;               ///< snapshot of the record's `needsLayer`
     bool rebuildHint = false;
+    bool changed = true;         ///< a comparison found something that no update has served yet
     bool reuseNode = false;      ///< kept while a link moves
     bool isImported = false;     ///< the mesh node is really a graph
     bool forceGeometry = false;  ///< the cause of the change is one that the mesh signature does not see

@@ -5,7 +5,6 @@
 #include "plugin/core/globals.h"
 #include "plugin/core/log.h"
 #include "plugin/core/mat_preview_thread.h"
-#include "plugin/core/object_check.h"
 #include "plugin/core/object_link.h"
 #include "plugin/core/prefs.h"
 #include "plugin/core/send_thread.h"
@@ -50,8 +49,8 @@ void release(Singletons& all) {
     session.blendIcon.reset();
     if (all.prefs) all.prefs->save();
     if (all.objectLinks) all.objectLinks->clear();
-    if (all.objectCheck) all.objectCheck->clear();
-    session.collections.clear();
+    if (all.sendThread) all.sendThread->objectCheck.clear();
+    session.collections.release();
     if (all.lightCollector) all.lightCollector->clear();
     session.windows.closeAll();
     for (auto& builder : session.environments) builder.reset();
@@ -68,7 +67,6 @@ void release(Singletons& all) {
     all.meshBuilder.reset();
     all.instances.reset();
     all.lightCollector.reset();
-    all.objectCheck.reset();
     all.objectLinks.reset();
     all.renderSettings.reset();
     all.matMngr.reset();

@@ -12,7 +12,6 @@
 #include "plugin/core/log.h"
 #include "plugin/core/mat_preview_thread.h"
 #include "plugin/core/menu.h"
-#include "plugin/core/object_check.h"
 #include "plugin/core/object_link.h"
 #include "plugin/core/plugin_classes.h"
 #include "plugin/core/plugin_end.h"
@@ -107,7 +106,6 @@ void makeManagers(Singletons& all) {
     all.meshBuilder = std::make_unique<MeshCollector>(*all.matMngr);
     all.lightCollector = std::make_unique<LightCollector>();
     all.objectLinks = std::make_unique<ObjectLinkTable>();
-    all.objectCheck = std::make_unique<ObjectCheck>();
     all.renderSettings = std::make_unique<RenderSettings>();
     all.instances = std::make_unique<InstanceManager>(*all.matMngr);
 }

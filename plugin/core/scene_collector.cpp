@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <utility>
 
 #include "plugin/core/ids.h"
 #include "plugin/core/session.h"
@@ -16,10 +15,12 @@ enum : Int32 {
     OBJ_HAIR = 1017305,
     OBJ_THINKING_PARTICLES = 1001414,
     OBJ_PARTICLE_GEOMETRY = 1028886,
+    TAG_HAIR_MATERIAL = 1017729,
 };
 /// Parameter of the instance, light and generator objects: "Enabled".
 constexpr Int32 kEnabled = ID_BASEOBJECT_GENERATOR_FLAG;
 constexpr Int32 kHairGeometry = 1031;
+constexpr Int32 kHairMaterialLink = 1000;
 
 /// Objects whose points become places of instances.
 struct SourceType {
@@ -37,24 +38,45 @@ bool movesInPieces(Int32 type) {
     return type == OBJ_THINKING_PARTICLES || type == Oparticle || type == OBJ_PARTICLE_GEOMETRY;
 }
 
+/// Whether the engine has geometry of its own for the object: what its cache holds serves the host's views. A floor is
+/// infinite, which the polygons of its cache are not; packages are placed one by one or not at all.
+bool hasEngineGeometry(Int32 type, Int32 slot) {
+    return type == Ofloor || (slot > 0 && (type == ID_LUMORA_PROXY || type == ID_LUMORA_PACKAGE_LOADER));
+}
+
 class Walk {
 public:
     Walk(BaseDocument* document, SceneCollections& collections, const CollectOptions& options)
         : document_(document), collections_(collections), options_(options) {}
 
     CollectResult run() {
+        static const SceneObjectInfo kNothingSaid;
         Int32 index = 0;
         for (BaseObject* object = document_->GetFirstObject(); object; object = object->GetNext()) {
             object->SetBit(BIT_EXPORTED);
-            collectObject(SceneObjectInfo{}, object, nullptr, index++);
+            collectObject(kNothingSaid, object, nullptr, index++, 0);
         }
         return result_;
     }
 
 private:
-    /// `record` holds what the parent said. `generator`: the object whose cache this one is the top of, or null.
-    void collectObject(SceneObjectInfo record, BaseObject* object, const SceneObjectInfo* generator, Int32 index) {
+    /// The record of a depth. It lasts until the next object of that depth.
+    SceneObjectInfo& recordAt(std::size_t depth) {
+        if (depth == collections_.branch.size()) collections_.branch.emplace_back();
+        return collections_.branch[depth];
+    }
+
+    /// `parent` holds what the parent said. `generator`: the record of the object whose cache this one is the top of,
+    /// or null.
+    void collectObject(const SceneObjectInfo& parent, BaseObject* object, const SceneObjectInfo* generator, Int32 index,
+                       std::size_t depth) {
         ++result_.objects;
+        SceneObjectInfo& record = recordAt(depth);
+        record = parent;
+        if (generator) {
+            record.inHiddenGenerator = record.inHiddenGenerator || !generator->renderVisible;
+            if (!record.generator) record.generator = generator->object;
+        }
         readObjectPlace(record, object, generator);
         readObjectTags(document_, object, record, options_.tags);
         readObjectTagSums(record, object);
@@ -70,29 +92,38 @@ private:
 
         Int32 child = 0;
         BaseObject* evaluated = object->GetDeformCache() ? object->GetDeformCache() : object->GetCache();
-        if (object->GetType() == Ofloor) evaluated = nullptr;  // infinite, which the polygons of its cache are not
+        if (hasEngineGeometry(object->GetType(), record.meshGroupSlot)) evaluated = nullptr;
         if (evaluated) {
-            SceneObjectInfo inCache = record;
-            inCache.inHiddenGenerator = inCache.inHiddenGenerator || !record.renderVisible;
-            if (!inCache.generator) inCache.generator = object;
-            collectObject(std::move(inCache), evaluated, &record, 0);
-            ++child;
+            collectObject(record, evaluated, &record, child++, depth + 1);
         } else {
             record.hierarchyOffset += object->GetMl().off;
-            if (record.renderVisible && !record.inHiddenGenerator && !record.isControlObject)
-                routeLeaf(record, object, object->GetDown() == nullptr);
+            if (record.renderVisible && !record.inHiddenGenerator && !record.isControlObject) routeLeaf(record, object);
         }
         for (BaseObject* down = object->GetDown(); down; down = down->GetNext())
-            collectObject(record, down, nullptr, child++);
+            collectObject(record, down, nullptr, child++, depth + 1);
     }
 
-    void routeSplinesAndHair(const SceneObjectInfo& record, BaseObject* object) {
+    RecordList& slotOf(const SceneObjectInfo& record) {
+        return collections_.meshSlots[static_cast<std::size_t>(record.meshGroupSlot)];
+    }
+
+    BaseMaterial* hairMaterialOf(const BaseObject* object) const {
+        const BaseTag* tag = object->GetTag(TAG_HAIR_MATERIAL);
+        BaseList2D* material = tag ? tag->GetDataInstance()->GetLink(kHairMaterialLink, document_) : nullptr;
+        return material && material->GetFamily() == NodeFamily::Material ? static_cast<BaseMaterial*>(material)
+                                                                         : nullptr;
+    }
+
+    void routeSplinesAndHair(SceneObjectInfo& record, BaseObject* object) {
         if (!record.renderVisible) return;
         const BaseContainer* data = object->GetDataInstance();
         const bool spline = object->GetType() == Oline && record.hairSpline && !object->GetBit(BIT_IN_SPLINE_USE);
         const bool hair =
             object->GetType() == OBJ_HAIR && data->GetBool(kEnabled, true) && data->GetInt32(kHairGeometry) == 0;
-        if (spline || hair) collections_.hairObjects.push_back(record);
+        if (!spline && !hair) return;
+        if (hair && !record.hairMaterial) record.hairMaterial = hairMaterialOf(object);
+        collections_.hairObjects.push_back(record);
+        if (options_.forCheck && record.meshGroupSlot > 0) slotOf(record).push_back(record);
     }
 
     void routeSources(const SceneObjectInfo& record, BaseObject* object) {
@@ -102,19 +133,15 @@ private:
         if (row->always || record.particleMode != 0) collections_.particleSources.push_back(record);
     }
 
-    /// `last`: nobody needs the record after this.
-    static void put(std::vector<SceneObjectInfo>& list, SceneObjectInfo& record, bool last) {
-        if (last)
-            list.push_back(std::move(record));
-        else
-            list.push_back(record);
-    }
-
-    void routeLeaf(SceneObjectInfo& record, BaseObject* object, bool last) {
+    void routeLeaf(const SceneObjectInfo& record, BaseObject* object) {
         const BaseContainer* data = object->GetDataInstance();
         switch (object->GetType()) {
             case Opolygon:
-                put(collections_.meshSlots[static_cast<std::size_t>(record.meshGroupSlot)], record, last);
+                slotOf(record).push_back(record);
+                break;
+            case ID_LUMORA_PROXY:
+            case ID_LUMORA_PACKAGE_LOADER:
+                if (record.meshGroupSlot > 0) slotOf(record).push_back(record);
                 break;
             case Ofloor: {
                 // A plane has no place in a mesh of polygons: it is always sent by itself.
@@ -124,7 +151,7 @@ private:
                 break;
             }
             case Oinstance:
-                if (data->GetBool(kEnabled, true)) put(collections_.instances, record, last);
+                if (data->GetBool(kEnabled, true)) collections_.instances.push_back(record);
                 break;
             case Olight:
                 if (data->GetBool(kEnabled, true)) routeLight(record, object);

@@ -13,6 +13,7 @@ struct SceneCollections;
 
 struct CollectOptions {
     bool instancePaths = false;  ///< motion or its analysis runs: paths are built
+    bool forCheck = false;       ///< hair of the movable slots stands in their lists too, for its links' sake
     ObjectTagContext tags;
 };
 
@@ -31,7 +32,8 @@ void readObjectTagSums(SceneObjectInfo& record, const BaseObject* object);
 /// Whether the host's layer of the object is rendered; without a layer it is.
 bool layerRenders(const BaseObject* object);
 
-/// Walks all top-level objects of the document, in order, and fills `collections`, which it empties first.
+/// Walks all top-level objects of the document, in order, and fills `collections`, which it empties first. A walk that
+/// finds what the last one into the same collections found allocates nothing.
 CollectResult collectScene(BaseDocument* document, SceneCollections& collections, const CollectOptions& options);
 
 }  // namespace lumora

@@ -6,6 +6,7 @@
 
 #include <vector>
 
+#include "plugin/core/kept_vector.h"
 #include "plugin/core/prelude.h"
 
 namespace lumora {
@@ -82,7 +83,9 @@ struct SceneObjectInfo {
     Matrix textureMatrix;    ///< the global matrix, or global times tag matrix
     Vector hierarchyOffset;  ///< sum of the positions on the way down
     String instancePath;     ///< child indices of the walk, each followed by "."; only built when motion needs it
-    std::vector<TextureTagEntry> textureTags;  ///< one for each distinct selection name
+    KeptVector<TextureTagEntry> textureTags;  ///< one for each distinct selection name
 };
+
+using RecordList = KeptVector<SceneObjectInfo>;
 
 }  // namespace lumora

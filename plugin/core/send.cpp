@@ -89,6 +89,7 @@ void dumpLinks() {
     if (!debugLog()) return;
     for (const ObjectLink& link : singletons().objectLinks->links())
         debugLine("......" + link.name + "LINK:" + String::IntToString(link.tableCode) +
+                  (link.meshDirty ? " [O]" : "") + (link.matrixDirty ? " [M]" : "") +
                   " IP:" + String::IntToString(link.info ? link.info->uniqueIp : 0) +
                   "  ptr:" + String::HexToString(reinterpret_cast<UInt64>(link.object)) + " >> " +
                   String::HexToString(reinterpret_cast<UInt64>(link.meshNode)));

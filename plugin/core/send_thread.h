@@ -1,8 +1,10 @@
-// The background thread: pushes updates into the engine when the main thread would rather not.
+// The background thread: pushes updates into the engine when the main thread would rather not. It holds what is known
+// of the movable objects, which only sends, checks and updates touch, never the thread itself.
 #pragma once
 
 #include <atomic>
 
+#include "plugin/core/object_check.h"
 #include "plugin/core/prelude.h"
 
 namespace lumora {
@@ -24,6 +26,8 @@ public:
     void stop();
 
     std::atomic<bool> blocked{false}, busy{false};
+    /// The movable objects' links, slot by slot. Main thread, or the thread of a final render's send.
+    ObjectCheck objectCheck;
 
 private:
     lumoraLive& session_;

@@ -16,11 +16,13 @@ namespace lumora {
 using Engine = Lumora::ApiRenderEngine;
 
 void SceneCollections::clear() {
-    for (auto* list : {&instances, &skyObjects, &hairObjects, &sunLights, &lights, &particleSources, &mographObjects})
+    for (RecordList& slot : meshSlots) slot.clear();
+    for (RecordList* list :
+         {&instances, &skyObjects, &hairObjects, &sunLights, &lights, &particleSources, &mographObjects})
         list->clear();
-    for (auto& slot : meshSlots) slot.clear();
-    slotNeedsLayerMap = {};
+    slotNeedsLayerMap.fill(false);
     usedMaterials.clear();
+    colourTotal = 0;
 }
 
 lumoraLive::lumoraLive() = default;

@@ -23,6 +23,7 @@
 
 #include <array>
 #include <atomic>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -78,16 +79,21 @@ enum ProgressStage : Int32 {
 
 /// What a walk of the document collected, by where it goes.
 struct SceneCollections {
-    std::vector<SceneObjectInfo> instances;
-    std::array<std::vector<SceneObjectInfo>, 4> meshSlots;
+    RecordList instances;
+    std::array<RecordList, 4> meshSlots;
     std::array<bool, 4> slotNeedsLayerMap{};
-    std::vector<SceneObjectInfo> skyObjects, hairObjects, sunLights, lights;
-    std::vector<SceneObjectInfo> particleSources;  ///< their points are places of instances
-    std::vector<SceneObjectInfo> mographObjects;   ///< generators whose clones have colours and ids of their own
+    RecordList skyObjects, hairObjects, sunLights, lights;
+    RecordList particleSources;  ///< their points are places of instances
+    RecordList mographObjects;   ///< generators whose clones have colours and ids of their own
     std::vector<BaseMaterial*> usedMaterials;
+    Int32 colourTotal = 0;  ///< colours in the tables of colour ids, 0 when there are none
+    /// Of the walk: the records from the root to the object in hand, and those of deeper branches before.
+    std::deque<SceneObjectInfo> branch;
 
-    /// Keeps the memory: the next walk finds about as much, and fresh memory costs more than the walk.
+    /// Empties the lists; their memory stays for the next walk.
     void clear();
+    /// Frees their memory, too.
+    void release() { *this = {}; }
 };
 
 /// A background or foreground object as the engine knows it.

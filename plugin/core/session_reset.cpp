@@ -2,8 +2,8 @@
 #include "engine/api/lumora_api.h"
 #include "plugin/core/globals.h"
 #include "plugin/core/log.h"
-#include "plugin/core/object_check.h"
 #include "plugin/core/object_link.h"
+#include "plugin/core/send_thread.h"
 #include "plugin/core/session.h"
 #include "plugin/core/singletons.h"
 #include "plugin/geometry/instance_manager.h"
@@ -64,8 +64,8 @@ void lumoraLive::resetScene(bool createDefaults) {
 
 void lumoraLive::clearCollections() {
     singletons().objectLinks->clear();
-    singletons().objectCheck->clear();
-    collections = {};
+    if (SendThread* thread = singletons().sendThread.get()) thread->objectCheck.clear();
+    collections.release();
 }
 
 void lumoraLive::releaseMaterials() {

@@ -1,7 +1,6 @@
 #include "plugin/core/singletons.h"
 
 #include "plugin/core/mat_preview_thread.h"
-#include "plugin/core/object_check.h"
 #include "plugin/core/object_link.h"
 #include "plugin/core/prefs.h"
 #include "plugin/core/send_thread.h"

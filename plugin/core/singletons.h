@@ -14,7 +14,6 @@ class LightCollector;
 class MatManager;
 class MatPreviewThread;
 class MeshCollector;
-class ObjectCheck;
 class ObjectLinkTable;
 class RenderSettings;
 class SendThread;
@@ -33,10 +32,9 @@ struct Singletons {
     std::unique_ptr<MeshCollector> meshBuilder;
     std::unique_ptr<LightCollector> lightCollector;
     std::unique_ptr<ObjectLinkTable> objectLinks;  ///< static meshes
-    std::unique_ptr<ObjectCheck> objectCheck;      ///< movable objects
     std::unique_ptr<RenderSettings> renderSettings;
     std::unique_ptr<InstanceManager> instances;
-    std::unique_ptr<SendThread> sendThread;
+    std::unique_ptr<SendThread> sendThread;  ///< with the links of movable objects
     std::unique_ptr<MatPreviewThread> matPreviewThread;
 };
 

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "plugin/core/globals.h"
+#include "plugin/core/ids.h"
 #include "plugin/core/log.h"
 #include "plugin/geometry/engine_matrix.h"
 #include "plugin/geometry/live_nodes.h"
@@ -19,6 +20,20 @@ constexpr unsigned kPlaneMaterialPin = 1;
 /// Squared distance of signatures below which a mesh counts as the same.
 constexpr Float kSameSignature = 1e-7;
 
+/// Destroys the graph of the project that holds the node, which may be gone.
+void destroyGraphOf(const ApiNode* node) {
+    Lumora::ApiItemArray items;
+    ApiProjectManager::rootNodeGraph().getOwnedItems(items);
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        ApiNodeGraph* graph = items.get(i)->toGraph();
+        if (!graph) continue;
+        Lumora::ApiItemArray owned;
+        graph->getOwnedItems(owned);
+        for (std::size_t k = 0; k < owned.size(); ++k)
+            if (owned.get(k) == node) return destroyItem(graph);
+    }
+}
+
 void destroyRemoved(ObjectCheck& state) {
     bool any = false;
     for (ObjectLinkTable& table : state.slotLinks) any = any || !table.removed().empty();
@@ -26,6 +41,10 @@ void destroyRemoved(ObjectCheck& state) {
     LiveNodes alive;
     for (ObjectLinkTable& table : state.slotLinks) {
         for (ObjectLink& link : table.removed()) {
+            if (link.isImported) {
+                destroyGraphOf(link.meshNode);
+                link.meshNode = nullptr;
+            }
             if (alive.has(link.meshNode)) destroyStackedGraphs(link.meshNode);
             for (ApiNode** node : {&link.transformNode, &link.layerNode, &link.meshNode}) alive.destroy(*node);
         }
@@ -36,12 +55,15 @@ void destroyRemoved(ObjectCheck& state) {
 /// One update: what its steps share.
 class Update {
 public:
-    Update(MatManager& materials, const MovableUpdateOptions& options)
-        : materials_(materials), options_(options), collector_(materials) {}
+    Update(MatManager& materials, const MovableUpdateOptions& options, Int32 colourTotal)
+        : materials_(materials), options_(options), collector_(materials) {
+        collector_.colorTableSize = colourTotal;
+    }
 
     MovableUpdateResult result;
 
-    void slot(ObjectLinkTable& table, ApiNode* group) {
+    /// `all`: links without a change are gone through too.
+    void slot(ObjectLinkTable& table, ApiNode* group, bool all) {
         const int wanted = table.count();
         // A slot whose objects have no mesh all has fewer pins than objects: it grows only when a pin is missing.
         unsigned pin = 0;
@@ -50,7 +72,17 @@ public:
                 result.broken = true;
                 return;
             }
-            if (!object(link)) continue;
+            if (!all && !link.changed) {
+                pin += link.transformNode ? 1 : 0;
+                result.triangleCount += link.triangleCount;
+                continue;
+            }
+            const ApiNode* before = link.transformNode;
+            const bool placed = object(link);
+            link.changed = false;
+            // One more or one less: those behind it move to other pins.
+            all = all || link.transformNode != before;
+            if (!placed) continue;
             if (pin >= group->pinCount()) setAttrIfChanged(group, A_GROUP_PIN_COUNT, wanted);
             connectIxIfChanged(group, pin++, link.transformNode);
             result.triangleCount += link.triangleCount;
@@ -86,10 +118,16 @@ private:
             link.signature = signature;
         }
         if (!link.meshDirty && (link.meshNode || link.refused)) return false;
-        const bool floor = info.object->GetType() == Ofloor;
-        if (link.meshNode && (link.meshNode->type() == NT_GEO_PLANE) != floor) destroyItem(link.meshNode);
+        const Int32 type = info.object->GetType();
+        const bool floor = type == Ofloor, imported = type == ID_LUMORA_PACKAGE_LOADER || type == ID_LUMORA_PROXY;
+        if (link.isImported)
+            destroyImported(link);
+        else if (link.meshNode && (imported || (link.meshNode->type() == NT_GEO_PLANE) != floor))
+            destroyItem(link.meshNode);
         if (floor)
             plane(link, info);
+        else if (imported)
+            package(link, info);
         else
             mesh(link, info);
         link.meshDirty = link.forceGeometry = false;
@@ -102,6 +140,22 @@ private:
         link.meshNode = floorPlane(materials_, info, link.meshNode);
         link.triangleCount = 0;
         if (link.meshNode) ++result.meshesBuilt;
+    }
+
+    /// Geometry that stands in an engine package. A proxy without one has none.
+    void package(ObjectLink& link, const SceneObjectInfo& info) {
+        const bool loads = info.object->GetType() == ID_LUMORA_PACKAGE_LOADER && options_.importGeometry;
+        link.meshNode = loads ? options_.importGeometry(*info.object) : nullptr;
+        link.isImported = link.meshNode != nullptr;
+        link.triangleCount = 0;
+        if (link.isImported) ++result.meshesBuilt;
+    }
+
+    static void destroyImported(ObjectLink& link) {
+        ApiNodeGraph* graph = link.meshNode ? link.meshNode->graphOwner() : nullptr;
+        destroyItem(graph);
+        link.meshNode = nullptr;
+        link.isImported = false;
     }
 
     void mesh(ObjectLink& link, const SceneObjectInfo& info) {
@@ -171,7 +225,7 @@ ApiNode* slotGroup(ApiNode* mainGroup, std::size_t slot) {
 
 MovableUpdateResult updateMovableObjects(ObjectCheck& state, ApiNode* mainGroup, MatManager& materials, bool force,
                                          const MovableUpdateOptions& options) {
-    Update update(materials, options);
+    Update update(materials, options, state.colourTotal);
     if (!mainGroup) return update.result;
     for (ObjectLinkTable& table : state.slotLinks)
         if (!table.removed().empty()) update.result.sent = true;
@@ -186,7 +240,7 @@ MovableUpdateResult updateMovableObjects(ObjectCheck& state, ApiNode* mainGroup,
         ApiNode* group = slotGroup(mainGroup, slot);
         if (!group) continue;
         if (table.count() > 0)
-            update.slot(table, group);
+            update.slot(table, group, force || options.motion || state.slotState[slot] == SlotState::CountChanged);
         else
             setAttrIfChanged(group, A_GROUP_PIN_COUNT, 0);
         if (update.result.broken) return update.result;

@@ -32,6 +32,9 @@ struct MovableUpdateOptions {
     bool finalRender = false;              ///< every marked mesh is built, whatever its signature
     bool deformation = true;               ///< vertex motion is wanted where an object's tag asks for it
     ObjectMotionWriter* motion = nullptr;  ///< null: motion blur is off
+    /// Brings the package of a loader object into the project: an output linker in a graph of its own, or null. Null:
+    /// loaders stay empty.
+    ApiNode* (*importGeometry)(BaseObject& loader) = nullptr;
 };
 
 /// What an update did.

@@ -1,6 +1,7 @@
 #include "plugin/geometry/object_mesh.h"
 
 #include "plugin/geometry/stacked_materials.h"
+#include "plugin/materials/vertex_map_texture.h"
 
 namespace lumora {
 
@@ -27,6 +28,7 @@ bool buildObjectMesh(MeshCollector& collector, MatManager& materials, const Scen
     if (node) {
         writeSubdivision(node, info);
         collector.finishObjectMesh(info);
+        if (info.vertexMapTag) updateVertexMaps(materials, info);
         buildStackedMaterials(materials, node, info);
         result.triangles = static_cast<Int32>(collector.triangleCount);
         result.materials = collector.objectMaterials;

@@ -30,8 +30,14 @@ struct TextureTagReader {
     TextureTagEntry& entryFor(const String& selection) {
         for (TextureTagEntry& e : info.textureTags)
             if (e.selection == selection) return e;
-        info.textureTags.emplace_back().selection = selection;
-        return info.textureTags.back();
+        TextureTagEntry& entry = info.textureTags.grow();
+        entry.stacked = false;
+        entry.slot = 0;
+        entry.selection = selection;
+        entry.primaryTag = nullptr;
+        entry.tags.clear();
+        entry.alphaFlags.clear();
+        return entry;
     }
 
     static void addLayer(TextureTagEntry& entry, TextureTag* tag) {

@@ -8,8 +8,8 @@
 
 #include "plugin/core/globals.h"
 #include "plugin/core/ids.h"
-#include "plugin/core/object_check.h"
 #include "plugin/core/object_link.h"
+#include "plugin/core/send_thread.h"
 #include "plugin/core/singletons.h"
 #include "tests/plugin/support/graph_content.h"
 #include "tests/plugin/support/plugin_test.h"
@@ -90,13 +90,23 @@ TEST_F(SendTest, MovableObjectsAreSentOneByOneUnlessAllSlotsAreAsked) {
     EXPECT_STREQ(slot->name(), "Group_2");
     ASSERT_EQ(slot->pinCount(), 1u);
     EXPECT_EQ(slot->inputNodeIx(0)->type(), Lumora::NT_GEO_SCATTER);
-    EXPECT_EQ(singletons().objectCheck->slotLinks[2].count(), 1);
+    EXPECT_EQ(singletons().sendThread->objectCheck.slotLinks[2].count(), 1);
 
     live().stopRender();
     ASSERT_TRUE(sendAndStart(live(), document, document, false, true, nullptr));
     ASSERT_NE(mainGroup()->inputNodeIx(3), nullptr);
     EXPECT_EQ(mainGroup()->inputNodeIx(3)->type(), Lumora::NT_GEO_MESH);
-    EXPECT_EQ(singletons().objectCheck->slotLinks[2].count(), 0);
+    EXPECT_EQ(singletons().sendThread->objectCheck.slotLinks[2].count(), 0);
+}
+
+TEST_F(SendTest, AllObjectsAreMovableWhenThePreferenceSaysSo) {
+    BaseDocument* document = makeLitCube();
+    globals().allMovable = true;
+    startLive(document);
+    EXPECT_EQ(mainGroup()->inputNodeIx(1)->type(), Lumora::NT_GEO_GROUP) << "no static mesh";
+    ASSERT_EQ(mainGroup()->inputNodeIx(2)->type(), Lumora::NT_GEO_GROUP);
+    EXPECT_EQ(mainGroup()->inputNodeIx(2)->pinCount(), 2u);
+    EXPECT_EQ(singletons().sendThread->objectCheck.slotLinks[1].count(), 2);
 }
 
 TEST_F(SendTest, SecondSendMakesTheSameGraphAndLeaksNoItems) {

@@ -9,6 +9,7 @@
 #include "plugin/core/ids.h"
 #include "plugin/materials/uv_transform.h"
 #include "tests/plugin/scene_fixture.h"
+#include "tests/plugin/support/allocation_count.h"
 #include "tests/plugin/support/graph_content.h"
 #include "tests/plugin/support/plugin_test.h"
 
@@ -95,6 +96,36 @@ TEST_F(MovableTest, FirstPassBuildsEachObjectUnderItsScatterAndASecondWritesNoth
     // Asked to go through everything, it finds nothing to write.
     updateMovableObjects(check, mainGroup, materials, true, options);
     EXPECT_EQ(Journal::total(), 0u);
+}
+
+TEST_F(MovableTest, CheckOfAnUnchangedDocumentAllocatesNothing) {
+    BaseMaterial *base = addMaterial("Base"), *decal = addMaterial("Decal");
+    decal->GetDataInstance()->SetBool(MATERIAL_USE_ALPHA, true);
+    BaseShader* picture = BaseShader::Alloc(Xcolor);
+    decal->InsertShader(picture);
+    decal->GetDataInstance()->SetLink(MATERIAL_ALPHA_SHADER, picture);
+    generate(base);
+    generate(decal);
+    for (int i = 0; i < 30; ++i) {
+        PolygonObject* object = addMovable("Object", Vector(i, 0, 0), 1 + i % 3);
+        addTexture(object, base);
+        addTexture(object, i % 2 ? decal : base, "a selection");
+        BaseObject* cube = add(BaseObject::Alloc(Ocube), object);
+        addObjectTag(cube);
+        if (i % 4 == 0) addTexture(cube, decal);
+    }
+    for (const bool paths : {false, true}) {
+        CollectOptions walk;
+        walk.instancePaths = paths;
+        pass();
+        check.check(doc, walk);
+        Journal::reset();
+        const std::size_t before = allocationCount();
+        EXPECT_EQ(check.check(doc, walk), 0);
+        EXPECT_EQ(paths ? before : allocationCount(), before) << "paths are made of text";
+        updateMovableObjects(check, mainGroup, materials, true, options);
+        EXPECT_EQ(Journal::total(), 0u);
+    }
 }
 
 TEST_F(MovableTest, MovedObjectWritesOneTransformWhateverMovedIt) {
@@ -274,6 +305,26 @@ TEST_F(MovableTest, FloorIsAPlaneWithItsMaterial) {
     EXPECT_EQ(plane->connectedNodeIx(1), made->meshNode());
     pass();
     EXPECT_EQ(Journal::total(), 0u);
+}
+
+TEST_F(MovableTest, ColourTablesAskForAThirdSetOfCoordinates) {
+    addMovable("A", Vector())->GetFirstTag()->GetDataInstance()->SetInt32(OBJTAG_COLOR_ID, 5);
+    doc->ExecutePasses(true, true, true);
+    SceneCollections found;
+    CollectOptions walk;
+    walk.forCheck = true;
+    for (const Int32 colours : {0, 2000, 0}) {
+        collectScene(doc, found, walk);
+        found.colourTotal = colours;
+        const bool first = check.passStamp == 0;
+        EXPECT_EQ(check.checkCollected(doc, found) != 0, first || colours != 0);
+        updateMovableObjects(check, mainGroup, materials, false, options);
+        if (colours == 0) continue;
+        const auto uvs = vectors(link(1, 0).meshNode, A_UVWS_3);
+        ASSERT_EQ(uvs.size(), 1u);
+        EXPECT_NEAR(uvs[0].x, 5.0 / 1024 + 1.0 / 2048, 1e-6);
+        EXPECT_NEAR(uvs[0].y, 0.25, 1e-6) << "the first of two rows";
+    }
 }
 
 TEST_F(MovableTest, RefusedObjectIsTriedAgainOnlyWhenItChanges) {
