@@ -1,6 +1,6 @@
 // What a check of movable objects and its update cost, by the number of objects.
 //
-//   lumora_bench_plugin_links [largest count]
+//   lumora_bench_plugin_links [largest count] [passes over the unchanged document]
 //
 // "walk" reads the document, "check" is walk, match and compare, "update" serves what the check marked.
 #include <algorithm>
@@ -41,7 +41,7 @@ struct Cost {
     std::size_t writes = 0;
 };
 
-void run(Int32 count) {
+void run(Int32 count, int passes) {
     ApiProjectManager::resetProject();
     Lumora::ApiWriteJournal::enable(true);
     BaseDocument* document = BaseDocument::Alloc();
@@ -58,8 +58,8 @@ void run(Int32 count) {
     ObjectCheck check;
     const MovableUpdateOptions options;
 
+    SceneCollections found;
     const auto pass = [&](Cost& cost) {
-        SceneCollections found;
         double start = milliseconds();
         collectScene(document, found, CollectOptions{});
         cost.walk = std::min(cost.walk, milliseconds() - start);
@@ -80,7 +80,7 @@ void run(Int32 count) {
     Cost first, none, moved, changed;
     pass(first);
     print("first pass:", first);
-    for (int i = 0; i < 10; ++i) pass(none);
+    for (int i = 0; i < passes; ++i) pass(none);
     print("none changed:", none);
     PolygonObject* one = objects[objects.size() / 2];
     for (int i = 0; i < 10; ++i) {
@@ -104,6 +104,7 @@ void run(Int32 count) {
 
 int main(int argc, char** argv) {
     const long largest = argc > 1 ? std::atol(argv[1]) : 10'000;
+    const int passes = argc > 2 ? std::atoi(argv[2]) : 10;
     std::string error;
     if (!Lumora::loadEngineLibrary(LUMORA_BENCH_PLUGIN_DIR "/Libs300", &error)) {
         std::fprintf(stderr, "%s\n", error.c_str());
@@ -117,7 +118,7 @@ int main(int argc, char** argv) {
             ID_LUMORA_OBJECT_TAG, "Object tag", 0, [] { return std::make_unique<TagData>(); }, nullptr, "", 0);
     }
     for (const Int32 count : {100, 1'000, 10'000})
-        if (count <= largest) run(count);
+        if (count <= largest) run(count, passes);
     removeRegistrations(kOwner);
     return 0;
 }

@@ -130,7 +130,9 @@ InstanceOptions instanceOptions(const lumoraLive& session) {
     options.scale = globals().unitScale;
     options.finalRender = session.finalRender;
     options.reuseMeshes = !all.prefs || all.prefs->getBool(PREF_SHARED_MESH);
-    options.colourTotal = all.objectCheck ? all.objectCheck->colourTotal : 0;
+    // As of the last check, or of the send's own walk.
+    options.colourTotal = all.sendThread ? all.sendThread->objectCheck.colourTotal : 0;
+    if (options.colourTotal == 0) options.colourTotal = session.collections.colourTotal;
     options.meshLinks = all.objectLinks.get();
     return options;
 }
@@ -172,7 +174,7 @@ void createMeshes(lumoraLive& session, bool allSlots) {
         singletons().instances->buildInstances(session.sendDoc, mainGroup, kInstancePin, found.instances,
                                                instanceOptions(session), true);
     // The records of many instances are large, and each check makes its own.
-    std::vector<SceneObjectInfo>().swap(found.instances);
+    found.instances.release();
     debugLine("TOTAL OBJ:" + String::IntToString(static_cast<Int64>(found.meshSlots[0].size())) +
               " CONVERTED OBJ:" + String::IntToString(singletons().meshBuilder->objectCount));
     session.collectItems("export to single mesh");
