@@ -231,19 +231,25 @@ void addSteepRay(const Plane& source, Plane& result, float dx, float length, flo
     shear(streaks, result, slope, offset, true, weight);
 }
 
-Plane glare(Plane source, const PostProcessing& p, std::uint32_t channel) {
-    const auto height = static_cast<float>(source.height);
+/// Rays of a blurred picture hold no detail that is finer than the blur: they are made of a smaller one.
+constexpr float kFineEnough = 2.5f;
+
+/// `deviation` of the blur, `length` of a neutral ray and of a spectral one in pixels.
+Plane glare(Plane source, const PostProcessing& p, float deviation, float length, float spectralLength) {
+    if (deviation > kFineEnough && source.width > 16 && source.height > 16) {
+        Plane result(source.width, source.height);
+        addDoubled(glare(halve(source), p, 0.5f * deviation, 0.5f * length, 0.5f * spectralLength), result, 0.0f);
+        return result;
+    }
     const std::uint32_t width = source.width;
-    blurColumns(source, 0.5f * p.blur * height);
+    blurColumns(source, deviation);
     Plane turned = transpose(source);
-    blurColumns(turned, 0.5f * p.blur * height);
+    blurColumns(turned, deviation);
     source = transpose(turned);
 
     Plane result(width, source.height), turnedResult(source.height, width);
     const float spectral = clamp01(p.spectralIntensity);
-    const float length = kRayLength * height;
-    const float stretch = std::pow(kWavelength[channel] / kNeutralWavelength, p.spectralShift);
-    const std::array<std::pair<float, float>, 2> parts = {{{1.0f - spectral, length}, {spectral, length * stretch}}};
+    const std::array<std::pair<float, float>, 2> parts = {{{1.0f - spectral, length}, {spectral, spectralLength}}};
     const int rays = std::clamp(p.rays, 1, 64);
     for (int i = 0; i < rays; ++i) {
         const float angle = (p.angle + 180.0f * static_cast<float>(i) / static_cast<float>(rays)) * kPi / 180.0f;
@@ -270,10 +276,12 @@ void scatter(Picture& picture, const PostProcessing& p, bool keep) {
     const float total = 1.0f / (1.0f + b + g);
     const TileRect& r = picture.region;
     if (r.width == 0 || r.height == 0) return;
+    const float height = static_cast<float>(picture.height), length = kRayLength * height;
     for (std::uint32_t c = 0; c < kChannels; ++c) {
         const Plane source = takeChannel(picture, c);
         const Plane round = b > 0.0f ? bloom(source) : Plane();
-        const Plane rays = g > 0.0f ? glare(source, p, c) : Plane();
+        const float stretch = std::pow(kWavelength[c] / kNeutralWavelength, p.spectralShift);
+        const Plane rays = g > 0.0f ? glare(source, p, 0.5f * p.blur * height, length, length * stretch) : Plane();
         eachRow(r.height, [&](std::uint32_t y) {
             FilmPixel* out = picture.row(r.y + y) + r.x;
             for (std::uint32_t x = 0; x < r.width; ++x) {

@@ -9,7 +9,8 @@
 // as wide as the last and all of one weight, which falls off with the square of the distance, as measured in eyes and
 // lenses (Spencer et al. 1995). A ray of glare falls off exponentially on both sides of its point. With spectral
 // intensity a share of each ray has a length of its own in each channel, which grows with the wavelength to the power
-// of the spectral shift, as diffraction spreads red more than blue.
+// of the spectral shift, as diffraction spreads red more than blue. Rays of a blurred picture are made of a
+// smaller one, so their number hardly counts.
 #pragma once
 
 #include "engine/film/picture.h"
