@@ -245,9 +245,11 @@ std::vector<Float3> MetropolisTile::colors() const {
                 }
             }
             const std::size_t i = static_cast<std::size_t>(y) * tile_.width + x;
-            const Float3 around = weight > 0.0f ? color * (1.0f / weight) : Float3{};
-            const Float3 c = colors[i] + around * (1.0f - weights[i]);
-            even[i] = {std::max(c.x, 0.0f), std::max(c.y, 0.0f), std::max(c.z, 0.0f)};
+            if (!(weight > 0.0f) || !(weights[i] > 0.0f)) continue;
+            // At the edge of something bright no more than the pixel's own colour is taken off it.
+            const Float3 around = color * (1.0f / weight), own = colors[i] * (1.0f / weights[i]);
+            const Float3 least = {std::min(around.x, own.x), std::min(around.y, own.y), std::min(around.z, own.z)};
+            even[i] = colors[i] + least * (1.0f - weights[i]);
         }
     }
     return even;
