@@ -21,7 +21,7 @@ constexpr int kHelpColumn = 30;
 
 /// Values as they are typed, before they are checked.
 struct Typed {
-    std::string size;
+    std::string size, region;
     std::vector<std::string> settings;
 };
 
@@ -63,10 +63,14 @@ void renderArguments(CLI::App& command, Options& options, Typed& typed) {
         ->check(CLI::Range(1, kMaxSamples));
     command
         .add_option("--kernel", options.kernel,
-                    "path: all light; direct: light that arrives directly. Default: path, or as a "
-                    "scene's")
-        ->type_name("path|direct")
-        ->check(CLI::IsMember({"path", "direct"}));
+                    "path: all light; direct: light that arrives directly; pmc: all light, by following where it "
+                    "goes; info: an info channel. Default: path, or as a scene's")
+        ->type_name("NAME");
+    command
+        .add_option("--pass", options.pass,
+                    "Show an info channel instead: depth, normals, ... \"--list channels\" prints all")
+        ->type_name("NAME");
+    command.add_option("--region", typed.region, "Render only this part; the rest stays black")->type_name("X,Y,W,H");
     command
         .add_option("--response", options.response,
                     "Response curve of the picture, by name; \"--list responses\" prints all. Default: sRGB")
@@ -202,6 +206,7 @@ int parseAndRun(int argc, char** argv) {
         throw Failure(kExitUsage, explain(error) + " See lumora --help.");
     }
     if (!typed.size.empty()) options.size = parseSize(typed.size);
+    if (!typed.region.empty()) options.region = parseRegion(typed.region);
     for (const std::string& setting : typed.settings) options.settings.push_back(parseSetting(setting));
     return chosen->run(options);
 }

@@ -31,6 +31,28 @@ PictureSize parseSize(const std::string& text) {
     return size;
 }
 
+PictureRegion parseRegion(const std::string& text) {
+    int numbers[4] = {};
+    std::size_t count = 0;
+    const char *at = text.data(), *end = at + text.size();
+    while (count < 4) {
+        const auto [after, error] = std::from_chars(at, end, numbers[count]);
+        if (error != std::errc()) break;
+        ++count;
+        at = after;
+        if (count == 4 || at == end || *at != ',') break;
+        ++at;
+    }
+    const auto [x, y, width, height] = numbers;
+    const bool inside = x >= 0 && y >= 0 && width >= 1 && height >= 1 && x < kMaxPictureSize && y < kMaxPictureSize &&
+                        width <= kMaxPictureSize && height <= kMaxPictureSize;
+    if (count < 4 || at != end || !inside)
+        throw Failure(kExitUsage, "--region " + text +
+                                      ": the region must be X,Y,WIDTH,HEIGHT in pixels from the upper left corner, "
+                                      "such as 100,50,320,200.");
+    return {x, y, width, height};
+}
+
 std::pair<std::string, std::string> parseSetting(const std::string& text) {
     const std::size_t equals = text.find('=');
     if (equals == std::string::npos || equals == 0)

@@ -15,6 +15,11 @@ struct PictureSize {
     int width = 0, height = 0;  ///< pixels
 };
 
+/// A part of a picture.
+struct PictureRegion {
+    int x = 0, y = 0, width = 0, height = 0;  ///< pixels from the upper left corner
+};
+
 /// Options of every command, then those of single commands.
 struct Options {
     std::string preferences;  ///< folder; empty: the host's choice
@@ -28,7 +33,9 @@ struct Options {
     std::optional<PictureSize> size;  ///< else as the document says
     std::optional<int> samples;
     std::string kernel;
-    std::string response;  ///< name of a response curve
+    std::string pass;                     ///< name of an info channel to show instead of the picture
+    std::optional<PictureRegion> region;  ///< the part that is rendered; else all of it
+    std::string response;                 ///< name of a response curve
     std::optional<double> exposure;
     bool denoise = false;
     std::string list;    ///< print what there is of this instead
@@ -51,10 +58,12 @@ struct Options {
 struct ListRow {
     const char *name, *key;
 };
-inline constexpr ListRow kLists[] = {{"responses", "response"}, {"kernels", "kernel"}};
+inline constexpr ListRow kLists[] = {{"responses", "response"}, {"kernels", "kernel"}, {"channels", "channel"}};
 
 /// "640x480". Throws Failure.
 PictureSize parseSize(const std::string& text);
+/// "10,20,640,480". Throws Failure.
+PictureRegion parseRegion(const std::string& text);
 /// "KEY=VALUE". Throws Failure.
 std::pair<std::string, std::string> parseSetting(const std::string& text);
 

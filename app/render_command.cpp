@@ -65,6 +65,10 @@ PictureSize chooseSize(host::BaseContainer& renderData, const std::optional<Pict
 
 void applySettings(Renderer& renderer, const Options& options, const PictureFormat& format) {
     if (!options.preset.empty()) renderer.applyPreset(options.preset);
+    if (!options.pass.empty()) {
+        renderer.set("channel", options.pass);
+        renderer.set("kernel", "info");
+    }
     if (!options.kernel.empty()) renderer.set("kernel", options.kernel);
     if (options.samples) renderer.set("samples", std::to_string(*options.samples));
     renderer.set("depth", format.linear ? "2" : "0");
@@ -83,6 +87,19 @@ int printChoices(const Options& options) {
             std::printf("%s\n", terminal::printable(word).c_str());
     }
     return kExitOk;
+}
+
+void chooseRegion(Renderer& renderer, const PictureRegion& region, PictureSize size) {
+    const int right = region.x + region.width, bottom = region.y + region.height;
+    if (right > size.width || bottom > size.height)
+        throw Failure(kExitUsage, "The region ends at " + std::to_string(right) + "," + std::to_string(bottom) +
+                                      ", beyond the picture's " + std::to_string(size.width) + "x" +
+                                      std::to_string(size.height) + ".");
+    const auto share = [](int at, int of) { return std::to_string(static_cast<double>(at) / of); };
+    renderer.set("region.left", share(region.x, size.width));
+    renderer.set("region.top", share(region.y, size.height));
+    renderer.set("region.right", share(right, size.width));
+    renderer.set("region.bottom", share(bottom, size.height));
 }
 
 const char* describe(host::RenderResult result) {
@@ -131,6 +148,7 @@ int renderCommand(const Options& options) {
 
     host::BaseContainer renderData = document.GetActiveRenderData()->GetData();
     const PictureSize size = chooseSize(renderData, options.size);
+    if (options.region) chooseRegion(renderer, *options.region, size);
     chooseFrame(document, renderData, options.frame);
     session.frameFor(static_cast<double>(size.width) / size.height);
     if (!options.quiet && session.imported() && !document.GetActiveBaseDraw()->GetSceneCamera(&document))

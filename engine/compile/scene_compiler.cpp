@@ -179,7 +179,7 @@ BuildResult SceneCompiler::apply(const SceneDelta& delta) {
         result.restart = a->geometry != b->geometry || a->shading != b->shading || a->lights != b->lights ||
                          a->environment != b->environment || a->visible != b->visible || a->camera != b->camera ||
                          a->film != b->film || kernel != a->kernel ||
-                         a->imager.denoiser.on != b->imager.denoiser.on;  // it asks the film to keep more
+                         a->wantsGuides() != b->wantsGuides();  // the film has to keep more, or less
     }
     scene_ = result.scene;
     images_.sweep();

@@ -255,6 +255,7 @@ InfoPasses readInfoPasses(const NodeTable& nodes, const NodeRecord& target) {
     }
     p.maxSamples = count(nodes, *node, P_PASS_INFO_MAX_SAMPLES, 128, 1000000);
     p.settings = readInfo(nodes, *node);
+    p.noise = nodes.flag(*node, P_PASS_NOISE, false);
     return p;
 }
 

@@ -1,5 +1,6 @@
 #include "engine/render/info_picture.h"
 
+#include "engine/render/adaptive.h"
 #include "engine/render/info_channel.h"
 
 namespace Lumora::engine {
@@ -21,21 +22,38 @@ unsigned char toByte(float v) {
     return static_cast<unsigned char>(clamp01(v) * 255.0f + 0.5f);
 }
 
-}  // namespace
-
-Image infoPicture(const FilmBuffer& film, const InfoSettings& settings, bool alphaChannel, TonemapType type,
-                  const Image* previous) {
+/// An empty picture of the film's size, or what `previous` shows.
+Image startPicture(const FilmBuffer& film, bool alphaChannel, TonemapType type, const Image* previous) {
     Image image;
     image.type = type;
     image.size = {film.width(), film.height()};
     const std::size_t pixels = static_cast<std::size_t>(film.width()) * film.height();
-    const bool bytes = type == TONEMAP_LDR;
     const Image* old = previous && previous->type == type && previous->size == image.size ? previous : nullptr;
-    if (bytes) {
+    if (type == TONEMAP_LDR) {
         image.bytes = buffer<unsigned char>(old ? old->bytes : nullptr, pixels, alphaChannel ? 0 : 255);
     } else {
         image.floats = buffer<float>(old ? old->floats : nullptr, pixels, alphaChannel ? 0.0f : 1.0f);
     }
+    return image;
+}
+
+/// Writes one pixel; `shown` is what bytes hold.
+void write(Image& image, std::uint32_t x, std::uint32_t y, Float3 value, Float3 shown, float alpha) {
+    const std::size_t at = kChannels * (static_cast<std::size_t>(y) * image.size.x + x);
+    if (image.bytes) {
+        const unsigned char out[] = {toByte(shown.x), toByte(shown.y), toByte(shown.z), toByte(alpha)};
+        std::copy_n(out, kChannels, image.bytes->begin() + static_cast<std::ptrdiff_t>(at));
+    } else {
+        const float out[] = {value.x, value.y, value.z, alpha};
+        std::copy_n(out, kChannels, image.floats->begin() + static_cast<std::ptrdiff_t>(at));
+    }
+}
+
+}  // namespace
+
+Image infoPicture(const FilmBuffer& film, const InfoSettings& settings, bool alphaChannel, TonemapType type,
+                  const Image* previous) {
+    Image image = startPicture(film, alphaChannel, type, previous);
     std::vector<FilmPixel> tile(static_cast<std::size_t>(FilmBuffer::kTile) * FilmBuffer::kTile);
     for (std::uint32_t t = 0; t < film.tileCount(); ++t) {
         if (!film.resolveInto(t, tile.data(), FilmBuffer::kTile)) continue;
@@ -46,15 +64,27 @@ Image infoPicture(const FilmBuffer& film, const InfoSettings& settings, bool alp
                 const float alpha = alphaChannel ? clamp01(p.alpha) : 1.0f;
                 // Where part of the pixel is empty, the value is that of the rest.
                 const Float3 value = alpha > 0.0f ? p.color * (1.0f / alpha) : Float3{};
-                const std::size_t at = kChannels * (static_cast<std::size_t>(r.y + y) * film.width() + r.x + x);
-                if (bytes) {
-                    const Float3 shown = alpha > 0.0f ? shownInfo(settings, value) : Float3{};
-                    const unsigned char out[] = {toByte(shown.x), toByte(shown.y), toByte(shown.z), toByte(alpha)};
-                    std::copy_n(out, kChannels, image.bytes->begin() + static_cast<std::ptrdiff_t>(at));
-                } else {
-                    const float out[] = {value.x, value.y, value.z, alpha};
-                    std::copy_n(out, kChannels, image.floats->begin() + static_cast<std::ptrdiff_t>(at));
-                }
+                write(image, r.x + x, r.y + y, value, alpha > 0.0f ? shownInfo(settings, value) : Float3{}, alpha);
+            }
+        }
+    }
+    return image;
+}
+
+Image noisePicture(const FilmBuffer& film, const Adaptive& settings, TonemapType type, const Image* previous) {
+    Image image = startPicture(film, false, type, previous);
+    const float white = 2.0f * std::max(settings.threshold, 1e-3f);
+    TileSums sums(TileRect{}, false);
+    for (std::uint32_t t = 0; t < film.tileCount(); ++t) {
+        if (!film.copySums(t, sums) || sums.guides.empty()) continue;
+        const TileRect r = film.tile(t);
+        for (std::uint32_t y = 0; y < r.height; ++y) {
+            for (std::uint32_t x = 0; x < r.width; ++x) {
+                const std::size_t i = static_cast<std::size_t>(y) * r.width + x;
+                const FilmSum& sum = sums.pixels[i];
+                const float noise = std::min(
+                    pixelNoise(settings, luminance(sum.mean().color), sums.guides[i].squares, sum.samples), 1.0f);
+                write(image, r.x + x, r.y + y, splat(noise), splat(noise / white), 1.0f);
             }
         }
     }

@@ -36,7 +36,7 @@ Job::Job(RenderScenePtr scene, const Film& region, std::shared_ptr<FilmBuffer> f
       maxSamples_(scene_->kernel.maxSamples) {
     const Kernel& kernel = scene_->kernel;
     const bool chains = kernel.kind == KernelKind::Metropolis;
-    film_->reset(region, !chains && (scene_->imager.denoiser.on || kernel.adaptive.on));
+    film_->reset(region, scene_->wantsGuides());
     tilePass_ = std::vector<std::atomic<std::uint32_t>>(film_->tileCount());
     if (kernel.adaptive.on) adaptive_.emplace(kernel.adaptive, *film_);
     if (chains) chains_.resize(film_->tileCount());

@@ -16,7 +16,7 @@
 #include "engine/film/feather.h"
 #include "engine/render/info_channel.h"
 #include "engine/render/info_picture.h"
-#include "engine/render/job.h"
+#include "engine/render/pass_jobs.h"
 
 namespace Lumora::engine {
 
@@ -81,12 +81,6 @@ public:
     void resetFailure();
 
 private:
-    /// An info pass beside the picture.
-    struct PassJob {
-        InfoChannel channel{};
-        RenderPassId pass{};
-        std::shared_ptr<Job> job;
-    };
     /// What a picture is made of, for use without the lock.
     struct Showing {
         std::shared_ptr<Job> job;
@@ -331,34 +325,7 @@ void Renderer::Impl::replaceJob(std::unique_lock<std::mutex>& lock) {
 
 /// Makes the jobs of the info passes those that the scene asks for. `keep`: those that there are hold good.
 void Renderer::Impl::matchPasses(bool keep) {
-    const InfoPasses& wanted = scene_->infoPasses;
-    std::vector<PassJob> jobs;
-    for (const InfoChannel channel : wanted.channels) {
-        Kernel kernel = scene_->kernel;
-        kernel.kind = KernelKind::Info;
-        kernel.path = false;
-        kernel.adaptive = {};
-        kernel.info = wanted.settings;
-        kernel.info.channel = channel;
-        kernel.maxSamples = wanted.maxSamples;
-        const auto old =
-            std::find_if(passJobs_.begin(), passJobs_.end(), [&](const PassJob& p) { return p.channel == channel; });
-        if (keep && old != passJobs_.end() && old->job->scene().kernel.info == kernel.info) {
-            old->job->setMaxSamples(kernel.maxSamples);
-            jobs.push_back(*old);
-            continue;
-        }
-        auto scene = std::make_shared<RenderScene>(*scene_);
-        scene->kernel = kernel;
-        scene->imager.denoiser.on = false;
-        jobs.push_back({channel, infoChannelRow(channel).pass,
-                        std::make_shared<Job>(scene, region(), std::make_shared<FilmBuffer>(), sceneLevel_)});
-    }
-    for (const PassJob& p : passJobs_) {
-        const bool stays = std::any_of(jobs.begin(), jobs.end(), [&](const PassJob& j) { return j.job == p.job; });
-        if (!stays) p.job->cancel();
-    }
-    passJobs_ = std::move(jobs);
+    passJobs_ = matchPassJobs(*scene_, region(), sceneLevel_, std::move(passJobs_), keep);
 }
 
 /// The picture comes first until each of its pixels has a sample; then it takes turns with its passes.
@@ -434,7 +401,8 @@ Image Renderer::Impl::develop(const Job& job, const RenderScene& scene, RenderPa
     const float samples = job.samplesPerPixel();
     const std::uint64_t level = job.changeLevel;
     const auto denoised = pass == RP_DENOISED ? denoiser_.latest(job.id) : nullptr;
-    Image image = job.scene().kernel.kind == KernelKind::Info
+    Image image = pass == RP_NOISE ? noisePicture(job.film(), job.scene().kernel.adaptive, type, previous)
+                  : job.scene().kernel.kind == KernelKind::Info
                       ? infoPicture(job.film(), job.scene().kernel.info, kernel.alphaChannel, type, previous)
                       : developPicture(job.film(), {scene.imager, scene.post, scene.film, alpha}, pass, type, previous,
                                        denoised ? &denoised->picture : nullptr);
@@ -454,7 +422,8 @@ std::vector<Image> Renderer::Impl::developAll(const Showing& showing, const std:
         const auto info = std::find_if(showing.passes.begin(), showing.passes.end(),
                                        [&](const PassJob& p) { return p.pass == pass; });
         const bool beside = info != showing.passes.end();
-        if (!beside && !isDeveloped(pass)) continue;
+        const bool noise = pass == RP_NOISE && showing.job->film().hasGuides();
+        if (!beside && !noise && !isDeveloped(pass)) continue;
         const Image* under = old == previous.end() ? nullptr : &*old;
         images.push_back(develop(beside ? *info->job : *showing.job, *showing.scene, pass, type, under));
     }

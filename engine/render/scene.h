@@ -70,8 +70,7 @@ struct Instance {
     std::uint32_t mesh = 0;            ///< index into Geometry::meshes
     std::uint32_t firstLayer = kNone;  ///< index into Geometry::layers; kNone: every polygon takes the default layer
     std::uint32_t layerCount = 0;
-    std::int32_t id =
-        -1;  ///< of the outermost scatter that numbers its instances; -1: none does
+    std::int32_t id = -1;  ///< of the outermost scatter that numbers its instances; -1: none does
 };
 
 /// An infinite plane through `origin`. Texture coordinates are metres along the two tangents.
@@ -136,6 +135,13 @@ struct RenderScene {
     Film film;
     Imager imager;
     PostProcessing post;
+
+    /// Whether the film keeps what tells how noisy its pixels are. Chains have no samples to tell it from, and info
+    /// channels no noise to speak of.
+    bool wantsGuides() const {
+        const bool paths = kernel.kind == KernelKind::Path || kernel.kind == KernelKind::Direct;
+        return paths && (imager.denoiser.on || kernel.adaptive.on || infoPasses.noise);
+    }
 };
 
 using RenderScenePtr = std::shared_ptr<const RenderScene>;

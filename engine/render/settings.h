@@ -216,6 +216,7 @@ struct InfoPasses {
     std::vector<InfoChannel> channels;  ///< in the order of their pins
     std::uint32_t maxSamples = 128;
     InfoSettings settings;  ///< but for the channel
+    bool noise = false;     ///< the picture's own noise as a pass
     friend bool operator==(const InfoPasses&, const InfoPasses&) = default;
 };
 

@@ -287,7 +287,7 @@ void addPost(std::vector<SettingRow>& rows) {
 
 void addInfo(std::vector<SettingRow>& rows) {
     const auto add = [&](auto... values) { rows.push_back(row(G::Info, values...)); };
-    add("type", "TYPE", 3025, T::Int, 6, P_INFO_CHANNEL, "Info channel type", 0, 24, 1);
+    add("type", "TYPE", SETTING_INFO_CHANNEL, T::Int, 6, P_INFO_CHANNEL, "Info channel type", 0, 24, 1);
     add("maxsamples", "MAXS", 3024, T::Int, 128, P_MAX_SAMPLES, "Max. samples", 1, 1000000);
     add("achannel", "ACHN", 3026, T::Bool, 1, P_ALPHA_CHANNEL, "Alpha channel");
     add("enraydist", "RAYD", 3031, T::Int, 0, P_DISTRIBUTED_TRACING, "Sampling mode", 0, 2);

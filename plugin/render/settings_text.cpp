@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <span>
 
 namespace lumora {
 
@@ -11,8 +12,42 @@ namespace {
 constexpr const char* kKernelNames[] = {"info", "direct", "path", "pmc"};  // by KernelType
 constexpr Int32 kKernels = 4;
 
+constexpr const char* kChannelNames[] = {"geometric-normals",
+                                         "shading-normals",
+                                         "position",
+                                         "depth",
+                                         "material-id",
+                                         "uv",
+                                         "tangent",
+                                         "wireframe",
+                                         "vertex-normals",
+                                         "object-id",
+                                         "ao",
+                                         "motion",
+                                         "layer-id",
+                                         "layer-mask",
+                                         "light-id",
+                                         "tangent-normals",
+                                         "opacity",
+                                         "baking-group",
+                                         "roughness",
+                                         "ior",
+                                         "diffuse-filter",
+                                         "reflection-filter",
+                                         "refraction-filter",
+                                         "transmission-filter",
+                                         "object-color"};  // by type
+
+/// The number that a word stands for, by its place; -1: none.
+Int32 placeOf(std::span<const char* const> words, const String& word) {
+    for (std::size_t i = 0; i < words.size(); ++i)
+        if (word == String(words[i])) return static_cast<Int32>(i);
+    return -1;
+}
+
 /// Keys that stand for a row whatever the kernel.
-constexpr std::pair<const char*, Int32> kShortKeys[] = {{"exposure", SETTING_EXPOSURE}, {"response", SETTING_RESPONSE}};
+constexpr std::pair<const char*, Int32> kShortKeys[] = {
+    {"exposure", SETTING_EXPOSURE}, {"response", SETTING_RESPONSE}, {"channel", SETTING_INFO_CHANNEL}};
 
 /// How a person writes a switch, beside 0 and 1.
 constexpr std::pair<const char*, const char*> kSwitchWords[] = {{"on", "1"},    {"off", "0"}, {"true", "1"},
@@ -106,9 +141,10 @@ String spelledOut(const SettingRow& r, const String& text) {
     if (r.id == SETTING_RESPONSE)
         for (const FilmResponse& curve : filmResponses())
             if (text == String(curve.name)) return String::IntToString(curve.id);
-    if (r.id == SETTING_KERNEL)
-        for (Int32 kernel = 0; kernel < kKernels; ++kernel)
-            if (text == String(kKernelNames[kernel])) return String::IntToString(kernel);
+    const Int32 place = r.id == SETTING_KERNEL         ? placeOf(kKernelNames, text)
+                        : r.id == SETTING_INFO_CHANNEL ? placeOf(kChannelNames, text)
+                                                       : -1;
+    if (place >= 0) return String::IntToString(place);
     if (isSwitch(r))
         for (const auto& [word, number] : kSwitchWords)
             if (text.ToLower() == String(word)) return number;
@@ -180,6 +216,7 @@ std::vector<std::pair<String, String>> shortKeys() {
 std::vector<String> settingChoices(const String& key) {
     std::vector<String> words;
     if (key == String("kernel")) words.assign(std::begin(kKernelNames), std::end(kKernelNames));
+    if (key == String("channel")) words.assign(std::begin(kChannelNames), std::end(kChannelNames));
     if (key == String("response"))
         for (const FilmResponse& curve : filmResponses()) words.push_back(curve.name);
     return words;
@@ -219,6 +256,8 @@ bool setFromText(RenderSettings& settings, const String& key, const String& valu
         String wanted = rangeText(r);
         if (r.id == SETTING_KERNEL)
             wanted = kernelRange();
+        else if (r.id == SETTING_INFO_CHANNEL)
+            wanted += ", or the name of a channel such as \"" + nearestText(value, settingChoices("channel")) + "\"";
         else if (r.id == SETTING_RESPONSE)
             wanted += ", or the name of a curve";
         else if (r.isWhole() && !isSwitch(r))

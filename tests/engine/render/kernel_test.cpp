@@ -205,6 +205,25 @@ TEST(Adaptive, NoiseIsJudgedAsItIsSeen) {
     EXPECT_GT(noise(0.5f), 0.0f);
 }
 
+/// Four times the samples, half the noise.
+TEST(Adaptive, TheNoisePass) {
+    Scene scene(32, 32, 1);
+    const NodeRecordPtr mesh = litBox(scene, 0.3f);
+    scene.target.connect(P_RENDER_PASSES, scene.keep(Node(NT_RENDER_PASSES).set(P_PASS_NOISE, true)));
+    Render render;
+    float noise[2];
+    for (const int i : {0, 1}) {
+        scene.kernel = kernelNode(NT_KERNEL_PATH, i ? 256 : 64);
+        render.picture(scene.delta(mesh, static_cast<std::uint64_t>(i) + 1));
+        const auto images = render.renderer().tonemap({RP_NOISE}, TONEMAP_HDR_LINEAR);
+        ASSERT_EQ(images.size(), 1u);
+        EXPECT_EQ(images[0].pass, RP_NOISE);
+        noise[i] = mean(images[0], 0, 8, 32, 24).x;
+    }
+    EXPECT_GT(noise[0], 0.01f);
+    EXPECT_NEAR(noise[0] / noise[1], 2.0f, 0.3f);
+}
+
 /// Every kernel gives the same picture on any number of threads.
 TEST(Kernels, ThreadsDoNotShow) {
     for (const NodeType type : {NT_KERNEL_DIRECT, NT_KERNEL_PATH, NT_KERNEL_PMC, NT_KERNEL_INFO}) {
