@@ -149,6 +149,38 @@ TEST(Render, DirectLightIsLessThanAllLight) {
     EXPECT_LT(sums[1], 0.95 * sums[0]);
 }
 
+TEST(Render, ChannelsRegionsAndAllKernels) {
+    const ScratchFolder folder;
+    const Outcome names = run({"render", "--list", "channels"});
+    EXPECT_EQ(std::count(names.out.begin(), names.out.end(), '\n'), 25) << names.out;
+    const auto picture = [&](const std::vector<std::string>& more) {
+        const std::string file = folder / "a.exr";
+        std::vector<std::string> arguments = {"render", kCornell, "-o", file, "--size", "32x24", "--samples", "16"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+        return readPicture(file);
+    };
+    const auto at = [](const Picture& p, int x, int y) {
+        return p.values[static_cast<std::size_t>((y * p.width + x) * p.channels)];
+    };
+    // The back wall is further away than the floor in front of it, and faces the camera.
+    const Picture depth = picture({"--pass", "depth"}), normals = picture({"--pass", "geometric-normals"});
+    ASSERT_EQ(depth.width, 32);
+    EXPECT_GT(at(depth, 16, 4), 1.05F * at(depth, 16, 22));
+    EXPECT_NEAR(std::abs(normals.values[static_cast<std::size_t>((4 * 32 + 16) * normals.channels + 2)]), 1.0F, 1e-3F);
+
+    const Picture whole = picture({}), part = picture({"--region", "8,6,10,12"});
+    for (int y = 0; y < 24; ++y) {
+        for (int x = 0; x < 32; ++x) {
+            const bool inside = x >= 8 && x < 18 && y >= 6 && y < 18;
+            EXPECT_EQ(at(part, x, y), inside ? at(whole, x, y) : 0.0F) << x << ',' << y;
+        }
+    }
+    const Picture chains = picture({"--kernel", "pmc", "--samples", "128"});
+    EXPECT_NEAR(chains.half(0, false) / whole.half(0, false), 1.0, 0.2);
+}
+
 TEST(Render, AScenesOwnWantsAreMadeUpForAndSaid) {
     const ScratchFolder folder;
     // A quad without material, a camera or a light, and far from the origin.
