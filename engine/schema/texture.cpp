@@ -27,7 +27,7 @@ Pins pixels() {
 }
 
 Pins image() {
-    return join({pixels(), {choice(P_BORDER_MODE, "Border mode", 0, 6)}, mapping()});
+    return join({pixels(), {choice(P_BORDER_MODE, "Border mode", 0, 4)}, mapping()});
 }
 
 Attributes imageAttributes() {
@@ -87,7 +87,7 @@ Rows operatorRows() {
         {NT_TEX_BAKING, "Baking texture", PT_TEXTURE,
          join({{texture(P_TEXTURE, "Texture"), boolean(P_ENABLED, "Enable baking", true),
                 boolean(P_RGB_BAKING, "RGB baking", true), integer(P_SIZE, "Samples per pixel", 32, 1, 64000),
-                integer(P_TEXTURE_TYPE, "Texture type", 0, 0, 4), integer(P_BORDER_MODE, "Border mode", 0, 0, 6),
+                integer(P_TEXTURE_TYPE, "Texture type", 0, 0, 2), integer(P_BORDER_MODE, "Border mode", 0, 0, 4),
                 integer2(P_RESOLUTION, "Resolution", {1024, 1024}, 4, 65536), number(P_POWER, "Power", 1, 0, 100000),
                 number(P_GAMMA, "Gamma", 2.2f, 0.1f, 8)},
                mapping()})},
@@ -107,7 +107,7 @@ Rows generatorRows() {
                 boolean(P_INVERT, "Invert"), number(P_GAMMA, "Gamma", 1, 0.01f, 100)},
                mapping()})},
         {NT_TEX_NOISE, "Noise", PT_TEXTURE,
-         join({{choice(P_NOISE_TYPE, "Noise type", 0, 8), integer(P_OCTAVES, "Octaves", 5, 1, 16),
+         join({{choice(P_NOISE_TYPE, "Noise type", 0, 3), integer(P_OCTAVES, "Octaves", 5, 1, 16),
                 number(P_OMEGA, "Omega", 0.5f, 0, 1), boolean(P_INVERT, "Invert"),
                 number(P_GAMMA, "Gamma", 1, 0.01f, 100), number(P_CONTRAST, "Contrast", 0.001f, 0.001f, 1000)},
                mapping()})},
