@@ -5,6 +5,8 @@
 #include <fstream>
 #include <string_view>
 
+#include "engine/render/textures/pixel_format.h"
+
 namespace Lumora::engine {
 
 namespace {
@@ -25,18 +27,14 @@ constexpr std::array kMagics{
 
 std::atomic<std::uint64_t> shared{0};
 
-/// Memory that the system can give out, in bytes; without the system's word for it, no limit.
-std::uint64_t availableMemory() {
+/// A line of the system's account of its memory, in bytes; without the system's word for it, no limit.
+std::uint64_t memoryLine(const char* line) {
     std::ifstream file("/proc/meminfo");
     std::string name, unit;
     for (std::uint64_t kilobytes = 0; file >> name >> kilobytes; std::getline(file, unit)) {
-        if (name == "MemAvailable:") return kilobytes * 1024;
+        if (name == line) return kilobytes * 1024;
     }
     return UINT64_MAX;
-}
-
-std::uint64_t channelBytes(PixelFormat format) {
-    return format == PixelFormat::Byte ? 1 : format == PixelFormat::Float ? 4 : 2;
 }
 
 }  // namespace
@@ -45,10 +43,14 @@ MemoryShare::MemoryShare(std::uint64_t bytes) : bytes_(bytes) {
     // Small images are not worth a look; the rest of the program needs room too.
     constexpr std::uint64_t kSmall = 16ull << 20;
     const std::uint64_t all = shared.fetch_add(bytes_) + bytes_;
-    if (bytes_ > kSmall && all > availableMemory() / 4 * 3) {
+    if (bytes_ > kSmall && all > memoryLine("MemAvailable:") / 4 * 3) {
         shared.fetch_sub(bytes_);
         throw ImageFault("there is not enough memory for it");
     }
+}
+
+std::uint64_t machineMemoryBytes() {
+    return memoryLine("MemTotal:");
 }
 
 MemoryShare::~MemoryShare() {

@@ -39,6 +39,9 @@ private:
     std::uint64_t bytes_;
 };
 
+/// Memory of the machine.
+std::uint64_t machineMemoryBytes();
+
 struct DecodedImage {
     std::uint32_t width = 0, height = 0, channels = 0;
     PixelFormat format = PixelFormat::Byte;

@@ -31,6 +31,8 @@ FileState stateOf(const std::string& path) {
 
 }  // namespace
 
+ImageStore::ImageStore() : limit_(machineMemoryBytes() / 2) {}
+
 ImageTexturePtr ImageStore::imageOf(const NodeRecord& node, const LogFunction& log) {
     const std::string path = node.attributeValue<std::string>(A_FILENAME, {});
     if (path.empty()) return fromBuffer(node, log);
@@ -60,6 +62,7 @@ ImageTexturePtr ImageStore::fromFile(const FileKey& key, const std::string& name
             return nullptr;
         }
         read(key, entry, image);
+        fit({{&entry, &image}});
     }
     if (!entry.logged && !entry.remark.empty() && log) {
         log("Warning: image " + quoted(key.path) + (name.empty() ? "" : " of " + quoted(name)) +
@@ -83,8 +86,44 @@ bool ImageStore::Deferral::load() {
     tbb::parallel_for(
         std::size_t{0}, noted.size(),
         [&](std::size_t i) { read(noted[i]->first, noted[i]->second, store_.loaded_[i]); }, tbb::simple_partitioner());
+    std::vector<std::pair<FileEntry*, ImageTexturePtr*>> fresh;
+    for (std::size_t i = 0; i < noted.size(); ++i) {
+        fresh.emplace_back(&noted[i]->second, &store_.loaded_[i]);
+    }
+    store_.fit(fresh);
     store_.noted_.clear();
     return true;
+}
+
+/// Halves the largest of the images that were just read until all fit.
+void ImageStore::fit(const std::vector<std::pair<FileEntry*, ImageTexturePtr*>>& fresh) {
+    std::uint64_t held = bytes();
+    // Their coarser levels come to a third.
+    for (const auto& [entry, image] : fresh) held += *image ? (*image)->bytes() / 3 : 0;
+    std::vector<int> halved(fresh.size(), 0);
+    constexpr std::size_t kSmallest = 64 * 64;
+    while (held > limit_) {
+        std::size_t largest = fresh.size();
+        for (std::size_t i = 0; i < fresh.size(); ++i) {
+            const ImageTexturePtr& image = *fresh[i].second;
+            if (!image || image->bytes() <= kSmallest) continue;
+            if (largest == fresh.size() || image->bytes() > (*fresh[largest].second)->bytes()) largest = i;
+        }
+        if (largest == fresh.size()) break;
+        ImageTexturePtr& image = *fresh[largest].second;
+        const bool encoded = image->format() == PixelFormat::Byte || image->format() == PixelFormat::Word;
+        auto half = std::make_shared<const ImageTexture>(halfImage(*image, encoded ? 2.2f : 1.0f));
+        held -= (image->bytes() - half->bytes()) / 3 * 4;
+        image = std::move(half);
+        ++halved[largest];
+    }
+    for (std::size_t i = 0; i < fresh.size(); ++i) {
+        if (halved[i] == 0) continue;
+        FileEntry& entry = *fresh[i].first;
+        entry.image = *fresh[i].second;
+        entry.remark += (entry.remark.empty() ? "" : "; ") + std::string("it is shown at 1/") +
+                        std::to_string(1u << halved[i]) + " of its resolution, since the images' memory is full";
+    }
 }
 
 ImageTexturePtr ImageStore::fromBuffer(const NodeRecord& node, const LogFunction& log) {
@@ -152,17 +191,39 @@ void ImageStore::sweep() {
     loaded_.clear();
     std::erase_if(files_, [](const auto& f) { return !f.second.failed && f.second.image.expired(); });
     std::erase_if(buffers_, [](const auto& b) { return b.second.image.expired(); });
+    std::erase_if(others_, [](const auto& other) { return other.expired(); });
     std::erase_if(pyramids_, [](const auto& p) { return p.second.pyramid.expired(); });
+}
+
+template <typename F>
+void ImageStore::forEachImage(F&& f) const {
+    for (const auto& [path, file] : files_) {
+        if (const auto image = file.image.lock()) f(*image);
+    }
+    for (const auto& [uid, buffer] : buffers_) {
+        if (const auto image = buffer.image.lock()) f(*image);
+    }
+    for (const auto& other : others_) {
+        if (const auto image = other.lock()) f(*image);
+    }
+}
+
+ImageKinds ImageStore::kinds() const {
+    ImageKinds kinds;
+    forEachImage([&](const ImageTexture& image) {
+        const bool bytes = image.format() == PixelFormat::Byte;
+        if (image.channels() < 3) {
+            ++(bytes ? kinds.grey8 : kinds.grey16);
+        } else {
+            ++(bytes ? kinds.color8 : kinds.color16);
+        }
+    });
+    return kinds;
 }
 
 std::uint64_t ImageStore::bytes() const {
     std::uint64_t sum = 0;
-    for (const auto& [path, file] : files_) {
-        if (const auto image = file.image.lock()) sum += image->bytes();
-    }
-    for (const auto& [uid, buffer] : buffers_) {
-        if (const auto image = buffer.image.lock()) sum += image->bytes();
-    }
+    forEachImage([&](const ImageTexture& image) { sum += image.bytes(); });
     for (const auto& [key, entry] : pyramids_) {
         if (const auto pyramid = entry.pyramid.lock()) sum += pyramid->bytes();
     }
@@ -171,8 +232,7 @@ std::uint64_t ImageStore::bytes() const {
 
 std::size_t ImageStore::count() const {
     std::size_t n = 0;
-    for (const auto& [path, file] : files_) n += !file.image.expired();
-    for (const auto& [uid, buffer] : buffers_) n += !buffer.image.expired();
+    forEachImage([&](const ImageTexture&) { ++n; });
     return n;
 }
 

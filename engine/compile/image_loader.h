@@ -13,9 +13,20 @@
 
 namespace Lumora::engine {
 
-/// The images of the nodes in use. Build thread only.
+/// How many images are held in which form: colours or grey, 8 bits or more.
+struct ImageKinds {
+    std::uint32_t color8 = 0, color16 = 0, grey8 = 0, grey16 = 0;
+};
+
+/// The images of the nodes in use. Their memory has a limit: files that do not fit any more are held at a half, a
+/// quarter and so on of their resolution. Build thread only.
 class ImageStore {
 public:
+    ImageStore();
+    /// Bytes of all images and their coarser levels; half the machine's memory when nothing is said. What is in memory
+    /// already stays.
+    void setLimit(std::uint64_t bytes) { limit_ = bytes; }
+
     /// The image of an image node; null when it has none or it cannot be read, which is logged once for each state of
     /// the file. Files are shared by all nodes that name them with the same import type. Pixels that a node holds
     /// itself are used where they lie.
@@ -24,6 +35,9 @@ public:
     /// The coarser levels of an image, averaged for values that are linearised with `gamma`; shared by all that ask for
     /// the same. Null when there is no memory for them.
     ImagePyramidPtr pyramidOf(const ImageTexturePtr& image, float gamma);
+
+    /// Counts an image that was made elsewhere, for as long as it lives.
+    void count(const ImageTexturePtr& image) { others_.push_back(image); }
 
     /// While one lives, files that are not in memory are noted instead of read, and their images are null.
     class Deferral {
@@ -45,6 +59,7 @@ public:
     /// Memory of the images, each once.
     std::uint64_t bytes() const;
     std::size_t count() const;
+    ImageKinds kinds() const;
 
 private:
     struct FileKey {
@@ -66,6 +81,9 @@ private:
         std::weak_ptr<const ImageTexture> image;
     };
     static void read(const FileKey& key, FileEntry& entry, ImageTexturePtr& image);
+    void fit(const std::vector<std::pair<FileEntry*, ImageTexturePtr*>>& fresh);
+    template <typename F>
+    void forEachImage(F&& f) const;
     ImageTexturePtr fromFile(const FileKey& key, const std::string& name, const LogFunction& log);
     ImageTexturePtr fromBuffer(const NodeRecord& node, const LogFunction& log);
 
@@ -76,8 +94,10 @@ private:
         std::weak_ptr<const ImagePyramid> pyramid;
     };
     std::map<std::pair<const ImageTexture*, float>, PyramidEntry> pyramids_;
+    std::vector<std::weak_ptr<const ImageTexture>> others_;
     std::vector<std::map<FileKey, FileEntry>::iterator> noted_;
     std::vector<ImageTexturePtr> loaded_;  ///< until a scene holds them
+    std::uint64_t limit_;
     bool deferring_ = false;
 };
 

@@ -188,6 +188,7 @@ BuildResult SceneCompiler::apply(const SceneDelta& delta) {
     Counters c;
     c.imageBytes = images_.bytes();
     c.textures = images_.count();
+    c.textureKinds = images_.kinds();
     c.nodeCount = nodes_.size();
     c.texturesDescribed = textures_.described();
     c.meshesBuilt = geometry_->meshesBuilt();

@@ -31,6 +31,7 @@ public:
         std::uint64_t geometryBytes = 0;  ///< Embree's memory and the copies made for it
         std::uint64_t imageBytes = 0, nodeCount = 0, textures = 0, meshes = 0, instances = 0, triangles = 0;
         std::uint64_t meshesBuilt = 0, instancesBuilt = 0;
+        ImageKinds textureKinds;
         std::uint64_t texturesDescribed = 0;  ///< texture nodes compiled since the beginning
     };
     Counters counters() const;

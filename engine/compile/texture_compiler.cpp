@@ -258,14 +258,4 @@ void TextureCompiler::logOnce(int type) {
     }
 }
 
-std::shared_ptr<const ByteTable> TextureCompiler::byteTable(float gamma) {
-    auto& table = memory_.byteTables_[gamma];
-    if (!table) {
-        auto values = std::make_shared<ByteTable>();
-        for (std::size_t i = 0; i < 256; ++i) (*values)[i] = decodeGamma(static_cast<float>(i) / 255.0f, gamma);
-        table = std::move(values);
-    }
-    return table;
-}
-
 }  // namespace Lumora::engine

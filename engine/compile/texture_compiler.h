@@ -45,7 +45,7 @@ private:
     std::unordered_map<ItemUid, Entry> entries_;
     std::map<std::array<float, 3>, TextureId> constants_;
     std::map<std::pair<TextureId, TextureId>, Product> products_;
-    std::map<float, std::shared_ptr<const ByteTable>> byteTables_;
+    std::map<std::pair<PixelFormat, float>, std::shared_ptr<const DecodeTable>> decodeTables_;
     std::vector<std::uint32_t> freeNodes_, freeMappings_, freeImages_, freeGradients_, freeTriplanars_;
     std::uint64_t build_ = 0, described_ = 0;
     bool finished_ = true;
@@ -99,7 +99,6 @@ private:
     void readProjection(const NodeRecord& source, Mapping& mapping);
     void readPower(const NodeRecord& node, TextureNode& out);
     ImageLookup lookupOf(ImageTexturePtr image, float gamma, int border);
-    std::shared_ptr<const ByteTable> byteTable(float gamma);
     float number(const NodeRecord& node, PinId pin, float fallback, float low, float high) const;
 
     /// The node as it is evaluated: a constant when nothing below it varies.

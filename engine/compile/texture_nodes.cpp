@@ -112,7 +112,9 @@ ImageLookup TextureCompiler::lookupOf(ImageTexturePtr image, float gamma, int bo
     ImageLookup lookup;
     lookup.gamma = gamma;
     lookup.border = static_cast<BorderMode>(std::clamp(border, 0, 4));
-    if (image->format() == PixelFormat::Byte) lookup.table = byteTable(gamma);
+    auto& table = memory_.decodeTables_[{image->format(), gamma}];
+    if (!table) table = makeDecodeTable(image->format(), gamma);
+    lookup.table = table;
     if (pyramids_) lookup.pyramid = images_.pyramidOf(image, gamma);
     lookup.image = std::move(image);
     return lookup;
@@ -203,6 +205,7 @@ void TextureCompiler::describeBaking(const NodeRecord& node, TextureNode& out) {
     const float gamma = number(node, P_GAMMA, 2.2f, 0.1f, 8.0f);
     ImageTexturePtr image = bakeTexture(table_, input, bake, format, !nodes_.flag(node, P_RGB_BAKING, true), gamma);
     if (!image) return;
+    images_.count(image);
     out.op = TextureOp::Image;
     out.a = kNoTexture;
     out.data = store(table_.images, memory_.freeImages_,

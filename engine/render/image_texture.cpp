@@ -49,6 +49,18 @@ Rgba ImageTexture::texel(std::uint32_t x, std::uint32_t y) const {
     }
 }
 
+std::shared_ptr<const DecodeTable> makeDecodeTable(PixelFormat format, float gamma) {
+    if (format == PixelFormat::Float || (format != PixelFormat::Byte && gamma == 1.0f)) return nullptr;
+    auto table = std::make_shared<DecodeTable>(format == PixelFormat::Byte ? 256 : 65536);
+    withFormat(format, [&](auto kind) {
+        using Stored = typename decltype(kind)::Stored;
+        for (std::size_t i = 0; i < table->size(); ++i) {
+            (*table)[i] = decodeGamma(kind.load(static_cast<Stored>(i)), gamma);
+        }
+    });
+    return table;
+}
+
 std::size_t ImagePyramid::bytes() const {
     std::size_t sum = 0;
     for (const ImageTexture& level : levels) sum += level.bytes();

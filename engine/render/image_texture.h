@@ -1,7 +1,6 @@
 // An image in memory as the renderer samples it: in the precision that its file has.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -21,8 +20,8 @@ struct Rgba {
     float alpha = 1.0f;
 };
 
-/// Linear value of each of the 256 values of a byte.
-using ByteTable = std::array<float, 256>;
+/// Linear value of each stored value of 8 or 16 bits.
+using DecodeTable = std::vector<float>;
 
 /// Pixels, rows from the top, channels interleaved: 1 grey, 2 grey and alpha, 3 RGB, 4 RGBA. Values as stored, aligned
 /// to the size of one, and finite.
@@ -68,6 +67,9 @@ struct ImagePyramid {
 
 using ImagePyramidPtr = std::shared_ptr<const ImagePyramid>;
 
+/// The table for a format; null for floats, which have too many values, and for 16 bits that are linear.
+std::shared_ptr<const DecodeTable> makeDecodeTable(PixelFormat format, float gamma);
+
 /// Makes the pyramid of an image whose values are linearised with `gamma`. Uses all processors. Throws std::bad_alloc.
 ImagePyramidPtr makePyramid(const ImageTexture& image, float gamma);
 /// The image at half its size: the mean of the linear values, whatever its size (odd sizes are weighted exactly).
@@ -76,8 +78,8 @@ ImageTexture halfImage(const ImageTexture& image, float gamma);
 /// How a texture reads its image.
 struct ImageLookup {
     ImageTexturePtr image;
-    ImagePyramidPtr pyramid;                 ///< null: the image itself is all that is looked at
-    std::shared_ptr<const ByteTable> table;  ///< decodes bytes; null: `gamma` does
+    ImagePyramidPtr pyramid;                   ///< null: the image itself is all that is looked at
+    std::shared_ptr<const DecodeTable> table;  ///< of the image's format; null: `gamma` decodes
     float gamma = 1.0f;
     BorderMode border = BorderMode::Wrap;
 };

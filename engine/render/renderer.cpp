@@ -642,6 +642,10 @@ Statistics Renderer::Impl::statistics(RenderPassId pass) const {
     s.meshes = counters.meshes;
     s.instances = counters.instances;
     s.textures = counters.textures;
+    s.colorTextures8 = counters.textureKinds.color8;
+    s.colorTextures16 = counters.textureKinds.color16;
+    s.greyTextures8 = counters.textureKinds.grey8;
+    s.greyTextures16 = counters.textureKinds.grey16;
     s.meshesBuilt = counters.meshesBuilt;
     s.instancesBuilt = counters.instancesBuilt;
     const std::lock_guard guard(lock_);

@@ -37,6 +37,7 @@ struct Statistics {
     float progress = 0;           ///< 0 to 1
     std::uint64_t geometryBytes = 0, imageBytes = 0, filmBytes = 0, nodeBytes = 0;
     std::uint64_t triangles = 0, meshes = 0, instances = 0, textures = 0;
+    std::uint32_t colorTextures8 = 0, colorTextures16 = 0, greyTextures8 = 0, greyTextures16 = 0;
     std::uint64_t meshesBuilt = 0, instancesBuilt = 0;  ///< since the start
     double buildSeconds = 0;                            ///< of the last update
     bool finished = false;

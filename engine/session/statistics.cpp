@@ -110,8 +110,11 @@ void ApiRenderEngine::getMemoryUsage(unsigned long long& used, unsigned long lon
 }
 
 void ApiRenderEngine::getTexturesStatistic(unsigned& rgba32, unsigned& rgba64, unsigned& grey8, unsigned& grey16) {
-    rgba32 = static_cast<unsigned>(current().textures);
-    rgba64 = grey8 = grey16 = 0;
+    const Statistics s = current();
+    rgba32 = s.colorTextures8;
+    rgba64 = s.colorTextures16;
+    grey8 = s.greyTextures8;
+    grey16 = s.greyTextures16;
 }
 
 void ApiRenderEngine::getDeviceMemUsageStatistics(unsigned device, unsigned long long& used, unsigned long long& free,

@@ -40,7 +40,7 @@ struct Reader {
     float gamma;
 
     float decode(Stored v) const {
-        if constexpr (sizeof(Stored) == 1) {
+        if constexpr (std::is_integral_v<Stored>) {
             if (table) return table[v];
         }
         const float f = Format::load(v);

@@ -1,6 +1,7 @@
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
 
+#include <array>
 #include <new>
 
 #include "engine/render/textures/pixel_format.h"
@@ -54,23 +55,24 @@ private:
     std::array<float, kSize + 1> table_;
 };
 
-/// Decodes stored values to linear ones: bytes by table.
+/// Decodes stored values to linear ones.
 template <typename Format>
 class Decoder {
 public:
-    explicit Decoder(float gamma) : gamma_(gamma) {
-        if constexpr (sizeof(typename Format::Stored) == 1) {
-            for (std::size_t i = 0; i < 256; ++i) table_[i] = decodeGamma(static_cast<float>(i) / 255.0f, gamma);
-        }
+    Decoder(PixelFormat format, float gamma, std::size_t pixels) : gamma_(gamma) {
+        constexpr std::size_t kWorthATable = 16384;
+        if (format == PixelFormat::Byte || pixels > kWorthATable) table_ = makeDecodeTable(format, gamma);
     }
     float operator()(typename Format::Stored v) const {
-        if constexpr (sizeof(typename Format::Stored) == 1) return table_[v];
+        if constexpr (std::is_integral_v<typename Format::Stored>) {
+            if (table_) return (*table_)[v];
+        }
         return decodeGamma(Format::load(v), gamma_);
     }
 
 private:
     float gamma_;
-    ByteTable table_;
+    std::shared_ptr<const DecodeTable> table_;
 };
 
 template <typename Format>
@@ -79,7 +81,7 @@ void halve(const ImageTexture& from, typename Format::Stored* out, std::uint32_t
     using Stored = typename Format::Stored;
     // Values above one have no place on the table; formats that hold them are linear or take the exact curve.
     constexpr bool kWide = std::is_same_v<Format, HalfFormat> || std::is_same_v<Format, FloatFormat>;
-    const Decoder<Format> decode(gamma);
+    const Decoder<Format> decode(from.format(), gamma, std::size_t{width} * height);
     const Encoder encode(kWide ? 1.0f : gamma);
     const auto* pixels = static_cast<const Stored*>(from.pixels());
     const std::uint32_t channels = from.channels();

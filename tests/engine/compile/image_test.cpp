@@ -423,6 +423,37 @@ TEST(Image, PixelsOfANodeAreUsedWhereTheyLie) {
     EXPECT_EQ(store.bytes(), 4u + 16u);
 }
 
+TEST(Image, WhatDoesNotFitIsHeldSmaller) {
+    const SampleFile large("large.exr", makeExr(128, 128, {{.channels = {"R", "G", "B"}, .pixel = {1, 2, 3}}}));
+    const SampleFile small("small.exr", makeExr(64, 64, {{.channels = {"Y"}, .pixel = {0.5f}}}));
+    for (const bool together : {false, true}) {
+        ImageStore store;
+        store.setLimit(64 * 1024);
+        std::string log;
+        const LogFunction note = [&](const std::string& line) { log += line + "\n"; };
+        const NodeRecordPtr a = Node(NT_TEX_IMAGE).set(A_FILENAME, large.path());
+        const NodeRecordPtr b = Node(NT_TEX_IMAGE).set(A_FILENAME, small.path());
+        if (together) {
+            ImageStore::Deferral deferral(store);
+            store.imageOf(*a, note);
+            store.imageOf(*b, note);
+            EXPECT_TRUE(deferral.load());
+        }
+        const ImageTexturePtr half = store.imageOf(*a, note), whole = store.imageOf(*b, note);
+        ASSERT_TRUE(half && whole);
+        EXPECT_EQ(half->width(), 64u) << "128 by 128 times three halves are 96 KiB";
+        EXPECT_EQ(half->texel(5, 5).color, (Float3{1, 2, 3}));
+        EXPECT_EQ(whole->width(), 64u) << "the largest goes first";
+        EXPECT_EQ(store.imageOf(*a, note), half);
+        EXPECT_NE(log.find("1/2 of its resolution"), std::string::npos);
+        EXPECT_EQ(log.find("resolution"), log.rfind("resolution")) << "told once";
+        const ImageKinds kinds = store.kinds();
+        EXPECT_EQ(kinds.color16, 1u);
+        EXPECT_EQ(kinds.grey16, 1u);
+        EXPECT_EQ(kinds.color8 + kinds.grey8, 0u);
+    }
+}
+
 TEST(Image, ColoursAreDecodedExactlyAndDataIsNot) {
     // Curve of IEC 61966-2-1 at a few values, in double precision.
     const auto exact = [](double v) { return v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4); };

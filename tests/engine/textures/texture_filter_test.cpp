@@ -1,6 +1,8 @@
 // Images and patterns seen from afar: neither aliased nor blurred more than they must be.
 #include <gtest/gtest.h>
 
+#include "engine/compile/scene_compiler.h"
+#include "engine/render/surface.h"
 #include "engine/render/textures/pixel_format.h"
 #include "tests/engine/textures/texture_bench.h"
 
@@ -165,6 +167,43 @@ TEST(TextureFilter, PatternsAreAveragedOverTheFootprint) {
             } else {
                 EXPECT_GT(s.deviation, c.narrow) << c.type;
             }
+        }
+    }
+}
+
+/// The half axes that a point is told reach as far as the rays at the rim of the cone do.
+TEST(TextureFilter, TheFootprintIsWhatTheConeMeets) {
+    Scene scene(8, 8, 1);
+    const NodeRecordPtr texture = scene.keep(Node(NT_TEX_CHECKS));
+    const NodeRecordPtr material = scene.keep(Node(NT_MAT_DIFFUSE).connect(P_DIFFUSE, texture));
+    MeshData floor;
+    floor.quad({-10, 0, 10}, {10, 0, 10}, {10, 0, -10}, {-10, 0, -10});
+    const NodeRecordPtr mesh = scene.keep(floor.node({material}));
+    const NodeRecordPtr turned = scene.scatter(mesh, {scaling({2, 1, 1})});
+    SceneCompiler compiler([](const std::string&) {});
+    const RenderScenePtr built = compiler.apply(scene.delta(turned)).scene;
+    const Float3 from{0.3f, 1, 0};
+    constexpr float kSpread = 0.002f;
+    const auto seen = [&](Float3 direction) {
+        const Ray ray{from, normalize(direction), 0.0f, kInfinity, {0.0f, kSpread}};
+        const Hit hit = intersect(*built->geometry, ray);
+        EXPECT_TRUE(hit.valid());
+        return surfaceAt(*built, hit, ray).at;
+    };
+    for (const Float3 d : {Float3{0.2f, -1, -4}, Float3{1, -1, 0.5f}, Float3{0, -1, 0}}) {
+        const Float3 axis = normalize(d);
+        const TextureContext middle = seen(axis);
+        for (int i = 0; i < 2; ++i) {
+            // The ray that goes through the end of the half axis runs along the cone's side.
+            const Float3 rim = middle.worldPosition + middle.worldAxis[i] - from;
+            const float angle = length(cross(normalize(rim), axis));
+            EXPECT_NEAR(angle, 0.5f * kSpread, 0.02f * kSpread) << d.x << " " << i;
+            const TextureContext end = seen(rim);
+            const Float3 uv = end.uv[0] - middle.uv[0], object = end.objectPosition - middle.objectPosition;
+            EXPECT_NEAR(uv.x, middle.uvAxis[0][i].x, 1e-5f);
+            EXPECT_NEAR(uv.y, middle.uvAxis[0][i].y, 1e-5f);
+            EXPECT_NEAR(length(object - middle.objectAxis[i]), 0.0f, 1e-4f);
+            EXPECT_NEAR(middle.moved(i == 0 ? 1.0f : 0.0f, i == 1 ? 1.0f : 0.0f).uv[0].x, end.uv[0].x, 1e-5f);
         }
     }
 }

@@ -196,6 +196,23 @@ TEST(TextureFormula, InstancePixelsAreCountedRowByRow) {
     for (std::uint64_t i = 0; i < 8; ++i) EXPECT_EQ(pixelOf(lookup, i).color.x, static_cast<float>(i % 4 + 1));
 }
 
+TEST(TextureFormula, MeansAreThoseOfTheUnitSquare) {
+    TextureBench b;
+    std::vector<float> pixels;
+    double sum = 0;
+    for (int i = 0; i < 32 * 32; ++i) {
+        const float v = i == 77 ? 500.0f : static_cast<float>(i % 7);
+        pixels.insert(pixels.end(), 4, v);
+        sum += v;
+    }
+    const float mean = static_cast<float>(sum / (32 * 32));
+    const NodeRecordPtr picture = b.keep(image(32, 32, pixels));
+    EXPECT_NEAR(b.table.mean(b.compile(picture)).x, mean, 0.05f * mean);
+    EXPECT_NEAR(b.table.mean(b.compile(Node(NT_TEX_CHECKS))).x, 0.5f, 0.01f);
+    EXPECT_NEAR(b.table.mean(b.compile(Node(NT_TEX_SIDE))).x, 0.5f, 0.01f);
+    EXPECT_EQ(b.table.mean(b.compile(Node(NT_TEX_INVERT))).x, 1.0f);
+}
+
 TEST(TextureFormula, Projections) {
     TextureBench b;
     TextureContext at = point(0.1f, 0.2f);

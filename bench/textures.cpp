@@ -1,0 +1,131 @@
+// What textures cost: one lookup of each kind, images under footprints of several shapes, coarser levels of a large
+// image, and compiling. One line a figure; run on an idle machine.
+#include <chrono>
+#include <cstdio>
+
+#include "engine/compile/scene_compiler.h"
+#include "tests/engine/textures/texture_bench.h"
+
+namespace Lumora::engine::test {
+namespace {
+
+double seconds(std::chrono::steady_clock::time_point since) {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
+}
+
+/// Nanoseconds of one lookup.
+template <typename F>
+double timed(F&& lookup) {
+    Float3 sum{};
+    int count = 0;
+    const auto start = std::chrono::steady_clock::now();
+    while (seconds(start) < 0.2) {
+        for (int i = 0; i < 1000; ++i, ++count) sum += lookup(static_cast<float>(count % 9973));
+    }
+    const double ns = seconds(start) / count * 1e9;
+    return isFinite(sum) ? ns : -1.0;
+}
+
+void lookups() {
+    const struct {
+        const char* name;
+        NodeType type;
+    } kinds[] = {{"checks", NT_TEX_CHECKS},   {"sine wave", NT_TEX_SINEWAVE}, {"turbulence", NT_TEX_TURBULENCE},
+                 {"marble", NT_TEX_MARBLE},   {"noise", NT_TEX_NOISE},        {"ridged", NT_TEX_RIDGEDFRACTAL},
+                 {"falloff", NT_TEX_FALLOFF}, {"side", NT_TEX_SIDE},          {"gaussian", NT_TEX_GAUSSIAN}};
+    for (const auto& k : kinds) {
+        TextureBench b;
+        Node node(k.type);
+        if (k.type == NT_TEX_GAUSSIAN) node.connect(P_WAVELENGTH, b.u());
+        const TextureId id = b.compile(node);
+        const double ns = timed([&](float i) { return b.table.color(id, point(i * 0.0137f, i * 0.0071f, 0.3f)); });
+        std::printf("lookup, %s: %.0f ns\n", k.name, ns);
+    }
+    TextureBench b;
+    NodeRecordPtr chain = b.u();
+    for (int i = 0; i < 10; ++i) {
+        chain = b.keep(Node(NT_TEX_MIX).connect(P_TEXTURE1, chain).connect(P_TEXTURE2, b.color({1, 0, 0})));
+    }
+    const TextureId id = b.compile(chain);
+    std::printf("lookup, ten nested mixes: %.0f ns\n",
+                timed([&](float i) { return b.table.color(id, point(i * 0.0137f, 0.1f)); }));
+}
+
+void images() {
+    constexpr std::uint32_t kSize = 4096;
+    const struct {
+        const char* name;
+        PixelFormat format;
+        std::uint32_t bytes;
+    } formats[] = {{"8 bits", PixelFormat::Byte, 1}, {"half", PixelFormat::Half, 2}, {"float", PixelFormat::Float, 4}};
+    for (const auto& f : formats) {
+        const std::size_t bytes = std::size_t{kSize} * kSize * 4 * f.bytes;
+        std::vector<unsigned char> pixels(bytes);
+        for (std::size_t i = 0; i < bytes; ++i) pixels[i] = static_cast<unsigned char>((i * 2654435761u >> 13) & 0x3bu);
+        ImageLookup lookup;
+        lookup.gamma = f.format == PixelFormat::Byte ? 2.2f : 1.0f;
+        lookup.image = std::make_shared<ImageTexture>(kSize, kSize, 4, f.format, pixels.data(), bytes, nullptr);
+        const auto start = std::chrono::steady_clock::now();
+        lookup.pyramid = makePyramid(*lookup.image, lookup.gamma);
+        std::printf("coarser levels of %u by %u, %s: %.0f ms\n", kSize, kSize, f.name, seconds(start) * 1e3);
+        lookup.table = makeDecodeTable(f.format, lookup.gamma);
+        const struct {
+            const char* name;
+            float along, across;
+        } shapes[] = {{"a point", 0, 0},     {"one pixel", 1.01f, 1.01f}, {"three pixels", 3, 3},
+                      {"64 pixels", 64, 64}, {"16 by 1", 16, 1},          {"1000 by 30", 1000, 30}};
+        for (const auto& s : shapes) {
+            const Float2 a = {s.along / kSize, 0.3f * s.along / kSize},
+                         c = {-0.3f * s.across / kSize, s.across / kSize};
+            const auto nearby = [&](float i) {
+                return sampleImage(lookup, {0.3f + i * 1e-5f, 0.4f + i * 0.7e-5f}, a, c).color;
+            };
+            const auto scattered = [&](float i) {
+                return sampleImage(lookup, {i * 0.6180339f, i * 0.7548776f}, a, c).color;
+            };
+            std::printf("image lookup, %s, %s: %.0f ns, scattered %.0f ns\n", f.name, s.name, timed(nearby),
+                        timed(scattered));
+        }
+    }
+}
+
+void compiling() {
+    constexpr int kMaterials = 1000;
+    Scene scene(8, 8, 1);
+    std::vector<NodeRecordPtr> materials;
+    MeshData quads;
+    NodeRecordPtr value;
+    const NodeRecordPtr noise = scene.keep(Node(NT_TEX_NOISE));
+    for (int i = 0; i < kMaterials; ++i) {
+        value = scene.keep(rgb({0.1f, 0.2f, static_cast<float>(i) * 0.001f}));
+        const NodeRecordPtr mixed =
+            scene.keep(Node(NT_TEX_MIX).connect(P_TEXTURE1, value).connect(P_TEXTURE2, noise).set(P_AMOUNT, 0.3f));
+        const NodeRecordPtr corrected = scene.keep(Node(NT_TEX_COLORCORRECTION).connect(P_TEXTURE, mixed));
+        materials.push_back(scene.keep(Node(NT_MAT_GLOSSY).connect(P_DIFFUSE, corrected)));
+        const float x = static_cast<float>(i);
+        quads.quad({x, 0, 0}, {x + 1, 0, 0}, {x + 1, 1, 0}, {x, 1, 0}, i);
+    }
+    SceneCompiler compiler([](const std::string&) {});
+    SceneDelta delta = scene.delta(scene.keep(quads.node(materials)));
+    const BuildResult first = compiler.apply(delta);
+    const auto described = compiler.counters().texturesDescribed;
+    std::printf("first build of %d materials, 4 textures each: %.1f ms (%llu textures described)\n", kMaterials,
+                first.seconds * 1e3, static_cast<unsigned long long>(described));
+    double sum = 0;
+    constexpr int kEdits = 20;
+    for (int i = 0; i < kEdits; ++i) {
+        delta.changed = {Node(value).set(A_VALUE, Float3{0.3f, 0.01f * static_cast<float>(i), 0.5f})};
+        sum += compiler.apply(delta).seconds;
+    }
+    std::printf("build after one value: %.2f ms (%.1f textures described)\n", sum / kEdits * 1e3,
+                static_cast<double>(compiler.counters().texturesDescribed - described) / kEdits);
+}
+
+}  // namespace
+}  // namespace Lumora::engine::test
+
+int main() {
+    Lumora::engine::test::lookups();
+    Lumora::engine::test::images();
+    Lumora::engine::test::compiling();
+}
