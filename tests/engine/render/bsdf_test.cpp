@@ -155,7 +155,7 @@ Bsdf bsdfOf(const SurfaceModel& m, Float3 wo) {
 
 /// What is seen of the surface in a uniform white field, by sampling its directions.
 TEST(Bsdf, WhiteFurnace) {
-    constexpr int kCount = 40000;
+    constexpr int kCount = 12000;
     for (const Case& c : cases()) {
         for (const float cosine : kCosines) {
             const Bsdf bsdf = bsdfOf(c.model, directionAt(cosine));
@@ -243,7 +243,7 @@ double chiSquareLimit(int degrees) {
 
 /// Samples of finite lobes, counted in cells of the sphere, against the integral of the density over each cell.
 TEST(Bsdf, SamplesFollowTheirDensity) {
-    constexpr int kCount = 60000, kRows = 16, kColumns = 16, kFine = 10;
+    constexpr int kCount = 30000, kRows = 12, kColumns = 12, kFine = 8;
     for (const Case& c : cases()) {
         const bool narrow = (c.model.ax > 0.0f && c.model.ax < 0.1f) || (c.model.ay > 0.0f && c.model.ay < 0.1f) ||
                             (c.model.coatingAlpha > 0.0f && c.model.coatingAlpha < 0.1f && !isBlack(c.model.coating));
