@@ -10,7 +10,7 @@ struct Interpolation {
     float weight[3];
 };
 
-Interpolation interpolationAt(const CompiledMesh& mesh, std::uint32_t polygon, float u, float v) {
+[[gnu::always_inline]] inline Interpolation interpolationAt(const CompiledMesh& mesh, std::uint32_t polygon, float u, float v) {
     const std::uint32_t c = mesh.corner(polygon);
     if (mesh.corners(polygon) == 3) return {{c, c + 1, c + 2}, {1.0f - u - v, u, v}};
     if (u + v <= 1.0f) return {{c, c + 1, c + 3}, {1.0f - u - v, u, v}};
@@ -18,7 +18,7 @@ Interpolation interpolationAt(const CompiledMesh& mesh, std::uint32_t polygon, f
 }
 
 template <typename T>
-Float3 blend(const std::vector<T>& values, const std::uint32_t index[3], const float weight[3]) {
+[[gnu::always_inline]] inline Float3 blend(const std::vector<T>& values, const std::uint32_t index[3], const float weight[3]) {
     return values[index[0]] * weight[0] + values[index[1]] * weight[1] + values[index[2]] * weight[2];
 }
 
