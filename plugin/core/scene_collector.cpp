@@ -71,6 +71,8 @@ private:
     void collectObject(const SceneObjectInfo& parent, BaseObject* object, const SceneObjectInfo* generator, Int32 index,
                        std::size_t depth) {
         ++result_.objects;
+        // Nearly half of a walk is waiting for the memory of tags: those of the next object come meanwhile.
+        if (const BaseObject* next = object->GetNext()) __builtin_prefetch(next->GetFirstTag());
         SceneObjectInfo& record = recordAt(depth);
         record = parent;
         if (generator) {

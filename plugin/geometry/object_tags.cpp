@@ -149,6 +149,7 @@ void readObjectTags(const BaseDocument* doc, BaseObject* object, SceneObjectInfo
     }
     TextureTagReader textures{info};
     for (BaseTag* tag = object->GetFirstTag(); tag; tag = tag->GetNext()) {
+        __builtin_prefetch(tag->GetNext());
         switch (tag->GetType()) {
             case Ttexture:
                 textures.read(doc, static_cast<TextureTag*>(tag));
