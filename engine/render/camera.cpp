@@ -327,6 +327,7 @@ float findFocalDepth(const RenderScene& scene) {
     if (!camera.autofocus || !(camera.apertureRadius > 0.0f) || camera.kind == CameraKind::Baking)
         return camera.focalDepth;
     Camera pinhole = camera;
+    pinhole.kind = CameraKind::ThinLens;  // the middle of a panorama looks at the target, too
     pinhole.apertureRadius = 0.0f;
     pinhole.stereo = {};
     Film middle = scene.film;
