@@ -120,6 +120,19 @@ TEST(ImagerNodes, PostProcessingFollowsItsNode) {
     EXPECT_EQ(error(render.picture(std::move(off)), plain), 0.0);
 }
 
+TEST(ImagerNodes, NoPictureIsShownBelowTheLeastSamples) {
+    Scene scene(kWidth, kHeight, 40);
+    const NodeRecordPtr geometry = corner(scene);
+    for (const int least : {20, 1000}) {
+        scene.imager.set(P_MIN_DISPLAY_SAMPLES, least);
+        Render render;
+        render.renderer().submit(scene.delta(geometry, 1));
+        std::vector<Image> images;
+        while (images.empty()) images = render.renderer().latest();
+        EXPECT_GE(images[0].samplesPerPixel, static_cast<float>(std::min(least, 40))) << "or all that there will be";
+    }
+}
+
 TEST(ImagerNodes, ALutThatIsMissingIsToldOnceAndLeftOut) {
     Scene scene(8, 8, 1);
     const NodeRecordPtr geometry = corner(scene);
