@@ -36,11 +36,6 @@ inline Float3 fresnelSchlick(float cosI, Float3 f0) {
     return f0 + (splat(1.0f) - f0) * m5;
 }
 
-/// Reflectance at normal incidence of a conductor.
-inline float reflectanceAtNormal(float n, float k) {
-    return ((n - 1.0f) * (n - 1.0f) + k * k) / ((n + 1.0f) * (n + 1.0f) + k * k);
-}
-
 /// Reflectance of a film of `width` micrometres and index `filmIndex` in air on a base of complex index n + ik for each
 /// channel; the interference of all orders, integrated over the colour matching functions in Fourier space (Belcour and
 /// Barla, "A Practical Extension to Microfacet Theory for the Modeling of Varying Iridescence", SIGGRAPH 2017).

@@ -7,7 +7,7 @@
 
 namespace Lumora::engine {
 
-/// Steps over [0, 1], and the factor that keeps a surface lit from all around from sending back more than it gets.
+/// Steps over [0, 1].
 struct ToonRamp {
     static constexpr std::size_t kSize = 64;
     std::array<Float3, kSize> values{};
