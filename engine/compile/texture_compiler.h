@@ -123,11 +123,12 @@ private:
 /// Where a transform node moves texture coordinates: the inverse of its transform about the middle of the picture.
 Matrix<float> uvwToTexture(const Matrix<float>& transform);
 
-/// Renders a texture over the unit square of its coordinates into an image. `grey`: one channel. The values are stored
-/// encoded with `gamma`.
+/// Pixels of a baked image, and how many points are averaged for each.
 struct BakeSize {
     std::uint32_t width = 0, height = 0, samples = 1;
 };
+/// Renders a texture over the unit square of its coordinates into an image. `grey`: one channel. The values are stored
+/// encoded with `gamma`. Null when there is no memory for it.
 ImageTexturePtr bakeTexture(const TextureTable& table, TextureId id, const BakeSize& size, PixelFormat format,
                             bool grey, float gamma);
 
