@@ -45,6 +45,7 @@ std::uint64_t machineMemoryBytes();
 struct DecodedImage {
     std::uint32_t width = 0, height = 0, channels = 0;
     PixelFormat format = PixelFormat::Byte;
+    bool linear = false;                  ///< measured values: no gamma applies
     std::shared_ptr<std::byte[]> pixels;  ///< rows from the top, channels interleaved
     std::unique_ptr<MemoryShare> share;   ///< until the image is finished
     std::string note;                     ///< what is odd about an image that is shown all the same

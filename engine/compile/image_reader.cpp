@@ -9,6 +9,7 @@
 #include <limits>
 
 #include "engine/compile/image_formats.h"
+#include "engine/compile/photometry.h"
 
 namespace Lumora::engine {
 
@@ -20,6 +21,12 @@ struct File {
     std::size_t size = 0;
     FileBytes span() const { return {bytes.get(), size}; }
 };
+
+/// Photometric files have no mark of their own and are known by their names.
+const ImageDecoder* decoderOf(const std::string& path, FileBytes head) {
+    const ImageDecoder* photometric = photometricDecoder(path);
+    return photometric ? photometric : imageDecoder(head);
+}
 
 File readWhole(const std::string& path) {
     std::error_code error;
@@ -33,8 +40,8 @@ File readWhole(const std::string& path) {
     // Looked at before the rest is read: a film that somebody named as a texture is not for the memory.
     unsigned char head[16];
     stream.read(reinterpret_cast<char*>(head), sizeof head);
-    if (!imageDecoder({head, static_cast<std::size_t>(stream.gcount())})) {
-        throw ImageFault("it is neither PNG, JPEG, EXR nor HDR, which are what the engine reads");
+    if (!decoderOf(path, {head, static_cast<std::size_t>(stream.gcount())})) {
+        throw ImageFault("it is neither PNG, JPEG, EXR, HDR, IES nor LDT, which are what the engine reads");
     }
     if (size > kMaxImageBytes) throw ImageFault("it is too large");
     stream.clear();
@@ -139,9 +146,11 @@ ImageTexturePtr readImageFile(const std::string& path, ImageImport import, std::
         DecodedImage image;
         {
             const File file = readWhole(path);
-            image = imageDecoder(file.span())->decode(file.span());
+            image = decoderOf(path, file.span())->decode(file.span());
         }
-        const Target target = targetOf(image.format, import);
+        Target target = targetOf(image.format, import);
+        if (image.linear) target.format = image.format;
+        const bool linear = image.linear;
         image = convert(std::move(image), target);
         const std::size_t values = std::size_t{image.width} * image.height * image.channels;
         bool odd = false;
@@ -151,7 +160,7 @@ ImageTexturePtr readImageFile(const std::string& path, ImageImport import, std::
         why = std::move(image.note);
         if (odd) why += (why.empty() ? "" : "; ") + std::string("it has values that are no finite numbers");
         return std::make_shared<ImageTexture>(image.width, image.height, image.channels, image.format,
-                                              image.pixels.get(), image.bytes(), image.pixels);
+                                              image.pixels.get(), image.bytes(), image.pixels, linear);
     } catch (const std::bad_alloc&) {
         why = "there is not enough memory for it";
     } catch (const std::exception& e) {

@@ -5,7 +5,7 @@
 
 #include <unordered_map>
 
-#include "engine/render/surface.h"
+#include "engine/render/world_polygon.h"
 
 namespace Lumora::engine {
 
@@ -186,6 +186,7 @@ public:
     }
 
     std::shared_ptr<const Lights> compile(const Geometry* previousGeometry, const Lights* previous) {
+        collectPortals();
         collectSets(setsOf(previousGeometry, previous));
         if (out_->sets.empty()) return out_;
         collectInstances();
@@ -199,6 +200,38 @@ public:
 private:
     const Glow& slotGlow(std::size_t mesh, std::size_t slot) const {
         return glow_[shading_.slotMaterials[geometry_.meshSlot[mesh] + slot]];
+    }
+
+    void collectPortals() {
+        std::vector<Portal>& portals = out_->portals;
+        for (const Instance& instance : geometry_.instances) {
+            const CompiledMesh& mesh = *geometry_.meshes[instance.mesh];
+            const std::uint32_t first = geometry_.meshSlot[instance.mesh], count = geometry_.meshSlots[instance.mesh];
+            bool any = false;
+            for (std::uint32_t s = 0; s < count; ++s) {
+                any = any || shading_.materials[shading_.slotMaterials[first + s]].portal;
+            }
+            for (std::uint32_t p = 0; any && p < mesh.polygons; ++p) {
+                if (!shading_.materials[shading_.slotMaterials[first + mesh.material(p)]].portal) continue;
+                const WorldPolygon world(instance, mesh, p);
+                const Float3 n = normalize(cross(world.first, world.second));
+                portals.push_back({world.origin, world.first, world.second, n, world.area, !world.parallelogram});
+                if (world.otherArea > 0.0f) {
+                    portals.push_back({world.otherOrigin, world.otherFirst, world.otherSecond,
+                                       normalize(cross(world.otherFirst, world.otherSecond)), world.otherArea, true});
+                }
+                if (portals.size() > 16 * kMaxPortals) keepLargest(portals);
+            }
+        }
+        std::erase_if(portals, [](const Portal& p) { return !(p.area > 0.0f) || !std::isfinite(p.area); });
+        keepLargest(portals);
+    }
+
+    static void keepLargest(std::vector<Portal>& portals) {
+        if (portals.size() <= kMaxPortals) return;
+        std::stable_sort(portals.begin(), portals.end(),
+                         [](const Portal& a, const Portal& b) { return a.area > b.area; });
+        portals.resize(kMaxPortals);
     }
 
     void collectSets(const SetsByMesh& ready) {

@@ -231,6 +231,7 @@ Material MaterialCompiler::describe(const NodeRecord& node) {
     if (node.type == NT_MAT_PORTAL) {
         m.kind = MaterialKind::Clear;
         m.opaque = false;
+        m.portal = nodes_.flag(node, P_ENABLED, true);
         return m;
     }
     if (node.type == NT_MAT_MIX) {

@@ -110,6 +110,7 @@ void TextureCompiler::describeMapping(const NodeRecord& node, TextureNode& out) 
 
 ImageLookup TextureCompiler::lookupOf(ImageTexturePtr image, float gamma, int border) {
     ImageLookup lookup;
+    if (image->linear()) gamma = 1.0f;
     lookup.gamma = gamma;
     lookup.border = static_cast<BorderMode>(std::clamp(border, 0, 4));
     auto& table = memory_.decodeTables_[{image->format(), gamma}];

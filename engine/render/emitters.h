@@ -43,7 +43,19 @@ struct Emitter {
     Matrix<float> toObject;
 };
 
+/// A polygon through which light from the environment comes into a closed space: a parallelogram, or half of one.
+struct Portal {
+    Float3 origin, first, second;  ///< a corner and the edges from it
+    Float3 normal;
+    float area = 0.0f;
+    bool triangle = false;
+};
+
+/// More portals than this would cost more than they save; the largest are taken.
+inline constexpr std::size_t kMaxPortals = 64;
+
 struct Lights {
+    std::vector<Portal> portals;
     std::vector<std::shared_ptr<const EmitterSet>> sets;
     std::vector<Emitter> emitters;
     LightTree tree;                              ///< over the emitters, in the world

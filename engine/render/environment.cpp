@@ -78,6 +78,11 @@ void EnvironmentSource::measure() {
 }
 
 Float3 Environment::sample(Float2 u, Float3& direction, float& pdf) const {
+    if (source->distribution.empty()) {
+        direction = sampleSphere(u);
+        pdf = 0.25f * kInvPi;
+        return radiance(direction);
+    }
     const Float2 uv = source->distribution.sample(u, pdf);
     direction = mapToDirection(uv);
     const float sinTheta = std::sin((1.0f - uv.y) * kPi);
@@ -86,7 +91,7 @@ Float3 Environment::sample(Float2 u, Float3& direction, float& pdf) const {
 }
 
 float Environment::pdf(Float3 direction) const {
-    if (source->distribution.empty()) return 0.0f;
+    if (source->distribution.empty()) return 0.25f * kInvPi;
     const Float2 uv = directionToMap(direction);
     const float sinTheta = std::sin((1.0f - uv.y) * kPi);
     return sinTheta > 0.0f ? source->distribution.pdf(uv) / (2.0f * kPi * kPi * sinTheta) : 0.0f;

@@ -38,7 +38,7 @@ struct Environment {
     }
     float sunIrradiance() const { return luminance(sunRadiance) * 2.0f * kPi * (1.0f - sunCosine); }
     float meanLuminance() const { return source->meanLuminance * power; }
-    /// Whether sample() has anything to give.
+    /// Whether light samples of it are worth their while: what is even all around is found by chance as well.
     bool canSample() const { return sampled && !source->distribution.empty() && meanLuminance() > 0.0f; }
     /// Direction, its radiance and density by solid angle.
     Float3 sample(Float2 u, Float3& direction, float& pdf) const;

@@ -29,14 +29,15 @@ class ImageTexture {
 public:
     /// The memory belongs to `owner`.
     ImageTexture(std::uint32_t width, std::uint32_t height, std::uint32_t channels, PixelFormat format,
-                 const void* pixels, std::size_t bytes, std::shared_ptr<const void> owner)
+                 const void* pixels, std::size_t bytes, std::shared_ptr<const void> owner, bool linear = false)
         : width_(width),
           height_(height),
           channels_(channels),
           format_(format),
           pixels_(pixels),
           bytes_(bytes),
-          owner_(std::move(owner)) {}
+          owner_(std::move(owner)),
+          linear_(linear) {}
 
     std::uint32_t width() const { return width_; }
     std::uint32_t height() const { return height_; }
@@ -44,6 +45,7 @@ public:
     PixelFormat format() const { return format_; }
     std::size_t bytes() const { return bytes_; }
     const void* pixels() const { return pixels_; }
+    bool linear() const { return linear_; }  ///< measured values: a texture's gamma does not apply
 
     /// One pixel, undecoded (integers as 0 to 1). Inside the image.
     Rgba texel(std::uint32_t x, std::uint32_t y) const;
@@ -54,6 +56,7 @@ private:
     const void* pixels_;
     std::size_t bytes_;
     std::shared_ptr<const void> owner_;
+    bool linear_;
 };
 
 using ImageTexturePtr = std::shared_ptr<const ImageTexture>;

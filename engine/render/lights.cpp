@@ -1,65 +1,12 @@
 #include "engine/render/lights.h"
 
+#include "engine/render/portals.h"
 #include "engine/render/sampling.h"
+#include "engine/render/world_polygon.h"
 
 namespace Lumora::engine {
 
 namespace {
-
-constexpr float kBelowOne = 0x1.fffffep-1f;
-
-/// A polygon of a mesh as an instance shows it. A quad that is a parallelogram is sampled as a whole.
-struct WorldPolygon {
-    Float3 origin, first, second;                 ///< a corner and the edges to its neighbours
-    Float3 otherOrigin, otherFirst, otherSecond;  ///< the second half of any other quad
-    float area = 0.0f, otherArea = 0.0f;
-    bool parallelogram = false;
-
-    WorldPolygon(const Instance& instance, const CompiledMesh& mesh, std::uint32_t polygon) {
-        const std::uint32_t c = mesh.corner(polygon);
-        const bool quad = mesh.corners(polygon) == 4;
-        const auto vertex = [&](std::uint32_t i) {
-            return (*mesh.vertices)[static_cast<std::size_t>((*mesh.vertexIndices)[c + i])];
-        };
-        const Float3 p0 = vertex(0), p1 = vertex(1), p2 = vertex(quad ? 3 : 2);
-        origin = transformPoint(instance.toWorld, p0);
-        first = transformVector(instance.toWorld, p1 - p0);
-        second = transformVector(instance.toWorld, p2 - p0);
-        area = length(cross(first, second));
-        if (!quad) {
-            area *= 0.5f;
-            return;
-        }
-        const Float3 opposite = vertex(2);
-        const Float3 gap = opposite - p1 - p2 + p0, diagonal = opposite - p0;
-        parallelogram = dot(gap, gap) <= 1e-10f * dot(diagonal, diagonal);
-        if (parallelogram) return;
-        area *= 0.5f;
-        otherOrigin = transformPoint(instance.toWorld, opposite);
-        otherFirst = transformVector(instance.toWorld, p2 - opposite);
-        otherSecond = transformVector(instance.toWorld, p1 - opposite);
-        otherArea = 0.5f * length(cross(otherFirst, otherSecond));
-    }
-    float wholeArea() const { return area + otherArea; }
-};
-
-struct PolygonPoint {
-    Float3 position, edgeA, edgeB;
-    float u = 0.0f, v = 0.0f;  ///< as Embree reports them
-};
-
-PolygonPoint pointOn(const WorldPolygon& p, bool quad, Float2 u) {
-    if (p.parallelogram) return {p.origin + p.first * u.x + p.second * u.y, p.first, p.second, u.x, u.y};
-    const float chance = p.wholeArea() > 0.0f ? p.area / p.wholeArea() : 1.0f;
-    const bool other = quad && u.x >= chance;
-    u.x = std::min(other ? (u.x - chance) / (1.0f - chance) : u.x / chance, kBelowOne);
-    const Float2 b = sampleTriangle(u);
-    if (other) {
-        return {p.otherOrigin + p.otherFirst * b.x + p.otherSecond * b.y, p.otherFirst, p.otherSecond, 1.0f - b.x,
-                1.0f - b.y};
-    }
-    return {p.origin + p.first * b.x + p.second * b.y, p.first, p.second, b.x, b.y};
-}
 
 LightReceiver worldReceiver(const LightQuery& query) {
     return {query.position, query.normal, query.bothSides, query.mask};
@@ -193,7 +140,7 @@ LightSample sampleEmitter(const RenderScene& scene, float chance, const LightQue
     const std::uint32_t polygon = set.polygons[place];
     const CompiledMesh& mesh = *scene.geometry->meshes[instance.mesh];
     const WorldPolygon world(instance, mesh, polygon);
-    const PolygonPoint point = pointOn(world, mesh.corners(polygon) == 4, u);
+    const PolygonPoint point = pointOn(world, u);
     const Float3 d = point.position - query.position;
     const float distance2 = dot(d, d);
     if (!(distance2 > 0.0f)) return s;
@@ -263,7 +210,8 @@ LightChoice::LightChoice(const RenderScene& scene)
     : mask(scene.kernel.lightMask), invertedMask(scene.kernel.lightMaskInverted) {
     emitters = scene.lights->any();
     if (const Environment* e = scene.environment.get()) {
-        environment = e->canSample();
+        const bool openings = !scene.lights->portals.empty() && e->meanLuminance() > 0.0f;
+        environment = e->canSample() || openings;
         sun = !isBlack(e->sunRadiance) && e->sunCosine < 1.0f;
     }
 }
@@ -304,7 +252,21 @@ LightSample sampleLight(const RenderScene& scene, const LightChoice& choice, con
     pick -= static_cast<double>(c.emitters);
     if (c.environment > 0.0f && (pick < static_cast<double>(c.environment) || !(c.sun > 0.0f))) {
         LightSample s;
-        s.radiance = scene.environment->sample({u[2], u[3]}, s.direction, s.pdf);
+        const Environment& environment = *scene.environment;
+        const float share = portalShare(*scene.lights);
+        const auto portion = static_cast<float>(std::min(pick / static_cast<double>(c.environment), 0.99999999));
+        if (portion < share) {
+            float portalDensity = 0.0f;
+            s.direction = samplePortals(*scene.lights, query.position, portion / share, {u[2], u[3]}, portalDensity);
+            s.radiance = environment.radiance(s.direction);
+            s.pdf = share * portalDensity + (1.0f - share) * environment.pdf(s.direction);
+            if (!(portalDensity > 0.0f)) return {};
+        } else {
+            s.radiance = environment.sample({u[2], u[3]}, s.direction, s.pdf);
+            if (share > 0.0f) {
+                s.pdf = share * portalPdf(*scene.lights, query.position, s.direction) + (1.0f - share) * s.pdf;
+            }
+        }
         s.pdf *= c.environment;
         s.environment = true;
         s.onSpecular = !seesVisible(scene, RayKind::Specular);
@@ -357,7 +319,15 @@ SkyLight skyLight(const RenderScene& scene, const LightChoice& choice, const Lig
     const Chances c = sampled && (choice.environment || choice.sun) ? chancesAt(scene, choice, query) : Chances{};
     if (query.mask & kEnvironmentBit) {
         s.environment = e->radiance(direction);
-        if (c.environment > 0.0f) s.environmentPdf = c.environment * e->pdf(direction);
+        if (c.environment > 0.0f) {
+            const float share = portalShare(*scene.lights);
+            s.environmentPdf = e->pdf(direction);
+            if (share > 0.0f) {
+                s.environmentPdf =
+                    share * portalPdf(*scene.lights, query.position, direction) + (1.0f - share) * s.environmentPdf;
+            }
+            s.environmentPdf *= c.environment;
+        }
     }
     if (query.mask & kSunBit) {
         s.sun = e->sunDisc(direction);

@@ -66,6 +66,7 @@ struct Material {
     bool smooth = true;        ///< shade with the mesh's normals
     bool textured = false;     ///< some texture of it varies over the surface
     bool opaque = true;        ///< opacity is one everywhere
+    bool portal = false;       ///< light from the environment comes in through it
     bool matte = false;        ///< catches shadows and is otherwise not there
     bool fakeShadows = false;  ///< shadow rays pass straight through what refracts
     bool affectAlpha = false;  ///< what is seen by refraction counts as seen directly for the alpha channel

@@ -26,6 +26,12 @@ inline Float3 sampleCosineHemisphere(Float2 u) {
     return {d.x, d.y, std::sqrt(std::max(0.0f, 1.0f - d.x * d.x - d.y * d.y))};
 }
 
+/// Direction of the whole sphere; density 1 / (4 pi).
+inline Float3 sampleSphere(Float2 u) {
+    const float z = 1.0f - 2.0f * u.x, r = std::sqrt(std::max(0.0f, 1.0f - z * z)), phi = 2.0f * kPi * u.y;
+    return {r * std::cos(phi), r * std::sin(phi), z};
+}
+
 /// Direction inside a cone around +z, uniform in solid angle; density 1 / (2 pi (1 - cosMax)).
 inline Float3 sampleCone(Float2 u, float cosMax) {
     const float z = 1.0f - u.x * (1.0f - cosMax);

@@ -120,7 +120,8 @@ void Sky::prepareAnalytic() {
     // Valid for turbidities from 1.7 on; the sun may not be below the horizon, where the sky fades with twilight.
     const float t = std::clamp(p_.turbidity, 1.7f, 10.0f);
     const float height = std::asin(std::clamp(p_.sunDirection.y, -1.0f, 1.0f));
-    twilight_ = smoothStep(-12.0f * kDegree, 2.0f * kDegree, height);
+    twilight_ = smoothStep(-8.0f * kDegree, 8.0f * kDegree, height);
+    twilight_ *= twilight_;
     const float s = std::min(0.5f * kPi - height, 88.0f * kDegree);
     perez_.a = {0.1787f * t - 1.4630f, -0.0193f * t - 0.2592f, -0.0167f * t - 0.2608f};
     perez_.b = {-0.3554f * t + 0.4275f, -0.0665f * t + 0.0008f, -0.0950f * t + 0.0092f};
