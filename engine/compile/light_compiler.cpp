@@ -170,10 +170,11 @@ using SetsByMesh = std::unordered_map<const CompiledMesh*, std::shared_ptr<const
 SetsByMesh setsOf(const Geometry* geometry, const Lights* lights) {
     SetsByMesh out;
     if (!geometry || !lights) return out;
+    std::vector<bool> seen(lights->sets.size());
     for (const Emitter& e : lights->emitters) {
-        if (e.instance < geometry->instances.size()) {
-            out[geometry->meshes[geometry->instances[e.instance].mesh].get()] = lights->sets[e.set];
-        }
+        if (seen[e.set] || e.instance >= geometry->instances.size()) continue;
+        seen[e.set] = true;
+        out[geometry->meshes[geometry->instances[e.instance].mesh].get()] = lights->sets[e.set];
     }
     return out;
 }

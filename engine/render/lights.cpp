@@ -140,7 +140,7 @@ LightSample sampleEmitter(const RenderScene& scene, float chance, const LightQue
     const std::uint32_t polygon = set.polygons[place];
     const CompiledMesh& mesh = *scene.geometry->meshes[instance.mesh];
     const WorldPolygon world(instance, mesh, polygon);
-    const PolygonPoint point = pointOn(world, u);
+    const PolygonPoint point = pointOn(world, query.position, u);
     const Float3 d = point.position - query.position;
     const float distance2 = dot(d, d);
     if (!(distance2 > 0.0f)) return s;
@@ -151,7 +151,7 @@ LightSample sampleEmitter(const RenderScene& scene, float chance, const LightQue
     if (determinant(instance.toWorld) < 0.0f) normal = -normal;
     const float facing = -dot(normal, s.direction), cosine = std::abs(facing);
     if (!(cosine > 0.0f)) return s;
-    s.pdf = chance * chosen * distance2 / (cosine * world.wholeArea());
+    s.pdf = chance * chosen * pointDensity(world, query.position, distance2, cosine);
     const MaterialId id =
         scene.shading->slotMaterials[scene.geometry->meshSlot[instance.mesh] + mesh.material(polygon)];
     const Material& material = scene.shading->materials[id];
@@ -304,9 +304,7 @@ float emitterPdf(const RenderScene& scene, const LightChoice& choice, const Ligh
     const WorldPolygon world(instance, *scene.geometry->meshes[instance.mesh], hit.polygon);
     const Float3 d = surface.position - query.position;
     const float distance2 = dot(d, d), cosine = std::abs(dot(surface.normal, d)) / std::sqrt(distance2);
-    const float area = world.wholeArea();
-    if (!(cosine > 0.0f) || !(area > 0.0f)) return 0.0f;
-    return chosen * distance2 / (cosine * area);
+    return chosen * pointDensity(world, query.position, distance2, cosine);
 }
 
 SkyLight skyLight(const RenderScene& scene, const LightChoice& choice, const LightQuery& query, Float3 direction,

@@ -45,7 +45,11 @@ struct PolygonPoint {
     float u = 0.0f, v = 0.0f;  ///< as Embree reports them
 };
 
-/// A point of the polygon, uniform by area. u: two uniform numbers.
-PolygonPoint pointOn(const WorldPolygon& p, Float2 u);
+/// A point of the polygon for whoever looks from there. u: two uniform numbers.
+PolygonPoint pointOn(const WorldPolygon& p, Float3 from, Float2 u);
+
+/// Density by solid angle with which pointOn() chooses a point at that squared distance, whose surface is seen under
+/// that cosine. Rectangles that fill much of the view are sampled by solid angle, all else by area.
+float pointDensity(const WorldPolygon& p, Float3 from, float distance2, float cosine);
 
 }  // namespace Lumora::engine

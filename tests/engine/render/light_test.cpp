@@ -163,6 +163,42 @@ TEST(Lights, DensityMeasuresSolidAngle) {
     measureSolidAngles(*built.scene, {{}, {0, -1, 0}}, 0.0, down);
 }
 
+/// A large rectangle close by, where the choice is by solid angle and not by area.
+TEST(Lights, NearRectanglesAreChosenByTheirSolidAngle) {
+    for (const Float3 at : {Float3{0, 0.7f, 0}, Float3{0.6f, 0.5f, 0.9f}, Float3{-0.99f, 0.9f, 0.2f}}) {
+        Scene scene(8, 8, 1);
+        const NodeRecordPtr mesh = scene.keep(MeshData()
+                                                  .quad({-1, 1, 1.5f}, {-1, 1, -1.5f}, {1, 1, -1.5f}, {1, 1, 1.5f})
+                                                  .node({scene.emitter(splat(1.0f))}));
+        const Built built(scene.delta(mesh));
+        const double h = 1.0 - static_cast<double>(at.y);
+        // The rectangle in four, each with a corner above the point.
+        const auto corner = [&](double a, double b) {
+            return std::atan(a * b / (h * std::sqrt(a * a + b * b + h * h)));
+        };
+        const double x0 = 1.0 - static_cast<double>(at.x), x1 = 1.0 + static_cast<double>(at.x);
+        const double z0 = 1.5 - static_cast<double>(at.z), z1 = 1.5 + static_cast<double>(at.z);
+        const double angle = corner(x0, z0) + corner(x0, z1) + corner(x1, z0) + corner(x1, z1);
+        measureSolidAngles(*built.scene, {at, {0, 1, 0}}, angle, 0.0);
+        // All samples have the same density, and the light's directions have the right mean.
+        const LightChoice choice(*built.scene);
+        const float u[4] = {0.3f, 0.1f, 0.7f, 0.4f};
+        EXPECT_NEAR(1.0 / sampleLight(*built.scene, choice, {at, {0, 1, 0}}, u).pdf, angle, 1e-3 * angle);
+        double irradiance = 0.0, wanted = 0.0;
+        constexpr int kEdge = 200;
+        for (int i = 0; i < kEdge * kEdge; ++i) {
+            const Float2 v = {(static_cast<float>(i % kEdge) + 0.5f) / kEdge,
+                              (static_cast<float>(i / kEdge) + 0.5f) / kEdge};
+            const float w[4] = {0.5f, 0.5f, v.x, v.y};
+            irradiance +=
+                static_cast<double>(sampleLight(*built.scene, choice, {at, {0, 1, 0}}, w).direction.y) * angle;
+            const Float3 d = Float3{2 * v.x - 1, 1, 3 * v.y - 1.5f} - at;
+            wanted += h * h / std::pow(static_cast<double>(dot(d, d)), 2.0) * 6.0;
+        }
+        EXPECT_NEAR(irradiance, wanted, 0.01 * wanted);
+    }
+}
+
 /// More polygons than a tree has leaves: a sheet of 300 by 300.
 TEST(Lights, VeryManyPolygonsShareLeaves) {
     constexpr int kEdge = 300;
