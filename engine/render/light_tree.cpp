@@ -57,8 +57,9 @@ float LightBounds::importance(Float3 point, Float3 normal, bool receiveBoth, std
     if (!(mask & lights)) return 0.0f;
     const Float3 d = center - point;
     const float distance2 = dot(d, d), radius2 = radius * radius;
-    // Inside the sphere neither distance nor direction says what is near.
-    if (distance2 <= radius2) return power / std::max(radius2, 1e-20f);
+    // Inside the sphere direction says nothing. What is near counts for more than what is far, so a set of lights is
+    // worth more to a point in its midst than its mean distance tells; the limit was found by trying.
+    if (distance2 <= radius2) return power / std::max(std::max(distance2, 0.04f * radius2), 1e-20f);
     const float inverse = 1.0f / std::sqrt(distance2);
     const Float3 toLight = d * inverse;
     // The sphere fills a cone of directions of this half angle.
