@@ -79,6 +79,8 @@ std::shared_ptr<const Environment> SceneCompiler::environment(EnvironmentCompile
                                                               const std::shared_ptr<const Environment>& old) {
     if (!dependency.stale && dependency.root == node) return old;
     Reading reading(nodes_, dependency, node);
+    // What is not connected is not kept either.
+    if (!node) compiler = {};
     auto made = node ? compiler.compile(nodes_, node, images_, log_) : nullptr;
     reading.finish();
     return made;

@@ -166,12 +166,16 @@ std::shared_ptr<const Atmosphere> Atmosphere::of(float turbidity) {
     static std::mutex lock;
     static std::shared_ptr<const Atmosphere> last;
     static float lastTurbidity = 0.0f;
-    const std::lock_guard guard(lock);
-    if (!last || lastTurbidity != turbidity) {
-        last = std::make_shared<const Atmosphere>(turbidity);
-        lastTurbidity = turbidity;
+    {
+        const std::lock_guard guard(lock);
+        if (last && lastTurbidity == turbidity) return last;
     }
-    return last;
+    // Made without the lock: it takes a while, and works on all processors.
+    auto made = std::make_shared<const Atmosphere>(turbidity);
+    const std::lock_guard guard(lock);
+    last = made;
+    lastTurbidity = turbidity;
+    return made;
 }
 
 float Atmosphere::hazePhase(float c) {
