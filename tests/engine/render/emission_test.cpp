@@ -149,13 +149,13 @@ TEST(Emission, SwitchesDoWhatTheySay) {
         {"an id that the kernel takes out",
          [&](Node& e, Floor& f) {
              e.set(P_LIGHT_PASS_ID, 3);
-             f.scene.kernel.connect(P_LIGHT_IDS, ids(f, 1 << 4)).set(P_LIGHT_IDS_ACTION, 1);
+             f.scene.kernel.connect(P_LIGHT_IDS, ids(f, 1 << 4)).set(P_LIGHT_IDS_ACTION, 0);
          },
          0.0f},
         {"the only id that the kernel takes in",
          [&](Node& e, Floor& f) {
              e.set(P_LIGHT_PASS_ID, 3);
-             f.scene.kernel.connect(P_LIGHT_IDS, ids(f, 1 << 4)).set(P_LIGHT_IDS_ACTION, 0);
+             f.scene.kernel.connect(P_LIGHT_IDS, ids(f, 1 << 4)).set(P_LIGHT_IDS_ACTION, 1);
          },
          1.0f},
         {"the floor's mask turned about",
