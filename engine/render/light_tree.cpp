@@ -24,26 +24,43 @@ float sineLess(float cosA, float sinA, float cosB, float sinB) {
     return cosA > cosB ? 0.0f : sinA * cosB - cosA * sinB;
 }
 
-/// Measure of the directions that a cone of normals lights, for the cost of a split: the integral of the cosine over
-/// the cone widened by a quarter turn, as in the paper.
-float orientationMeasure(const LightBounds& b) {
-    if (b.axis == Float3{} || b.bothSides) return 4.0f * kPi;
-    const float o = std::acos(std::clamp(b.cosine, -1.0f, 1.0f)), w = std::min(o + 0.5f * kPi, kPi);
-    const float s = std::sin(o);
-    return 2.0f * kPi * (1.0f - b.cosine) +
-           0.5f * kPi * (2.0f * w * s - std::cos(o - 2.0f * w) - 2.0f * o * s + b.cosine);
-}
-
-/// Cost of a set of lights up to a factor; a sphere's area stands for that of a box.
-float cost(const LightBounds& b) {
-    return b.power * orientationMeasure(b) * b.radius * b.radius;
-}
-
 struct Box {
     Float3 lower = splat(kInfinity), upper = splat(-kInfinity);
     void add(Float3 p) {
         lower = {std::min(lower.x, p.x), std::min(lower.y, p.y), std::min(lower.z, p.z)};
         upper = {std::max(upper.x, p.x), std::max(upper.y, p.y), std::max(upper.z, p.z)};
+    }
+};
+
+/// What the cost of a split asks of a set of lights, summed up without the unions of cones, which are dear: box, power,
+/// and how far the axes agree.
+struct Summary {
+    Box box;
+    Float3 axes;
+    float power = 0.0f;
+    std::size_t count = 0;
+
+    void add(const LightBounds& b) {
+        box.add(b.center - splat(b.radius));
+        box.add(b.center + splat(b.radius));
+        axes += b.axis * b.power;
+        power += b.power;
+        ++count;
+    }
+    void add(const Summary& s) {
+        if (s.count == 0) return;
+        box.add(s.box.lower);
+        box.add(s.box.upper);
+        axes += s.axes;
+        power += s.power;
+        count += s.count;
+    }
+    float cost() const {
+        const Float3 e = box.upper - box.lower;
+        const float agreement = power > 0.0f ? std::min(length(axes) / power, 1.0f) : 1.0f;
+        // Lights in a row have no area to compare; their length does.
+        const float size = e.x * e.y + e.y * e.z + e.z * e.x + 0.01f * dot(e, e);
+        return power * size * (2.0f - agreement);
     }
 };
 
@@ -203,28 +220,21 @@ private:
     /// First bin of the second half; 0: no split leaves lights on both sides.
     template <typename BinOf>
     std::size_t cheapest(std::size_t first, std::size_t last, BinOf binOf) const {
-        std::array<LightBounds, kBins> bins;
-        std::array<std::size_t, kBins> counts{};
-        for (std::size_t i = first; i < last; ++i) {
-            const std::size_t b = binOf(order_[i]);
-            bins[b] = counts[b]++ ? unite(bins[b], items_[order_[i]]) : items_[order_[i]];
-        }
+        std::array<Summary, kBins> bins;
+        for (std::size_t i = first; i < last; ++i) bins[binOf(order_[i])].add(items_[order_[i]]);
         std::array<float, kBins> below{};
-        LightBounds sum;
-        std::size_t count = 0;
+        Summary sum;
         for (std::size_t b = 0; b + 1 < kBins; ++b) {
-            if (counts[b]) sum = count ? unite(sum, bins[b]) : bins[b];
-            count += counts[b];
-            below[b + 1] = count ? cost(sum) : kInfinity;
+            sum.add(bins[b]);
+            below[b + 1] = sum.count ? sum.cost() : kInfinity;
         }
         std::size_t best = 0;
         float least = kInfinity;
-        count = 0;
+        sum = {};
         for (std::size_t b = kBins - 1; b > 0; --b) {
-            if (counts[b]) sum = count ? unite(sum, bins[b]) : bins[b];
-            count += counts[b];
-            if (count == 0 || count == last - first) continue;
-            if (const float c = below[b] + cost(sum); c < least) {
+            sum.add(bins[b]);
+            if (sum.count == 0 || sum.count == last - first) continue;
+            if (const float c = below[b] + sum.cost(); c < least) {
                 least = c;
                 best = b;
             }
