@@ -117,7 +117,7 @@ Rows geometryRows() {
         {NT_TOON_DIRECTIONAL_LIGHT,
          "Toon directional light",
          PT_GEOMETRY,
-         {texture(P_EMIS_TEXTURE, "Color"), number3(P_SUN_DIRECTION, "Direction", {0, -1, 0}),
+         {texture(P_EMIS_TEXTURE, "Color"), number3(P_SUN_DIRECTION, "Direction", {0, 1, 0}),
           number(P_POWER, "Power", 1)}},
     };
 }

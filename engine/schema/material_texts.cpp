@@ -75,7 +75,7 @@ constexpr PinTextRow kRows[] = {
     {P_BRDF, "",
      "Model of the facets: 0 GGX and 4 Beckmann with the light between facets, 1 Beckmann, 2 GGX, 3 Ward, 5 Blinn."},
     {P_ANISOTROPY, "", "Stretches highlights along or across the rotation."},
-    {P_TRANSPARENT_EMISSION, "", "Shines where the opacity is zero, too."},
+    {P_TRANSPARENT_EMISSION, "", "The camera sees it where the opacity is zero, too; an even opacity dims no lamp."},
     {P_VISIBLE_ON_DIFFUSE, "", "Lights diffuse surfaces."},
     {P_VISIBLE_ON_SPECULAR, "", "Seen in reflections and refractions."},
     {P_SPECULAR_MAP, "", "Colour of the metal at normal incidence, by the index mode."},
@@ -106,7 +106,7 @@ constexpr PinTextRow kRows[] = {
      NT_OBJECT_LAYER},
     {P_OBJECT_COLOR, "", "Colour of the object in the pass of object layer colours."},
     {P_OBJECT_LAYER, "", "Visibility and ids of the object."},
-    {P_SUN_DIRECTION, "", "Direction in which the light shines.", NT_TOON_DIRECTIONAL_LIGHT},
+    {P_SUN_DIRECTION, "", "Direction towards the light.", NT_TOON_DIRECTIONAL_LIGHT},
 };
 
 }  // namespace
