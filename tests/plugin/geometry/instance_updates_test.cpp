@@ -185,7 +185,7 @@ TEST_F(InstanceUpdateTest, WhatAMeshInheritsTellsMeshesApart) {
     EXPECT_NE(meshOf(0), meshOf(1)) << "the row's material reaches the row's mesh only";
     // Without the row's tag both are the same again, and the spare mesh goes.
     const std::size_t before = items();
-    row->GetFirstTag()->Remove();
+    row->KillTag(Ttexture);
     EXPECT_NE(pass(), 0);
     EXPECT_EQ(meshOf(0), meshOf(1));
     EXPECT_EQ(items(), before - 1);
