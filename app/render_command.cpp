@@ -66,6 +66,9 @@ PictureSize chooseSize(host::BaseContainer& renderData, const std::optional<Pict
 void applySettings(Renderer& renderer, const Options& options, const PictureFormat& format) {
     if (!options.preset.empty()) renderer.applyPreset(options.preset);
     if (!options.pass.empty()) {
+        // Channels have a kernel of their own; another one would be left aside in silence.
+        if (!options.kernel.empty() && options.kernel != "info")
+            throw Failure(kExitUsage, "--pass shows an info channel; --kernel " + options.kernel + " cannot.");
         renderer.set("channel", options.pass);
         renderer.set("kernel", "info");
     }

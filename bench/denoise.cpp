@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdio>
 
+#include "bench/box_scene.h"
 #include "engine/compile/scene_compiler.h"
 #include "engine/film/denoise.h"
 #include "engine/render/job.h"
@@ -15,25 +16,6 @@ namespace {
 
 constexpr unsigned kWidth = 256, kHeight = 192;
 constexpr std::uint32_t kReference = 1024, kMost = 256;
-
-double seconds(std::chrono::steady_clock::time_point since) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
-}
-
-/// A room lit by a lamp, mostly indirectly.
-NodeRecordPtr room(Scene& scene) {
-    MeshData m;
-    m.quad({-1, -1, 1}, {1, -1, 1}, {1, -1, -1}, {-1, -1, -1}, 0)
-        .quad({-1, 1, -1}, {1, 1, -1}, {1, 1, 1}, {-1, 1, 1}, 0);
-    m.quad({-1, -1, -1}, {1, -1, -1}, {1, 1, -1}, {-1, 1, -1}, 0);
-    m.quad({-1, -1, 1}, {-1, -1, -1}, {-1, 1, -1}, {-1, 1, 1}, 1)
-        .quad({1, -1, -1}, {1, -1, 1}, {1, 1, 1}, {1, 1, -1}, 2);
-    m.quad({-0.3f, 0.99f, -0.3f}, {0.3f, 0.99f, -0.3f}, {0.3f, 0.99f, 0.3f}, {-0.3f, 0.99f, 0.3f}, 3);
-    m.box({-0.6f, -1, -0.6f}, {0, 0.3f, 0}, 0).box({0.1f, -1, 0}, {0.6f, -0.4f, 0.5f}, 0);
-    scene.camera.set(P_POSITION, Float3{0, 0, 4}).set(P_FOV, 38.0f);
-    return scene.keep(m.node({scene.diffuse(splat(0.75f)), scene.diffuse({0.63f, 0.06f, 0.05f}),
-                              scene.diffuse({0.14f, 0.45f, 0.09f}), scene.emitter({17, 12, 6})}));
-}
 
 /// A floor of small tiles of many colours, and balls, under a grey sky and a lamp; `aperture` in centimetres.
 NodeRecordPtr tiles(Scene& scene, float aperture) {
@@ -137,7 +119,7 @@ int main() {
     using namespace Lumora::engine::test;
     {
         Scene scene(kWidth, kHeight, 16);
-        measure("Room", scene, room(scene));
+        measure("Room", scene, cornellBox(scene));
     }
     {
         Scene scene(kWidth, kHeight, 16);

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <ctime>
 
-#include "tests/engine/render/scene_builder.h"
+#include "bench/box_scene.h"
 
 namespace Lumora::engine::test {
 namespace {
@@ -15,38 +15,15 @@ double processorSeconds() {
     return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
 }
 
-/// Five walls around the origin; 0 is grey, 1 red, 2 green.
-void walls(MeshData& m) {
-    m.quad({-1, -1, 1}, {1, -1, 1}, {1, -1, -1}, {-1, -1, -1}, 0);
-    m.quad({-1, 1, -1}, {1, 1, -1}, {1, 1, 1}, {-1, 1, 1}, 0);
-    m.quad({-1, -1, -1}, {1, -1, -1}, {1, 1, -1}, {-1, 1, -1}, 0);
-    m.quad({-1, -1, 1}, {-1, -1, -1}, {-1, 1, -1}, {-1, 1, 1}, 1);
-    m.quad({1, -1, -1}, {1, -1, 1}, {1, 1, 1}, {1, 1, -1}, 2);
-}
-
-std::vector<NodeRecordPtr> wallMaterials(Scene& scene, Float3 lamp) {
-    return {scene.diffuse(splat(0.75f)), scene.diffuse({0.63f, 0.06f, 0.05f}), scene.diffuse({0.14f, 0.45f, 0.09f}),
-            scene.emitter(lamp, true)};
-}
-
-NodeRecordPtr cornellBox(Scene& scene) {
-    MeshData m;
-    walls(m);
-    m.quad({-0.3f, 0.99f, -0.3f}, {0.3f, 0.99f, -0.3f}, {0.3f, 0.99f, 0.3f}, {-0.3f, 0.99f, 0.3f}, 3);
-    m.box({-0.6f, -1, -0.6f}, {0, 0.3f, 0}, 0).box({0.1f, -1, 0}, {0.6f, -0.4f, 0.5f}, 0);
-    scene.camera.set(P_POSITION, Float3{0, 0, 4}).set(P_FOV, 38.0f);
-    return scene.keep(m.node(wallMaterials(scene, {17, 12, 6})));
-}
-
 /// The lamp hangs in a nook and lights the room by way of its back wall.
 NodeRecordPtr nook(Scene& scene) {
     MeshData m;
-    walls(m);
+    boxWalls(m);
     m.quad({0.3f, -0.9f, 0.9f}, {0.3f, -0.9f, -0.92f}, {0.3f, 1, -0.92f}, {0.3f, 1, 0.9f}, 0);
     m.quad({0.6f, 0.9f, 0.4f}, {0.7f, 0.9f, 0.4f}, {0.7f, 0.9f, 0.5f}, {0.6f, 0.9f, 0.5f}, 3);
     m.quad({0.3f, -1, 0.95f}, {1, -1, 0.95f}, {1, 1, 0.95f}, {0.3f, 1, 0.95f}, 0);
     scene.camera.set(P_POSITION, Float3{-0.3f, 0, 3.6f}).set(P_FOV, 36.0f);
-    return scene.keep(m.node(wallMaterials(scene, splat(300))));
+    return scene.keep(m.node(boxMaterials(scene, splat(300), true)));
 }
 
 /// A rolling sheet of a million quads under a bright sky.

@@ -4,6 +4,7 @@
 #include <ctime>
 #include <thread>
 
+#include "bench/box_scene.h"
 #include "engine/compile/scene_compiler.h"
 #include "engine/render/integrator.h"
 #include "tests/engine/render/scene_builder.h"
@@ -11,34 +12,12 @@
 namespace Lumora::engine::test {
 namespace {
 
-double seconds(std::chrono::steady_clock::time_point since) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
-}
-
-NodeRecordPtr cornellBox(Scene& scene) {
-    MeshData m;
-    m.quad({-1, -1, 1}, {1, -1, 1}, {1, -1, -1}, {-1, -1, -1}, 0)
-        .quad({-1, 1, -1}, {1, 1, -1}, {1, 1, 1}, {-1, 1, 1}, 0);
-    m.quad({-1, -1, -1}, {1, -1, -1}, {1, 1, -1}, {-1, 1, -1}, 0);
-    m.quad({-1, -1, 1}, {-1, -1, -1}, {-1, 1, -1}, {-1, 1, 1}, 1)
-        .quad({1, -1, -1}, {1, -1, 1}, {1, 1, 1}, {1, 1, -1}, 2);
-    m.quad({-0.3f, 0.99f, -0.3f}, {0.3f, 0.99f, -0.3f}, {0.3f, 0.99f, 0.3f}, {-0.3f, 0.99f, 0.3f}, 3);
-    m.box({-0.6f, -1, -0.6f}, {0, 0.3f, 0}, 0).box({0.1f, -1, 0}, {0.6f, -0.4f, 0.5f}, 0);
-    scene.camera.set(P_POSITION, Float3{0, 0, 4}).set(P_FOV, 38.0f);
-    return scene.keep(m.node({scene.diffuse(splat(0.75f)), scene.diffuse({0.63f, 0.06f, 0.05f}),
-                              scene.diffuse({0.14f, 0.45f, 0.09f}), scene.emitter({17, 12, 6})}));
-}
-
 /// The box with three spheres in place of the blocks: diffuse, rough metal, clear glass.
 NodeRecordPtr spheresInBox(Scene& scene, int depth) {
     MeshData m;
-    m.quad({-1, -1, 1}, {1, -1, 1}, {1, -1, -1}, {-1, -1, -1}, 0)
-        .quad({-1, 1, -1}, {1, 1, -1}, {1, 1, 1}, {-1, 1, 1}, 0);
-    m.quad({-1, -1, -1}, {1, -1, -1}, {1, 1, -1}, {-1, 1, -1}, 0);
-    m.quad({-1, -1, 1}, {-1, -1, -1}, {-1, 1, -1}, {-1, 1, 1}, 1)
-        .quad({1, -1, -1}, {1, -1, 1}, {1, 1, 1}, {1, 1, -1}, 2);
-    m.quad({-0.3f, 0.99f, -0.3f}, {0.3f, 0.99f, -0.3f}, {0.3f, 0.99f, 0.3f}, {-0.3f, 0.99f, 0.3f}, 3);
-    scene.camera.set(P_POSITION, Float3{0, 0, 4}).set(P_FOV, 38.0f);
+    boxWalls(m);
+    boxLamp(m);
+    lookIntoBox(scene);
     scene.kernel.set(P_MAX_DIFFUSE_DEPTH, depth).set(P_MAX_GLOSSY_DEPTH, depth);
     const auto constantOn = [&](Node node, PinId pin, Float3 value) {
         return node.connect(pin, scene.keep(rgb(value)));
@@ -47,9 +26,7 @@ NodeRecordPtr spheresInBox(Scene& scene, int depth) {
     metal.connect(P_ROUGHNESS, scene.keep(constant(0.4f)));
     Node glass(NT_MAT_SPECULAR);
     glass.set(P_INDEX, 1.5f);
-    std::vector<NodeRecordPtr> parts = {
-        scene.keep(m.node({scene.diffuse(splat(0.75f)), scene.diffuse({0.63f, 0.06f, 0.05f}),
-                           scene.diffuse({0.14f, 0.45f, 0.09f}), scene.emitter({17, 12, 6})}))};
+    std::vector<NodeRecordPtr> parts = {scene.keep(m.node(boxMaterials(scene)))};
     const std::vector<NodeRecordPtr> materials = {scene.diffuse({0.3f, 0.4f, 0.7f}), scene.keep(metal),
                                                   scene.keep(glass)};
     const Float3 centers[] = {{-0.55f, -0.65f, -0.3f}, {0.0f, -0.65f, -0.6f}, {0.5f, -0.65f, 0.2f}};

@@ -94,7 +94,7 @@ struct PluginPrefs {
 
     // Switches of the Live Viewer's menu that last as long as the program. Motion blur of a render that the artist
     // works with; a final render follows the camera tag alone.
-    bool cameraMotionBlur = true, objectMotionBlur = true, vertexMotionBlur = true;
+    bool cameraMotionBlur = true, objectMotionBlur = true;
 
 private:
     void publish() const;  ///< copies what custom GUIs read to the globals

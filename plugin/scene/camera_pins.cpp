@@ -40,6 +40,20 @@ const TagPin kPins[] = {
     {1532, P_UV_REGION_SIZE, Form::Vector2, 0, {1, 1, 0}, ON_BAKING},
 };
 
+/// The set that a camera node belongs to; 0 for one without pins of the tag.
+UChar cameraNodesOf(NodeType type) {
+    switch (type) {
+        case NT_CAM_THINLENS:
+            return ON_THIN_LENS;
+        case NT_CAM_PANORAMIC:
+            return ON_PANORAMIC;
+        case NT_CAM_BAKING:
+            return ON_BAKING;
+        default:
+            return 0;
+    }
+}
+
 }  // namespace
 
 bool writeTagPin(ApiNode* node, const TagPin& row, const BaseContainer& tag) {
@@ -58,19 +72,6 @@ bool writeTagPin(ApiNode* node, const TagPin& row, const BaseContainer& tag) {
             return setFloat3IfChanged(node, row.pin, toFloat3(tag.GetVector(row.id, row.vector)));
     }
     return false;
-}
-
-UChar cameraNodesOf(NodeType type) {
-    switch (type) {
-        case NT_CAM_THINLENS:
-            return ON_THIN_LENS;
-        case NT_CAM_PANORAMIC:
-            return ON_PANORAMIC;
-        case NT_CAM_BAKING:
-            return ON_BAKING;
-        default:
-            return 0;
-    }
 }
 
 bool writeCameraPins(ApiNode* node, const BaseContainer& tag) {

@@ -25,9 +25,6 @@ bool writeTagPin(ApiNode* node, const TagPin& row, const BaseContainer& tag);
 /// Camera nodes that have a pin.
 enum CameraNodes : UChar { ON_THIN_LENS = 1, ON_PANORAMIC = 2, ON_BAKING = 4, ON_LENS = ON_THIN_LENS | ON_PANORAMIC };
 
-/// The set that a camera node belongs to; 0 for one without pins of the tag.
-UChar cameraNodesOf(NodeType type);
-
 /// Writes what the tag's data hold to the pins of the camera node. Stereo pins are left alone while stereo is off,
 /// except for the switch. True: something was written.
 bool writeCameraPins(ApiNode* node, const BaseContainer& tag);

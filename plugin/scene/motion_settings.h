@@ -19,8 +19,6 @@ struct MotionSettings {
     Int32 sampleMargin = 25;  ///< frames round the span whose samples are kept; 0 in a final render
     Int32 finalMotionMode = FINAL_MOTION_OFF;
     Float32 subframes = 1.0f;  ///< samples for each frame
-
-    friend bool operator==(const MotionSettings&, const MotionSettings&) = default;
 };
 
 /// Reads the tag of the camera (null: of the render camera) into the session. Final render and preferences decide

@@ -80,6 +80,7 @@ TEST(Usage, WrongCommandLinesExitWithTwo) {
         {{"render", kCornell, "-o", png, "--response", "Velvet"}, "Velvet"},
         {{"render", kCornell, "-o", png, "--kernel", "magic"}, "magic"},
         {{"render", kCornell, "-o", png, "--pass", "deph"}, "\"depth\""},
+        {{"render", kCornell, "-o", png, "--pass", "depth", "--kernel", "pmc"}, "--kernel pmc"},
         {{"render", kCornell, "-o", png, "--size", "64x48", "--region", "60,0,5,5"}, "64x48"},
         {{"render", kCornell, "-o", png, "--camera", "Kamera"}, "\"Camera\""},
         {{"render", kCornell, "-o", png, "--frame", "1000000"}, "1000000"},
