@@ -3,15 +3,13 @@
 #include <chrono>
 #include <cstdio>
 
+#include "bench/box_scene.h"
 #include "engine/compile/scene_compiler.h"
+#include "engine/render/textures/pixel_memory.h"
 #include "tests/engine/textures/texture_bench.h"
 
 namespace Lumora::engine::test {
 namespace {
-
-double seconds(std::chrono::steady_clock::time_point since) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
-}
 
 /// Nanoseconds of one lookup.
 template <typename F>
@@ -60,11 +58,12 @@ void images() {
     } formats[] = {{"8 bits", PixelFormat::Byte, 1}, {"half", PixelFormat::Half, 2}, {"float", PixelFormat::Float, 4}};
     for (const auto& f : formats) {
         const std::size_t bytes = std::size_t{kSize} * kSize * 4 * f.bytes;
-        std::vector<unsigned char> pixels(bytes);
+        const auto memory = allocatePixels(bytes);
+        auto* pixels = reinterpret_cast<unsigned char*>(memory.get());
         for (std::size_t i = 0; i < bytes; ++i) pixels[i] = static_cast<unsigned char>((i * 2654435761u >> 13) & 0x3bu);
         ImageLookup lookup;
         lookup.gamma = f.format == PixelFormat::Byte ? 2.2f : 1.0f;
-        lookup.image = std::make_shared<ImageTexture>(kSize, kSize, 4, f.format, pixels.data(), bytes, nullptr);
+        lookup.image = std::make_shared<ImageTexture>(kSize, kSize, 4, f.format, pixels, bytes, memory);
         const auto start = std::chrono::steady_clock::now();
         lookup.pyramid = makePyramid(*lookup.image, lookup.gamma);
         std::printf("coarser levels of %u by %u, %s: %.0f ms\n", kSize, kSize, f.name, seconds(start) * 1e3);

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "engine/render/textures/pixel_format.h"
+#include "engine/render/textures/pixel_memory.h"
 
 namespace Lumora::engine {
 
@@ -64,7 +65,7 @@ std::uint64_t DecodedImage::bytes() const {
 void DecodedImage::allocate(std::uint64_t workspace) {
     checkImageSize(width, height, channels * channelBytes(format));
     share = std::make_unique<MemoryShare>(bytes() + workspace);
-    pixels = std::make_shared_for_overwrite<std::byte[]>(bytes());
+    pixels = allocatePixels(bytes());
 }
 
 void checkImageSize(std::uint64_t width, std::uint64_t height, std::uint64_t bytesPerPixel) {

@@ -1,4 +1,6 @@
-#include "engine/render/textures/pixel_format.h"
+#include <bit>
+
+#include "engine/render/textures/texel.h"
 
 namespace Lumora::engine {
 
@@ -30,46 +32,11 @@ int borderIndex(int i, int n, BorderMode border) {
     return wrapIndex(i, n);
 }
 
-/// Reads linear pixels of one level.
-template <typename Format>
-struct Reader {
-    using Stored = typename Format::Stored;
-    const Stored* pixels;
-    std::uint32_t width, channels;
-    const float* table;
-    float gamma;
-
-    float decode(Stored v) const {
-        if constexpr (std::is_integral_v<Stored>) {
-            if (table) return table[v];
-        }
-        const float f = Format::load(v);
-        return gamma == 1.0f ? f : decodeGamma(f, gamma);
-    }
-    Rgba at(int x, int y) const {
-        if ((x | y) < 0) return x == kWhite || y == kWhite ? Rgba{splat(1.0f), 1.0f} : Rgba{Float3{}, 0.0f};
-        const Stored* p = pixels + (static_cast<std::size_t>(y) * width + static_cast<std::size_t>(x)) * channels;
-        switch (channels) {
-            case 1:
-                return {splat(decode(p[0])), 1.0f};
-            case 2:
-                return {splat(decode(p[0])), Format::load(p[1])};
-            case 3:
-                return {{decode(p[0]), decode(p[1]), decode(p[2])}, 1.0f};
-            default:
-                return {{decode(p[0]), decode(p[1]), decode(p[2])}, Format::load(p[3])};
-        }
-    }
-};
-
-template <typename F>
-Rgba withReader(const ImageLookup& lookup, const ImageTexture& level, F&& f) {
-    return withFormat(level.format(), [&](auto format) {
-        using Format = decltype(format);
-        const Reader<Format> reader{static_cast<const typename Format::Stored*>(level.pixels()), level.width(),
-                                    level.channels(), lookup.table ? lookup.table->data() : nullptr, lookup.gamma};
-        return f(reader);
-    });
+/// A pixel by indices that borderIndex() has seen.
+template <typename Reader>
+Texel atBorder(const Reader& reader, int x, int y) {
+    if ((x | y) < 0) return x == kWhite || y == kWhite ? splatTexel(1.0f) : Texel{};
+    return reader.at(x, y);
 }
 
 /// Blends the four pixels around a point in pixels of the level, whose centres lie at halves.
@@ -78,92 +45,73 @@ Rgba bilinear(const ImageLookup& lookup, const ImageTexture& level, float x, flo
     y -= 0.5f;
     const float fx = std::floor(x), fy = std::floor(y), tx = x - fx, ty = y - fy;
     const int w = static_cast<int>(level.width()), h = static_cast<int>(level.height());
-    const int ix = static_cast<int>(fx), iy = static_cast<int>(fy);
-    const int x0 = borderIndex(ix, w, lookup.border), x1 = borderIndex(ix + 1, w, lookup.border);
-    const int y0 = borderIndex(iy, h, lookup.border), y1 = borderIndex(iy + 1, h, lookup.border);
+    int x0 = static_cast<int>(fx), y0 = static_cast<int>(fy), x1 = x0 + 1, y1 = y0 + 1;
     return withReader(lookup, level, [&](const auto& reader) {
-        const Rgba a = reader.at(x0, y0), b = reader.at(x1, y0), c = reader.at(x0, y1), d = reader.at(x1, y1);
-        return Rgba{lerp(lerp(a.color, b.color, tx), lerp(c.color, d.color, tx), ty),
-                    lerp(lerp(a.alpha, b.alpha, tx), lerp(c.alpha, d.alpha, tx), ty)};
+        if (x0 >= 0 && y0 >= 0 && x1 < w && y1 < h) {
+            return rgbaOf(
+                mix(mix(reader.at(x0, y0), reader.at(x1, y0), tx), mix(reader.at(x0, y1), reader.at(x1, y1), tx), ty));
+        }
+        x0 = borderIndex(x0, w, lookup.border);
+        x1 = borderIndex(x1, w, lookup.border);
+        y0 = borderIndex(y0, h, lookup.border);
+        y1 = borderIndex(y1, h, lookup.border);
+        return rgbaOf(mix(mix(atBorder(reader, x0, y0), atBorder(reader, x1, y0), tx),
+                          mix(atBorder(reader, x0, y1), atBorder(reader, x1, y1), tx), ty));
     });
 }
-
-/// A Gaussian over the squared radius of the ellipse, which ends at one.
-struct Gaussian {
-    static constexpr int kSize = 64;
-    float table[kSize];
-    Gaussian() {
-        for (int i = 0; i < kSize; ++i) {
-            const float r2 = static_cast<float>(i) / (kSize - 1);
-            table[i] = std::exp(-2.0f * r2) - std::exp(-2.0f);
-        }
-    }
-};
-const Gaussian kGaussian;
 
 /// The longer axis is at most this many times the shorter; longer ones make the shorter grow, which blurs a little.
 constexpr float kMaxAnisotropy = 16.0f;
 
-/// Weighted mean over an ellipse around (x, y) with two half axes, all in pixels of the level.
-Rgba ellipse(const ImageLookup& lookup, const ImageTexture& level, float x, float y, Float2 a0, Float2 a1) {
+/// An ellipse by its matrix: the sum of the outer products of two conjugate half axes.
+struct Ellipse {
+    float xx = 0, xy = 0, yy = 0, determinant = 0;
+};
+
+/// Weighted mean over an ellipse around (x, y), in pixels of the level. The weight is (1 - r²)², with r the distance in
+/// the ellipse: nearly the Gaussian that such filters have, without its exponential.
+template <typename Reader>
+Texel ellipse(const Reader& reader, int w, int h, BorderMode border, float x, float y, const Ellipse& e) {
     x -= 0.5f;
     y -= 0.5f;
-    // Q(s, t) = A s² + B s t + C t², one on the ellipse.
-    float a = a0.y * a0.y + a1.y * a1.y, b = -2.0f * (a0.x * a0.y + a1.x * a1.y), c = a0.x * a0.x + a1.x * a1.x;
-    const float f = a * c - 0.25f * b * b;
-    if (!(f > 0.0f)) return bilinear(lookup, level, x + 0.5f, y + 0.5f);
-    a /= f;
-    b /= f;
-    c /= f;
-    const float det = 4.0f * a * c - b * b;
-    const float reachX = 2.0f * std::sqrt(c / det), reachY = 2.0f * std::sqrt(a / det);
+    const float reachX = std::sqrt(e.xx), reachY = std::sqrt(e.yy);
     const int x0 = static_cast<int>(std::ceil(x - reachX)), x1 = static_cast<int>(std::floor(x + reachX));
     const int y0 = static_cast<int>(std::ceil(y - reachY)), y1 = static_cast<int>(std::floor(y + reachY));
-    const int w = static_cast<int>(level.width()), h = static_cast<int>(level.height());
-    return withReader(lookup, level, [&](const auto& reader) {
-        Rgba sum{Float3{}, 0.0f};
-        float weights = 0.0f;
+    // In a row at height t, r² = t² / yy + (s - shear t)² yy / determinant.
+    const float invYy = 1.0f / e.yy, shear = e.xy * invYy, widest2 = e.determinant * invYy, inv2 = 1.0f / widest2;
+    const bool inside = x0 >= 0 && y0 >= 0 && x1 < w && y1 < h;
+    if (inside) {
         for (int iy = y0; iy <= y1; ++iy) {
-            const float t = static_cast<float>(iy) - y;
-            // The part of the row inside: A s² + B t s + C t² < 1.
-            const float disc = t * t * (b * b - 4.0f * a * c) + 4.0f * a;
-            if (!(disc > 0.0f)) continue;
-            const float root = std::sqrt(disc), half = 0.5f / a;
-            const int from = std::max(x0, static_cast<int>(std::ceil(x + (-b * t - root) * half)));
-            const int to = std::min(x1, static_cast<int>(std::floor(x + (-b * t + root) * half)));
-            const int row = borderIndex(iy, h, lookup.border);
+            const int middle = static_cast<int>(x + shear * (static_cast<float>(iy) - y));
+            const int half = static_cast<int>(std::sqrt(widest2));
+            reader.prefetch(std::max(middle - half, x0), std::min(middle + half, x1), iy);
+        }
+    }
+    Texel sum{};
+    float weights = 0.0f;
+    for (int iy = y0; iy <= y1; ++iy) {
+        const float t = static_cast<float>(iy) - y, left = 1.0f - t * t * invYy;
+        if (!(left > 0.0f)) continue;
+        const float centre = x + shear * t, half = std::sqrt(left * widest2);
+        const int from = std::max(x0, static_cast<int>(std::ceil(centre - half)));
+        const int to = std::min(x1, static_cast<int>(std::floor(centre + half)));
+        const auto row = [&](auto&& texel) {
             for (int ix = from; ix <= to; ++ix) {
-                const float s = static_cast<float>(ix) - x;
-                const float r2 = std::max((a * s + b * t) * s + c * t * t, 0.0f);
-                const float weight =
-                    kGaussian.table[std::min(static_cast<int>(r2 * Gaussian::kSize), Gaussian::kSize - 1)];
-                const Rgba p = reader.at(borderIndex(ix, w, lookup.border), row);
-                sum.color += p.color * weight;
-                sum.alpha += p.alpha * weight;
+                const float s = static_cast<float>(ix) - centre, k = std::max(left - s * s * inv2, 0.0f);
+                const float weight = k * k;
+                sum += texel(ix) * splatTexel(weight);
                 weights += weight;
             }
+        };
+        if (inside) {
+            row([&](int ix) { return reader.at(ix, iy); });
+        } else {
+            const int bordered = borderIndex(iy, h, border);
+            row([&](int ix) { return atBorder(reader, borderIndex(ix, w, border), bordered); });
         }
-        if (!(weights > 0.0f)) return bilinear(lookup, level, x + 0.5f, y + 0.5f);
-        const float inv = 1.0f / weights;
-        return Rgba{sum.color * inv, sum.alpha * inv};
-    });
-}
-
-float length(Float2 v) {
-    return std::sqrt(v.x * v.x + v.y * v.y);
-}
-
-/// Orthogonal half axes of the ellipse that two conjugate half axes span: `longer` first.
-void principalAxes(Float2& p, Float2& q) {
-    const float pp = p.x * p.x + p.y * p.y, qq = q.x * q.x + q.y * q.y, pq = p.x * q.x + p.y * q.y;
-    if (std::abs(pq) > 1e-6f * std::max(pp, qq)) {
-        // Rotating the parameter by this angle makes the two orthogonal (Rytz).
-        const float angle = 0.5f * std::atan2(2.0f * pq, pp - qq), co = std::cos(angle), si = std::sin(angle);
-        const Float2 r = {p.x * co + q.x * si, p.y * co + q.y * si};
-        q = {q.x * co - p.x * si, q.y * co - p.y * si};
-        p = r;
     }
-    if (length(p) < length(q)) std::swap(p, q);
+    // The smallest ellipse holds the middle of a pixel wherever it lies.
+    return sum * splatTexel(1.0f / std::max(weights, 1e-20f));
 }
 
 /// Coordinates of a wrapped texture repeat; brought near the origin they keep their precision and fit an int.
@@ -179,50 +127,61 @@ float reduced(float v, BorderMode border) {
     }
 }
 
+/// Largest whole number n with 2^n <= v, for v of one and more.
+int wholeLog2(float v) {
+    return static_cast<int>(std::bit_cast<std::uint32_t>(v) >> 23) - 127;
+}
+/// 2^-n for n from 0 to 126.
+float inversePower2(int n) {
+    return std::bit_cast<float>(static_cast<std::uint32_t>(127 - n) << 23);
+}
+
 }  // namespace
 
 Rgba sampleImage(const ImageLookup& lookup, Float2 uv, Float2 axis0, Float2 axis1) {
     const ImageTexture& image = *lookup.image;
     if (!std::isfinite(uv.x) || !std::isfinite(uv.y)) uv = {};
     const float u = reduced(uv.x, lookup.border), v = reduced(1.0f - uv.y, lookup.border);
-    float w = static_cast<float>(image.width()), h = static_cast<float>(image.height());
-    Float2 p = {axis0.x * w, -axis0.y * h}, q = {axis1.x * w, -axis1.y * h};
-    const float reach = std::abs(p.x) + std::abs(p.y) + std::abs(q.x) + std::abs(q.y);
+    const float w = static_cast<float>(image.width()), h = static_cast<float>(image.height());
+    const Float2 p = {axis0.x * w, -axis0.y * h}, q = {axis1.x * w, -axis1.y * h};
+    Ellipse e{p.x * p.x + q.x * q.x, p.x * p.y + q.x * q.y, p.y * p.y + q.y * q.y};
+    const float squares = e.xx + e.yy;
     // Less than a pixel: the image is seen enlarged.
-    if (!lookup.pyramid || !(reach > 1.0f)) return bilinear(lookup, image, u * w, v * h);
-    const std::size_t last = lookup.pyramid->levels.size();
-    if (!(reach < 1e9f)) {
-        const ImageTexture& top = last ? lookup.pyramid->levels[last - 1] : image;
+    if (!lookup.pyramid || !(squares > 1.0f)) return bilinear(lookup, image, u * w, v * h);
+    const int last = static_cast<int>(lookup.pyramid->levels.size());
+    if (!(squares < 1e18f)) {
+        const ImageTexture& top = last ? lookup.pyramid->levels.back() : image;
         return bilinear(lookup, top, 0.5f, 0.5f);
     }
-    principalAxes(p, q);
-    const float longer = length(p);
-    float shorter = std::max(length(q), longer / kMaxAnisotropy);
-    if (!(longer > 1.0f)) return bilinear(lookup, image, u * w, v * h);
+    // The matrix's eigenvalues are the squares of the ellipse's half axes.
+    const float cross = p.x * q.y - p.y * q.x, difference = e.xx - e.yy;
+    const float longer2 = 0.5f * (squares + std::sqrt(difference * difference + 4.0f * e.xy * e.xy));
+    if (!(longer2 > 1.0f)) return bilinear(lookup, image, u * w, v * h);
+    const float longer = std::sqrt(longer2);
+    const float seen = std::abs(cross) / longer, shorter = std::max(seen, longer / kMaxAnisotropy);
     // On its level the shorter half axis is one to two pixels long.
-    std::size_t level = 0;
-    float scale = 1.0f;
-    while (level < last && shorter * scale >= 2.0f) {
-        ++level;
-        scale *= 0.5f;
-    }
-    const ImageTexture& chosen = level ? lookup.pyramid->levels[level - 1] : image;
-    w = static_cast<float>(chosen.width());
-    h = static_cast<float>(chosen.height());
+    const int level = shorter >= 2.0f ? std::min(wholeLog2(shorter), last) : 0;
+    const float scale = inversePower2(level);
+    const ImageTexture& chosen = level ? lookup.pyramid->levels[static_cast<std::size_t>(level - 1)] : image;
     // On the coarsest level an ellipse may cover the image many times over; then its size does not matter any more.
     constexpr float kLargest = 2.0f * kMaxAnisotropy;
-    shorter = std::clamp(shorter * scale, 1.0f, kLargest);
-    const Float2 along = {p.x / longer, p.y / longer};
-    const float reachAlong = std::clamp(longer * scale, 1.0f, kLargest);
-    return ellipse(lookup, chosen, u * w, v * h, {along.x * reachAlong, along.y * reachAlong},
-                   {-along.y * shorter, along.x * shorter});
+    const float minor = std::clamp(shorter * scale, 1.0f, kLargest), major = std::clamp(longer * scale, 1.0f, kLargest);
+    // The same directions with these half axes.
+    const float seen2 = seen * seen, apart = longer2 - seen2, minor2 = minor * minor, major2 = major * major;
+    const float factor = apart > 1e-5f * longer2 ? (major2 - minor2) / apart : 0.0f;
+    e = {minor2 + factor * (e.xx - seen2), factor * e.xy, minor2 + factor * (e.yy - seen2), minor2 * major2};
+    const float x = u * static_cast<float>(chosen.width()), y = v * static_cast<float>(chosen.height());
+    return withReader(lookup, chosen, [&](const auto& reader) {
+        return rgbaOf(ellipse(reader, static_cast<int>(chosen.width()), static_cast<int>(chosen.height()),
+                              lookup.border, x, y, e));
+    });
 }
 
 Rgba pixelOf(const ImageLookup& lookup, std::uint64_t index) {
     const ImageTexture& image = *lookup.image;
     index %= std::uint64_t{image.width()} * image.height();
     return withReader(lookup, image, [&](const auto& reader) {
-        return reader.at(static_cast<int>(index % image.width()), static_cast<int>(index / image.width()));
+        return rgbaOf(reader.at(static_cast<int>(index % image.width()), static_cast<int>(index / image.width())));
     });
 }
 

@@ -2,9 +2,12 @@
 #include <tbb/parallel_for.h>
 
 #include <array>
+#include <map>
+#include <mutex>
 #include <new>
 
 #include "engine/render/textures/pixel_format.h"
+#include "engine/render/textures/pixel_memory.h"
 
 namespace Lumora::engine {
 
@@ -16,100 +19,145 @@ struct Taps {
     float weight[3]{};
 };
 
-std::vector<Taps> tapsFor(std::uint32_t from, std::uint32_t to) {
-    std::vector<Taps> taps(to);
-    const float n = static_cast<float>(from);
-    for (std::uint32_t i = 0; i < to; ++i) {
-        if (from == to) {
-            taps[i] = {i, 1, {1.0f, 0.0f, 0.0f}};
-        } else if (from == 2 * to) {
-            taps[i] = {2 * i, 2, {0.5f, 0.5f, 0.0f}};
-        } else {
-            const float k = static_cast<float>(i), m = static_cast<float>(to);
-            taps[i] = {2 * i, 3, {(m - k) / n, m / n, (k + 1.0f) / n}};
-        }
-    }
-    return taps;
+Taps tapsFor(std::uint32_t i, std::uint32_t from, std::uint32_t to) {
+    if (from == to) return {i, 1, {1.0f, 0.0f, 0.0f}};
+    if (from == 2 * to) return {2 * i, 2, {0.5f, 0.5f, 0.0f}};
+    const float n = static_cast<float>(from), k = static_cast<float>(i), m = static_cast<float>(to);
+    return {2 * i, 3, {(m - k) / n, m / n, (k + 1.0f) / n}};
 }
 
-/// Encodes linear values by interpolation in a table over their square root, which is close to linear.
-class Encoder {
-public:
-    explicit Encoder(float gamma) : linear_(gamma == 1.0f) {
-        if (linear_) return;
-        for (int i = 0; i <= kSize; ++i) {
-            const float root = static_cast<float>(i) / kSize;
-            table_[i] = encodeGamma(root * root, gamma);
-        }
-    }
-    float operator()(float v) const {
-        if (linear_) return v;
-        const float x = std::sqrt(clamp01(v)) * kSize;
-        const int i = std::min(static_cast<int>(x), kSize - 1);
-        return lerp(table_[i], table_[i + 1], x - static_cast<float>(i));
-    }
+/// From linear values to integers of 8 or 16 bits by a table of 65536 linear values: for bytes in the darkest part a
+/// byte is forty steps of it wide. Tables are kept, since most images have the same gamma.
+template <typename Stored>
+using EncodeTable = std::vector<Stored>;
 
-private:
-    static constexpr int kSize = 4096;
-    bool linear_;
-    std::array<float, kSize + 1> table_;
-};
-
-/// Decodes stored values to linear ones.
 template <typename Format>
-class Decoder {
-public:
-    Decoder(PixelFormat format, float gamma, std::size_t pixels) : gamma_(gamma) {
-        constexpr std::size_t kWorthATable = 16384;
-        if (format == PixelFormat::Byte || pixels > kWorthATable) table_ = makeDecodeTable(format, gamma);
-    }
-    float operator()(typename Format::Stored v) const {
-        if constexpr (std::is_integral_v<typename Format::Stored>) {
-            if (table_) return (*table_)[v];
+std::shared_ptr<const EncodeTable<typename Format::Stored>> encodeTable(float gamma) {
+    using Table = EncodeTable<typename Format::Stored>;
+    static std::mutex mutex;
+    static std::map<float, std::shared_ptr<const Table>> tables;
+    constexpr std::size_t kMost = 16;
+    const std::lock_guard lock(mutex);
+    auto& known = tables[gamma];
+    if (!known) {
+        auto table = std::make_shared<Table>(65536);
+        for (std::size_t i = 0; i < table->size(); ++i) {
+            (*table)[i] = Format::store(encodeGamma(static_cast<float>(i) * (1.0f / 65535.0f), gamma));
         }
-        return decodeGamma(Format::load(v), gamma_);
+        known = std::move(table);
+    }
+    const auto result = known;
+    if (tables.size() > kMost) tables.clear();
+    return result;
+}
+
+/// Rows of stored values to linear ones and back.
+template <typename Format>
+class Codec {
+public:
+    using Stored = typename Format::Stored;
+
+    Codec(PixelFormat format, std::uint32_t channels, float gamma, std::size_t pixels)
+        : gamma_(gamma), channels_(channels), alpha_(channels % 2 == 0) {
+        // A table of 16 bits is worth its making for larger images only.
+        constexpr std::size_t kWorthATable = 16384;
+        if (gamma == 1.0f) return;
+        if (format == PixelFormat::Byte || pixels > kWorthATable) decode_ = makeDecodeTable(format, gamma);
+        // Integers of 16 bits are finer than the table where it is dark.
+        if constexpr (std::is_same_v<Format, ByteFormat>) encode_ = encodeTable<Format>(gamma);
+    }
+
+    void decode(const Stored* from, float* to, std::size_t pixels) const {
+        const std::size_t count = pixels * channels_;
+        if (gamma_ == 1.0f) {
+            for (std::size_t i = 0; i < count; ++i) to[i] = Format::load(from[i]);
+            return;
+        }
+        const float* table = nullptr;
+        if constexpr (std::is_integral_v<Stored>) table = decode_ ? decode_->data() : nullptr;
+        if (table) {
+            for (std::size_t i = 0; i < count; ++i) to[i] = table[static_cast<std::size_t>(from[i])];
+        } else {
+            for (std::size_t i = 0; i < count; ++i) to[i] = decodeGamma(Format::load(from[i]), gamma_);
+        }
+        if (!alpha_) return;
+        for (std::size_t i = channels_ - 1; i < count; i += channels_) to[i] = Format::load(from[i]);
+    }
+
+    void encode(const float* from, Stored* to, std::size_t pixels) const {
+        const std::size_t count = pixels * channels_;
+        if (gamma_ == 1.0f) {
+            for (std::size_t i = 0; i < count; ++i) to[i] = Format::store(from[i]);
+            return;
+        }
+        if (encode_) {
+            const Stored* table = encode_->data();
+            for (std::size_t i = 0; i < count; ++i)
+                to[i] = table[static_cast<std::size_t>(clamp01(from[i]) * 65535.0f + 0.5f)];
+        } else {
+            for (std::size_t i = 0; i < count; ++i) to[i] = Format::store(encodeGamma(from[i], gamma_));
+        }
+        if (!alpha_) return;
+        for (std::size_t i = channels_ - 1; i < count; i += channels_) to[i] = Format::store(from[i]);
     }
 
 private:
     float gamma_;
-    std::shared_ptr<const DecodeTable> table_;
+    std::uint32_t channels_;
+    bool alpha_;
+    std::shared_ptr<const DecodeTable> decode_;
+    std::shared_ptr<const EncodeTable<Stored>> encode_;
 };
+
+/// Columns of a row, two or three to one.
+template <std::uint32_t kChannels>
+void halveColumns(const float* from, float* to, std::uint32_t fromWidth, std::uint32_t width) {
+    if (fromWidth == 2 * width) {
+        for (std::uint32_t x = 0; x < width; ++x) {
+            for (std::uint32_t c = 0; c < kChannels; ++c) {
+                to[x * kChannels + c] = 0.5f * (from[2 * x * kChannels + c] + from[(2 * x + 1) * kChannels + c]);
+            }
+        }
+        return;
+    }
+    for (std::uint32_t x = 0; x < width; ++x) {
+        const Taps taps = tapsFor(x, fromWidth, width);
+        for (std::uint32_t c = 0; c < kChannels; ++c) {
+            float sum = 0.0f;
+            for (std::uint32_t i = 0; i < taps.count; ++i)
+                sum += taps.weight[i] * from[(taps.first + i) * kChannels + c];
+            to[x * kChannels + c] = sum;
+        }
+    }
+}
 
 template <typename Format>
 void halve(const ImageTexture& from, typename Format::Stored* out, std::uint32_t width, std::uint32_t height,
            float gamma) {
     using Stored = typename Format::Stored;
-    // Values above one have no place on the table; formats that hold them are linear or take the exact curve.
-    constexpr bool kWide = std::is_same_v<Format, HalfFormat> || std::is_same_v<Format, FloatFormat>;
-    const Decoder<Format> decode(from.format(), gamma, std::size_t{width} * height);
-    const Encoder encode(kWide ? 1.0f : gamma);
-    const auto* pixels = static_cast<const Stored*>(from.pixels());
     const std::uint32_t channels = from.channels();
-    const std::uint32_t colors = channels < 3 ? 1 : 3;
-    const std::vector<Taps> columns = tapsFor(from.width(), width), rows = tapsFor(from.height(), height);
-    const auto row = [&](std::uint32_t y) {
-        Stored* to = out + static_cast<std::size_t>(y) * width * channels;
-        for (std::uint32_t x = 0; x < width; ++x) {
-            float sum[4] = {};
-            for (std::uint32_t j = 0; j < rows[y].count; ++j) {
-                const Stored* p =
-                    pixels + (static_cast<std::size_t>(rows[y].first + j) * from.width() + columns[x].first) * channels;
-                for (std::uint32_t i = 0; i < columns[x].count; ++i) {
-                    const float w = rows[y].weight[j] * columns[x].weight[i];
-                    for (std::uint32_t c = 0; c < colors; ++c) sum[c] += w * decode(p[i * channels + c]);
-                    if (channels != colors) sum[colors] += w * Format::load(p[i * channels + colors]);
-                }
-            }
-            for (std::uint32_t c = 0; c < channels; ++c) {
-                const bool alpha = c >= colors;
-                const float v = alpha ? sum[c] : kWide ? encodeGamma(sum[c], gamma) : encode(sum[c]);
-                to[static_cast<std::size_t>(x) * channels + c] = Format::store(v);
-            }
-        }
-    };
+    const Codec<Format> codec(from.format(), channels, gamma, std::size_t{from.width()} * from.height());
+    const auto* pixels = static_cast<const Stored*>(from.pixels());
+    const std::size_t fromRow = std::size_t{from.width()} * channels, row = std::size_t{width} * channels;
+    constexpr void (*kHalveColumns[])(const float*, float*, std::uint32_t, std::uint32_t) = {
+        halveColumns<1>, halveColumns<2>, halveColumns<3>, halveColumns<4>};
     const std::uint32_t grain = std::max(1u, 16384u / width);
     tbb::parallel_for(tbb::blocked_range<std::uint32_t>(0, height, grain), [&](const auto& range) {
-        for (std::uint32_t y = range.begin(); y != range.end(); ++y) row(y);
+        std::vector<float> line(fromRow), sum(fromRow), half(row);
+        for (std::uint32_t y = range.begin(); y != range.end(); ++y) {
+            const Taps taps = tapsFor(y, from.height(), height);
+            for (std::uint32_t j = 0; j < taps.count; ++j) {
+                codec.decode(pixels + (taps.first + j) * fromRow, line.data(), from.width());
+                const float weight = taps.weight[j];
+                if (j == 0) {
+                    for (std::size_t i = 0; i < fromRow; ++i) sum[i] = weight * line[i];
+                } else {
+                    for (std::size_t i = 0; i < fromRow; ++i) sum[i] += weight * line[i];
+                }
+            }
+            kHalveColumns[channels - 1](sum.data(), half.data(), from.width(), width);
+            codec.encode(half.data(), out + y * row, width);
+        }
     });
 }
 
@@ -119,7 +167,7 @@ ImageTexture halfImage(const ImageTexture& image, float gamma) {
     const std::uint32_t width = std::max(image.width() / 2, 1u), height = std::max(image.height() / 2, 1u);
     const std::size_t bytes =
         static_cast<std::size_t>(width) * height * image.channels() * channelBytes(image.format());
-    std::shared_ptr<std::byte[]> memory = std::make_shared_for_overwrite<std::byte[]>(bytes);
+    std::shared_ptr<std::byte[]> memory = allocatePixels(bytes);
     withFormat(image.format(), [&](auto format) {
         using Format = decltype(format);
         halve<Format>(image, reinterpret_cast<typename Format::Stored*>(memory.get()), width, height, gamma);

@@ -1,6 +1,10 @@
 // How a channel value lies in memory, one type for each format: what loops over pixels are written with.
 #pragma once
 
+#if defined(__F16C__)
+#include <immintrin.h>
+#endif
+
 #include <cstring>
 
 #include "engine/render/image_texture.h"
@@ -52,8 +56,21 @@ struct WordFormat {
 };
 struct HalfFormat {
     using Stored = std::uint16_t;
-    static float load(Stored v) { return halfToFloat(v); }
-    static Stored store(float v) { return floatToHalf(v); }
+    static float load(Stored v) {
+#if defined(__F16C__)
+        return _cvtsh_ss(v);
+#else
+        return halfToFloat(v);
+#endif
+    }
+    static Stored store(float v) {
+#if defined(__F16C__)
+        // What is too large becomes the largest finite half, as in floatToHalf().
+        return _cvtss_sh(std::clamp(v, -65504.0f, 65504.0f), _MM_FROUND_TO_NEAREST_INT);
+#else
+        return floatToHalf(v);
+#endif
+    }
 };
 struct FloatFormat {
     using Stored = float;
