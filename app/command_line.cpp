@@ -50,7 +50,7 @@ void settingArguments(CLI::App& command, Options& options, Typed& typed) {
 }
 
 void renderArguments(CLI::App& command, Options& options, Typed& typed) {
-    sceneArgument(command, options)->required(false);
+    sceneArgument(command, options)->required(false)->envname("LUMORA_SCENE");
     command
         .add_option("-o,--output", options.output,
                     "Picture: .png, .jpg, .tif or .exr (linear floats). Default: the "
