@@ -34,9 +34,19 @@ FileState stateOf(const std::string& path) {
 ImageStore::ImageStore() : limit_(machineMemoryBytes() / 2) {}
 
 ImageTexturePtr ImageStore::imageOf(const NodeRecord& node, const LogFunction& log) {
-    const std::string path = node.attributeValue<std::string>(A_FILENAME, {});
-    if (path.empty()) return fromBuffer(node, log);
-    return fromFile({path, static_cast<ImageImport>(node.attributeValue<int>(A_IMAGE_IMPORT, -1))}, node.name, log);
+    const FileKey key = keyOf(node);
+    return key.path.empty() ? fromBuffer(node, log) : fromFile(key, node.name, log);
+}
+
+ImageStore::FileKey ImageStore::keyOf(const NodeRecord& node) {
+    return {node.attributeValue<std::string>(A_FILENAME, {}),
+            static_cast<ImageImport>(node.attributeValue<int>(A_IMAGE_IMPORT, -1))};
+}
+
+bool ImageStore::waits(const NodeRecord& node) const {
+    if (noted_.empty()) return false;
+    const auto it = files_.find(keyOf(node));
+    return it != files_.end() && it->second.noted;
 }
 
 void ImageStore::read(const FileKey& key, FileEntry& entry, ImageTexturePtr& image) {
@@ -56,6 +66,7 @@ ImageTexturePtr ImageStore::fromFile(const FileKey& key, const std::string& name
     if (!current || (!image && !entry.failed)) {
         entry.stamp = state.stamp;
         entry.size = state.size;
+        replaced_ = replaced_ || image || entry.failed;
         if (deferring_) {
             entry.noted = true;
             noted_.push_back(it);

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "engine/compile/image_reader.h"
@@ -31,6 +32,12 @@ public:
     /// the file. Files are shared by all nodes that name them with the same import type. Pixels that a node holds
     /// itself are used where they lie.
     ImageTexturePtr imageOf(const NodeRecord& node, const LogFunction& log);
+
+    /// Whether the file of an image node is to be read at the end of a deferral.
+    bool waits(const NodeRecord& node) const;
+    /// Whether a file has been found changed while its old image was in use, since the last call: other nodes that name
+    /// it have the old one.
+    bool takeReplaced() { return std::exchange(replaced_, false); }
 
     /// The coarser levels of an image, averaged for values that are linearised with `gamma`; shared by all that ask for
     /// the same. Null when there is no memory for them.
@@ -80,6 +87,7 @@ private:
         std::weak_ptr<const void> array;  ///< gone: the address may be another's
         std::weak_ptr<const ImageTexture> image;
     };
+    static FileKey keyOf(const NodeRecord& node);
     static void read(const FileKey& key, FileEntry& entry, ImageTexturePtr& image);
     void fit(const std::vector<std::pair<FileEntry*, ImageTexturePtr*>>& fresh);
     template <typename F>
@@ -98,7 +106,7 @@ private:
     std::vector<std::map<FileKey, FileEntry>::iterator> noted_;
     std::vector<ImageTexturePtr> loaded_;  ///< until a scene holds them
     std::uint64_t limit_;
-    bool deferring_ = false;
+    bool deferring_ = false, replaced_ = false;
 };
 
 }  // namespace Lumora::engine

@@ -7,7 +7,8 @@ namespace Lumora::engine {
 namespace {
 
 constexpr Float3 kDefaultAlbedo{0.7f, 0.7f, 0.7f};
-constexpr std::size_t kMaxNesting = 64;
+/// Mixes of mixes beyond this are left out.
+constexpr std::uint32_t kMaxNesting = 4096;
 
 MaterialKind kindOf(NodeType type) {
     switch (type) {
@@ -53,9 +54,30 @@ void forEachTexture(const Material& m, F f) {
 
 }  // namespace
 
-MaterialCompiler::MaterialCompiler(const NodeTable& nodes, ImageStore& images, TextureMemory& textures, int clayMode,
+void MaterialMemory::clear() {
+    MaterialMemory empty;
+    empty.build_ = build_;
+    empty.described_ = described_;
+    *this = std::move(empty);
+}
+
+void MaterialMemory::concern(ItemUid uid) {
+    if (const auto it = entries_.find(uid); it != entries_.end()) it->second.concerned = true;
+}
+
+MaterialCompiler::MaterialCompiler(const NodeTable& nodes, TextureCompiler& textures, MaterialMemory& memory,
+                                   Dependents& dependents, const std::unordered_set<ItemUid>& changed, int clayMode,
                                    Shading& out, const LogFunction& log)
-    : nodes_(nodes), textures_(nodes, images, out.textures, log, &textures), clay_(clayMode), out_(out), log_(log) {
+    : nodes_(nodes),
+      textures_(textures),
+      memory_(memory),
+      dependents_(dependents),
+      changed_(changed),
+      clay_(clayMode),
+      out_(out),
+      log_(log) {
+    ++memory_.build_;
+    if (!out_.materials.empty()) return;
     Material fallback;
     fallback.albedo.value = kDefaultAlbedo;
     out_.materials.push_back(fallback);
@@ -65,41 +87,184 @@ bool MaterialCompiler::isOne(TextureId id) const {
     return id == kNoTexture || (out_.textures.isConstant(id) && average(out_.textures.nodes[id].value) >= 1.0f);
 }
 
+bool MaterialCompiler::settled(ItemUid uid) const {
+    const auto it = memory_.entries_.find(uid);
+    return it != memory_.entries_.end() && (!it->second.concerned || it->second.build == memory_.build_);
+}
+
 MaterialId MaterialCompiler::compile(ItemUid uid) {
     if (uid == 0) return 0;
-    if (const auto it = known_.find(uid); it != known_.end()) return it->second;
-    const NodeRecord* node = nodes_.find(uid);
-    if (!node) return 0;
-    if (open_.size() >= kMaxNesting || !open_.insert(uid).second) {
-        if (log_) log_("Material \"" + node->name + "\" is among its own parts; a grey one stands in.");
-        return 0;
+    // Parts before mixes, without recursion: mixes nest as deep as they like.
+    struct Step {
+        ItemUid uid;
+        bool entered;
+    };
+    std::vector<Step> steps{{uid, false}};
+    while (!steps.empty()) {
+        const Step step = steps.back();
+        if (settled(step.uid)) {
+            steps.pop_back();
+            continue;
+        }
+        const NodeRecordPtr record = nodes_.share(step.uid);
+        if (!step.entered && record && record->type == NT_MAT_MIX) {
+            steps.back().entered = true;
+            open_.insert(step.uid);
+            for (const PinId pin : {P_MATERIAL1, P_MATERIAL2}) {
+                const ItemUid next = record->input(pin);
+                if (next == 0 || settled(next)) continue;
+                if (open_.contains(next)) {
+                    if (log_) log_("Material \"" + record->name + "\" is among its own parts; a grey one stands in.");
+                    circle_ = true;
+                } else {
+                    steps.push_back({next, false});
+                }
+            }
+            continue;
+        }
+        settle(step.uid);
+        open_.erase(step.uid);
+        steps.pop_back();
     }
-    Material material = describe(*node);
-    forEachTexture(material,
-                   [&](TextureId t) { material.textured = material.textured || !out_.textures.isConstant(t); });
-    if (material.emission != kNoEmission) {
-        material.textured = material.textured || out_.emissions[material.emission].color != kNoTexture;
-    }
-    if (material.kind == MaterialKind::Mix) {
-        material.textured =
-            material.textured || out_.materials[material.first].textured || out_.materials[material.second].textured;
-    }
-    open_.erase(uid);
-    const auto id = static_cast<MaterialId>(out_.materials.size());
-    out_.materials.push_back(material);
-    known_.emplace(uid, id);
-    return id;
+    circle_ = false;
+    return memory_.entries_[uid].id;
 }
 
-std::vector<ToonLight> MaterialCompiler::toonLights(const Geometry& geometry) {
-    return compileToonLights(nodes_, geometry, textures_, out_.textures);
+void MaterialCompiler::settle(ItemUid uid) {
+    const auto [it, added] = memory_.entries_.try_emplace(uid);
+    Entry& entry = it->second;
+    const NodeRecordPtr record = nodes_.share(uid);
+    if (added || !sameAsBefore(entry, record)) makeNew(uid, entry, record);
+    entry.build = memory_.build_;
+    entry.concerned = false;
+    // What was met in a circle depends on where it was entered.
+    if (circle_ && record && record->type == NT_MAT_MIX) {
+        memory_.circling_.insert(uid);
+    } else {
+        memory_.circling_.erase(uid);
+    }
 }
 
-EmissionId MaterialCompiler::emission(const NodeRecord& node) {
+bool MaterialCompiler::sameAsBefore(Entry& entry, const NodeRecordPtr& record) {
+    if (entry.record != record || circle_) return false;
+    for (const ItemUid uid : entry.reads) {
+        if (changed_.contains(uid)) return false;
+    }
+    for (const ItemUid uid : entry.parts) {
+        const auto it = memory_.entries_.find(uid);
+        if (it == memory_.entries_.end() || it->second.written == memory_.build_) return false;
+    }
+    for (const MaterialMemory::Input& input : entry.inputs) {
+        const TextureId now = textures_.of(input.uid);
+        if (now != input.id) return false;
+        if (!textures_.changed(now)) continue;
+        // Where it varies it is looked up, and only its place is known here.
+        if (!input.varies || out_.textures.isConstant(now) || entry.ramps[0] != kNoRamp || entry.ramps[1] != kNoRamp)
+            return false;
+        lightsChanged_ = lightsChanged_ || entry.glows;
+    }
+    return true;
+}
+
+void MaterialCompiler::releaseData(Entry& entry) {
+    if (entry.passing) --memory_.passing_;
+    if (entry.emission != kNoEmission) memory_.freeEmissions_.push_back(entry.emission);
+    for (const std::uint32_t ramp : entry.ramps) {
+        if (ramp != kNoRamp) memory_.freeRamps_.push_back(ramp);
+    }
+    if (entry.id != 0) {
+        out_.materials.edit(entry.id) = {};
+        memory_.freeMaterials_.push_back(entry.id);
+        moved_ = wrote_ = true;
+    }
+    lightsChanged_ = lightsChanged_ || entry.glows;
+    entry = {};
+}
+
+void MaterialCompiler::forget(ItemUid uid) {
+    const auto it = memory_.entries_.find(uid);
+    if (it == memory_.entries_.end()) return;
+    releaseData(it->second);
+    memory_.entries_.erase(it);
+    memory_.circling_.erase(uid);
+    dependents_.forget({uid, MadeAs::Material});
+}
+
+void MaterialCompiler::makeNew(ItemUid uid, Entry& entry, const NodeRecordPtr& record) {
+    entry.written = memory_.build_;
+    if (!record) {
+        releaseData(entry);
+        entry.written = memory_.build_;
+        dependents_.forget({uid, MadeAs::Material});
+        return;
+    }
+    const Material old = entry.id != 0 ? out_.materials[entry.id] : Material{};
+    const Emission oldEmission = entry.emission != kNoEmission ? out_.emissions[entry.emission] : Emission{};
+    const bool glowed = entry.glows;
+    if (entry.passing) --memory_.passing_;
+
+    std::vector<ItemUid> reads;
+    TextureCompiler::Inputs inputs;
+    entry.parts.clear();
+    entry.glows = false;
+    nodes_.trace(&reads);
+    textures_.listInputs(&inputs);
+    Material m = describe(*record, entry);
+    textures_.listInputs(nullptr);
+    nodes_.trace(nullptr);
+    markTextured(m);
+
+    entry.record = record;
+    entry.passing = !m.opaque || m.fakeShadows;
+    if (entry.passing) ++memory_.passing_;
+    entry.inputs.clear();
+    bool looked = false;
+    for (const auto& [texture, id] : inputs) {
+        entry.inputs.push_back({texture, id, !out_.textures.isConstant(id)});
+        looked = looked || textures_.changed(id);
+    }
+    entry.reads = reads;
+    for (const auto& [texture, id] : inputs) reads.push_back(texture);
+    reads.insert(reads.end(), entry.parts.begin(), entry.parts.end());
+    dependents_.set({uid, MadeAs::Material}, std::move(reads));
+
+    entry.emission = m.emission;
+    entry.ramps[0] = m.toonBody;
+    entry.ramps[1] = m.toonHighlight;
+    if (m.emission != kNoEmission) entry.glows = true;
+    if (glowed || entry.glows) {
+        const Emission now = m.emission != kNoEmission ? out_.emissions[m.emission] : Emission{};
+        lightsChanged_ = lightsChanged_ || looked || glowed != entry.glows || now != oldEmission ||
+                         m.kind == MaterialKind::Mix || old.kind == MaterialKind::Mix;
+    }
+    lightsChanged_ = lightsChanged_ || m.portal != old.portal;
+    if (entry.id == 0) {
+        entry.id = out_.materials.store(m, memory_.freeMaterials_);
+        moved_ = true;
+    } else {
+        out_.materials.edit(entry.id) = m;
+    }
+    wrote_ = true;
+    ++memory_.described_;
+}
+
+void MaterialCompiler::markTextured(Material& m) const {
+    forEachTexture(m, [&](TextureId t) { m.textured = m.textured || !out_.textures.isConstant(t); });
+    if (m.emission != kNoEmission) m.textured = m.textured || out_.emissions[m.emission].color != kNoTexture;
+    if (m.kind == MaterialKind::Mix) {
+        m.textured = m.textured || out_.materials[m.first].textured || out_.materials[m.second].textured;
+    }
+}
+
+EmissionId MaterialCompiler::emission(const NodeRecord& node, EmissionId known) {
     Emission e;
-    if (!compileEmission(nodes_, textures_, out_.textures, node, e)) return kNoEmission;
-    out_.emissions.push_back(e);
-    return static_cast<EmissionId>(out_.emissions.size() - 1);
+    if (!compileEmission(nodes_, textures_, out_.textures, node, e)) {
+        if (known != kNoEmission) memory_.freeEmissions_.push_back(known);
+        return kNoEmission;
+    }
+    if (known == kNoEmission) return out_.emissions.store(e, memory_.freeEmissions_);
+    out_.emissions.edit(known) = e;
+    return known;
 }
 
 MaterialInput MaterialCompiler::input(const NodeRecord& node, PinId pin, Float3 fallback) {
@@ -123,14 +288,33 @@ MaterialInput MaterialCompiler::connectedInput(const NodeRecord& node, PinId pin
     return node.input(pin) ? input(node, pin, {}) : MaterialInput{};
 }
 
-void MaterialCompiler::describeMix(const NodeRecord& node, Material& m) {
+/// The material on a pin of a mix, which was compiled before.
+MaterialId MaterialCompiler::part(const NodeRecord& node, PinId pin) {
+    const auto it = memory_.entries_.find(node.input(pin));
+    const bool there = it != memory_.entries_.end() && settled(it->first);
+    return there ? it->second.id : 0;
+}
+
+void MaterialCompiler::describeMix(const NodeRecord& node, Entry& entry, Material& m) {
     m.kind = MaterialKind::Mix;
     m.amount = textures_.onPin(node, P_AMOUNT, splat(0.5f));
     // An amount of one shows the first of the two pins, none the second.
-    m.first = compile(node.input(P_MATERIAL2));
-    m.second = compile(node.input(P_MATERIAL1));
-    m.opaque = out_.materials[m.first].opaque && out_.materials[m.second].opaque;
-    m.fakeShadows = out_.materials[m.first].fakeShadows || out_.materials[m.second].fakeShadows;
+    m.first = part(node, P_MATERIAL2);
+    m.second = part(node, P_MATERIAL1);
+    for (const PinId pin : {P_MATERIAL1, P_MATERIAL2}) {
+        const ItemUid uid = node.input(pin);
+        if (uid == 0) continue;
+        entry.parts.push_back(uid);
+        const auto it = memory_.entries_.find(uid);
+        entry.glows = entry.glows || (it != memory_.entries_.end() && it->second.glows);
+    }
+    const Material &first = out_.materials[m.first], &second = out_.materials[m.second];
+    m.opaque = first.opaque && second.opaque;
+    m.fakeShadows = first.fakeShadows || second.fakeShadows;
+    m.rank = 1 + std::max(first.rank, second.rank);
+    if (m.rank <= kMaxNesting) return;
+    if (log_) log_("Material \"" + node.name + "\" has too many mixes in each other; a grey one stands in.");
+    m = out_.materials[0];
 }
 
 void MaterialCompiler::describeFacets(const NodeRecord& node, Material& m) {
@@ -170,28 +354,32 @@ void MaterialCompiler::describeLayers(const NodeRecord& node, Material& m) {
     }
 }
 
-void MaterialCompiler::describeToon(const NodeRecord& node, Material& m) {
-    m.toonBody = toonRamp(node, P_TOON_DIFFUSE_RAMP);
-    m.toonHighlight = toonRamp(node, P_TOON_SPECULAR_RAMP);
+void MaterialCompiler::describeToon(const NodeRecord& node, Entry& entry, Material& m) {
+    m.toonBody = toonRamp(node, P_TOON_DIFFUSE_RAMP, entry.ramps[0]);
+    m.toonHighlight = toonRamp(node, P_TOON_SPECULAR_RAMP, entry.ramps[1]);
     m.outlined = node.input(P_TOON_OUTLINE) != 0;
     if (m.outlined) m.toonOutline = input(node, P_TOON_OUTLINE, {});
     m.outlineWidth = std::clamp(nodes_.number(node, P_WIDTH, 0.3f), 0.0f, 1.0f);
     m.toonLighting = static_cast<ToonLighting>(std::clamp(nodes_.integer(node, P_TOON_LIGHT_MODE, 0), 0, 2));
 }
 
-std::uint32_t MaterialCompiler::toonRamp(const NodeRecord& node, PinId pin) {
+std::uint32_t MaterialCompiler::toonRamp(const NodeRecord& node, PinId pin, std::uint32_t known) {
     const TextureId id = textures_.connected(node, pin);
-    if (id == kNoTexture) return kNoRamp;
+    if (id == kNoTexture) {
+        if (known != kNoRamp) memory_.freeRamps_.push_back(known);
+        return kNoRamp;
+    }
     ToonRamp ramp;
     for (std::size_t i = 0; i < ToonRamp::kSize; ++i) {
         const float x = (static_cast<float>(i) + 0.5f) / static_cast<float>(ToonRamp::kSize);
         ramp.values[i] = clamp01(out_.textures.ramp(id, x, {}));
     }
-    out_.toonRamps.push_back(ramp);
-    return static_cast<std::uint32_t>(out_.toonRamps.size() - 1);
+    if (known == kNoRamp) return out_.toonRamps.store(ramp, memory_.freeRamps_);
+    out_.toonRamps.edit(known) = ramp;
+    return known;
 }
 
-void MaterialCompiler::describeSurface(const NodeRecord& node, Material& m) {
+void MaterialCompiler::describeSurface(const NodeRecord& node, Entry& entry, Material& m) {
     const Float3 one = splat(1.0f);
     m.kind = kindOf(node.type);
     describeFacets(node, m);
@@ -217,7 +405,7 @@ void MaterialCompiler::describeSurface(const NodeRecord& node, Material& m) {
             m.transmission = connectedInput(node, P_TRANSMISSION);
             break;
     }
-    if (m.kind == MaterialKind::Toon) describeToon(node, m);
+    if (m.kind == MaterialKind::Toon) describeToon(node, entry, m);
     m.matte = nodes_.flag(node, P_MATTE, false);
     m.fakeShadows = nodes_.flag(node, P_FAKE_SHADOWS, false) && !m.transmission.none();
     m.affectAlpha = nodes_.flag(node, P_REFRACTION_ALPHA, false);
@@ -226,7 +414,7 @@ void MaterialCompiler::describeSurface(const NodeRecord& node, Material& m) {
     m.bump = textures_.connected(node, P_BUMP);
 }
 
-Material MaterialCompiler::describe(const NodeRecord& node) {
+Material MaterialCompiler::describe(const NodeRecord& node, Entry& entry) {
     Material m;
     if (node.type == NT_MAT_PORTAL) {
         m.kind = MaterialKind::Clear;
@@ -235,15 +423,15 @@ Material MaterialCompiler::describe(const NodeRecord& node) {
         return m;
     }
     if (node.type == NT_MAT_MIX) {
-        describeMix(node, m);
+        describeMix(node, entry, m);
         return m;
     }
     m.smooth = nodes_.flag(node, P_SMOOTH, true);
     if (node.pin(P_OPACITY)) m.opacity = textures_.onPin(node, P_OPACITY, splat(1.0f));
     m.opaque = isOne(m.opacity);
-    m.emission = emission(node);
+    m.emission = emission(node, entry.emission);
     if (clay_ == CLAY_OFF) {
-        describeSurface(node, m);
+        describeSurface(node, entry, m);
     } else {
         m.albedo.value = kDefaultAlbedo;
         if (clay_ != CLAY_GREY) m.albedo = input(node, mainColor(node.type), kDefaultAlbedo);

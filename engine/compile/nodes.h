@@ -47,6 +47,12 @@ public:
         ++builds_[static_cast<std::size_t>(part)];
         reading_ = true;
     }
+    /// As startReading(), but what the part read before counts on: for parts that look only at what an edit concerns.
+    void goOnReading(ScenePart part) {
+        if (builds_[static_cast<std::size_t>(part)] == 0) return startReading(part);
+        part_ = part;
+        reading_ = true;
+    }
     void endReading() { reading_ = false; }
     bool readBy(ScenePart part, ItemUid uid) const {
         const auto p = static_cast<std::size_t>(part);

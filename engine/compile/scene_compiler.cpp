@@ -46,10 +46,11 @@ SceneCompiler::~SceneCompiler() = default;
 /// While it lives, the nodes that are read are written down. A part that was not finished stays stale.
 class SceneCompiler::Reading {
 public:
-    Reading(NodeTable& nodes, Dependency& dependency, ItemUid root) : nodes_(nodes), dependency_(dependency) {
+    Reading(NodeTable& nodes, Dependency& dependency, ItemUid root, bool goOn = false)
+        : nodes_(nodes), dependency_(dependency) {
         dependency_.stale = true;
         dependency_.root = root;
-        nodes_.startReading(dependency_.part);
+        goOn ? nodes_.goOnReading(dependency_.part) : nodes_.startReading(dependency_.part);
     }
     ~Reading() { nodes_.endReading(); }
     Reading(const Reading&) = delete;
@@ -105,7 +106,19 @@ void SceneCompiler::buildEnvironments(const NodeRecord& target, RenderScene& sce
     }
 }
 
-RenderScenePtr SceneCompiler::build() {
+std::shared_ptr<const Shading> SceneCompiler::shading(const SceneDelta& delta, const Geometry& geometry) {
+    const RenderScene* old = scene_.get();
+    const bool slotsStay = old && (old->geometry.get() == &geometry || sameSlots(*old->geometry, geometry));
+    if (!shadingNodes_.stale && slotsStay) return old->shading;
+    Reading reading(nodes_, shadingNodes_, 0, shading_.remembers());
+    std::vector<ItemUid> changed = delta.removed;
+    for (const NodeRecordPtr& record : delta.changed) changed.push_back(record->uid);
+    auto made = shading_.compile(nodes_, geometry, slotsStay, changed, images_, clayMode_, log_);
+    reading.finish();
+    return made;
+}
+
+RenderScenePtr SceneCompiler::build(const SceneDelta& delta) {
     const NodeRecord* target = nodes_.find(target_);
     if (!target) return nullptr;
     auto scene = std::make_shared<RenderScene>();
@@ -133,14 +146,8 @@ RenderScenePtr SceneCompiler::build() {
     } else {
         scene->geometry = oldGeometry;
     }
-    if (shadingNodes_.stale || !old || !sameSlots(*oldGeometry, *scene->geometry)) {
-        Reading reading(nodes_, shadingNodes_, 0);
-        scene->shading = compileShading(nodes_, *scene->geometry, images_, textures_, clayMode_, log_);
-        reading.finish();
-    } else {
-        scene->shading = old->shading;
-    }
-    const bool lightsStay = old && scene->shading == old->shading &&
+    scene->shading = shading(delta, *scene->geometry);
+    const bool lightsStay = old && scene->shading->lights == old->shading->lights &&
                             (scene->geometry == oldGeometry || lightsStand(*old->lights, geometry_->change()));
     scene->lights = lightsStay
                         ? old->lights
@@ -164,11 +171,11 @@ BuildResult SceneCompiler::apply(const SceneDelta& delta) {
     // What was built for a scene that never came to be must not pass for part of the old one.
     const auto forget = [this] {
         for (Dependency* part : parts_) part->stale = true;
-        textures_.clear();
+        shading_.forget();
     };
     BuildResult result;
     try {
-        result.scene = build();
+        result.scene = build(delta);
     } catch (...) {
         forget();
         throw;
@@ -192,7 +199,8 @@ BuildResult SceneCompiler::apply(const SceneDelta& delta) {
     c.textures = images_.count();
     c.textureKinds = images_.kinds();
     c.nodeCount = nodes_.size();
-    c.texturesDescribed = textures_.described();
+    c.texturesDescribed = shading_.texturesDescribed();
+    c.materialsDescribed = shading_.materialsDescribed();
     c.meshesBuilt = geometry_->meshesBuilt();
     c.instancesBuilt = geometry_->instancesBuilt();
     if (scene_) {

@@ -32,7 +32,8 @@ public:
         std::uint64_t imageBytes = 0, nodeCount = 0, textures = 0, meshes = 0, instances = 0, triangles = 0;
         std::uint64_t meshesBuilt = 0, instancesBuilt = 0;
         ImageKinds textureKinds;
-        std::uint64_t texturesDescribed = 0;  ///< texture nodes compiled since the beginning
+        std::uint64_t texturesDescribed = 0;   ///< texture nodes compiled since the beginning
+        std::uint64_t materialsDescribed = 0;  ///< and material nodes
     };
     Counters counters() const;
 
@@ -49,7 +50,8 @@ private:
     void markStale(const SceneDelta& delta);
     std::shared_ptr<const Environment> environment(EnvironmentCompiler& compiler, Dependency& dependency, ItemUid node,
                                                    const std::shared_ptr<const Environment>& old);
-    RenderScenePtr build();
+    RenderScenePtr build(const SceneDelta& delta);
+    std::shared_ptr<const Shading> shading(const SceneDelta& delta, const Geometry& geometry);
     void buildEnvironments(const NodeRecord& target, RenderScene& scene);
 
     LogFunction log_;
@@ -57,7 +59,7 @@ private:
     EmbreeDevice device_;
     NodeTable nodes_;
     ImageStore images_;
-    TextureMemory textures_;
+    ShadingCompiler shading_;
     std::unique_ptr<GeometryCompiler> geometry_;
     EnvironmentCompiler lightingEnvironment_, visibleEnvironment_;
     Dependency geometryNodes_{ScenePart::Geometry}, shadingNodes_{ScenePart::Shading},

@@ -34,11 +34,13 @@ bool variesByItself(const TextureNode& node) {
     }
 }
 
-std::uint32_t take(std::vector<std::uint32_t>& free, std::size_t size) {
-    if (free.empty()) return static_cast<std::uint32_t>(size);
-    const std::uint32_t index = free.back();
-    free.pop_back();
-    return index;
+/// More lookups than this for one are a mistake: of nodes that each read the next one twice, few make more than can
+/// ever be looked up.
+constexpr float kMostLookups = 65536.0f;
+
+bool holdsImage(const TextureNode& node, const NodeRecord& record) {
+    const bool image = node.op == TextureOp::Image || node.op == TextureOp::InstanceColor;
+    return image && record.type != NT_TEX_BAKING;
 }
 
 }  // namespace
@@ -50,39 +52,65 @@ void TextureMemory::clear() {
     *this = std::move(empty);
 }
 
-TextureCompiler::TextureCompiler(const NodeTable& nodes, ImageStore& images, TextureTable& table,
-                                 const LogFunction& log, TextureMemory* memory)
-    : nodes_(nodes), images_(images), table_(table), log_(log), memory_(memory ? *memory : own_) {
+bool TextureMemory::worn() const {
     // A build that was broken off has left places that its table took along.
-    const std::size_t loose = memory_.constants_.size() + memory_.products_.size();
-    if (!memory_.finished_ || loose > kMaxLoose + 4 * memory_.entries_.size()) memory_.clear();
-    fresh_ = memory_.entries_.empty();
+    return !finished_ || constants_.size() > kMaxLoose + 4 * entries_.size();
+}
+
+void TextureMemory::concern(ItemUid uid) {
+    if (const auto it = entries_.find(uid); it != entries_.end()) it->second.concerned = true;
+}
+
+std::vector<ItemUid> TextureMemory::outdated(const NodeTable& nodes, ImageStore& images, const LogFunction& log) const {
+    std::vector<ItemUid> out;
+    for (const auto& [uid, entry] : entries_) {
+        const NodeRecord* record = nodes.peek(uid);
+        if (!record || !holdsImage(entry.node, *record)) continue;
+        const ImageTexturePtr then = entry.node.data == kNoTexture ? nullptr : table_.images[entry.node.data].image;
+        if (images.imageOf(*record, log) != then) out.push_back(uid);
+    }
+    return out;
+}
+
+TextureCompiler::TextureCompiler(const NodeTable& nodes, ImageStore& images, TextureTable& table,
+                                 const LogFunction& log, TextureMemory* memory, Dependents* dependents)
+    : nodes_(nodes),
+      images_(images),
+      table_(table),
+      log_(log),
+      memory_(memory ? *memory : own_),
+      dependents_(dependents) {
+    if (memory_.worn()) memory_.clear();
     memory_.finished_ = false;
+    memory_.waiting_.clear();
     ++memory_.build_;
     table_ = memory_.table_;
 }
 
+void TextureCompiler::release(const Entry& entry) {
+    releaseData(entry.node);
+    if (entry.id == kNoTexture) return;
+    table_.nodes.edit(entry.id) = {};
+    memory_.freeNodes_.push_back(entry.id);
+}
+
+void TextureCompiler::forget(ItemUid uid) {
+    const auto it = memory_.entries_.find(uid);
+    if (it == memory_.entries_.end()) return;
+    release(it->second);
+    memory_.circling_.erase(uid);
+    memory_.entries_.erase(it);
+    if (dependents_) dependents_->forget({uid, MadeAs::Texture});
+}
+
 void TextureCompiler::finish() {
-    for (auto it = memory_.entries_.begin(); it != memory_.entries_.end();) {
-        Entry& entry = it->second;
-        if (entry.build == memory_.build_) {
-            ++it;
-            continue;
-        }
-        releaseData(entry.node);
-        if (entry.id != kNoTexture) {
-            table_.nodes[entry.id] = {};
-            memory_.freeNodes_.push_back(entry.id);
-        }
-        it = memory_.entries_.erase(it);
+    if (!dependents_) {
+        std::erase_if(memory_.entries_, [this](const auto& known) {
+            if (known.second.build == memory_.build_) return false;
+            release(known.second);
+            return true;
+        });
     }
-    // The place of an input may be another's now.
-    std::erase_if(memory_.products_, [&](const auto& p) {
-        if (p.second.build == memory_.build_) return false;
-        table_.nodes[p.second.id] = {};
-        memory_.freeNodes_.push_back(p.second.id);
-        return true;
-    });
     memory_.table_ = table_;
     memory_.finished_ = true;
 }
@@ -92,14 +120,14 @@ void TextureCompiler::releaseData(const TextureNode& node) {
     if (node.data == kNoTexture) return;
     switch (node.op) {
         case TextureOp::Gradient:
-            table_.gradients[node.data] = {};
+            table_.gradients.edit(node.data) = {};
             memory_.freeGradients_.push_back(node.data);
             break;
         case TextureOp::Triplanar:
             memory_.freeTriplanars_.push_back(node.data);
             break;
         default:
-            table_.images[node.data] = {};
+            table_.images.edit(node.data) = {};
             memory_.freeImages_.push_back(node.data);
             break;
     }
@@ -115,9 +143,7 @@ TextureNode TextureCompiler::folded(const TextureNode& node) {
         !fixed(node.d) || !fixed(node.power)) {
         return node;
     }
-    table_.nodes.push_back(node);
-    const Float3 value = table_.color(static_cast<TextureId>(table_.nodes.size() - 1), {});
-    table_.nodes.pop_back();
+    const Float3 value = table_.color(node, {});
     TextureNode constant;
     constant.value = isFinite(value) ? value : Float3{};
     return constant;
@@ -126,13 +152,14 @@ TextureNode TextureCompiler::folded(const TextureNode& node) {
 /// Writes a node to its place, or to a new one.
 TextureId TextureCompiler::place(TextureId id, const TextureNode& node) {
     const TextureNode shown = folded(node);
-    if (id == kNoTexture) id = take(memory_.freeNodes_, table_.nodes.size());
-    if (id == table_.nodes.size()) {
-        table_.nodes.emplace_back();
-        memory_.changed_.push_back(0);
+    if (id == kNoTexture) {
+        id = table_.nodes.store(shown, memory_.freeNodes_);
+        if (id >= memory_.changed_.size()) memory_.changed_.resize(id + 1);
+    } else {
+        table_.nodes.edit(id) = shown;
     }
-    table_.nodes[id] = shown;
     memory_.changed_[id] = memory_.build_;
+    wrote_ = true;
     return id;
 }
 
@@ -145,20 +172,6 @@ TextureId TextureCompiler::constant(Float3 value) {
         it->second = place(kNoTexture, node);
     }
     return it->second;
-}
-
-TextureId TextureCompiler::multiply(TextureId a, TextureId b) {
-    TextureMemory::Product& known = memory_.products_[{a, b}];
-    if (known.build == memory_.build_ && known.id != kNoTexture) return known.id;
-    if (known.id == kNoTexture || changed(a) || changed(b)) {
-        TextureNode node;
-        node.op = TextureOp::Multiply;
-        node.a = a;
-        node.b = b;
-        known.id = place(known.id, node);
-    }
-    known.build = memory_.build_;
-    return known.id;
 }
 
 TextureId TextureCompiler::connected(const NodeRecord& node, PinId pin) {
@@ -184,7 +197,8 @@ TextureId TextureCompiler::compile(ItemUid uid) {
     auto* const inputs = std::exchange(inputs_, nullptr);
     TextureId id = kNoTexture;
     const auto known = memory_.entries_.find(uid);
-    if (known != memory_.entries_.end() && known->second.build == memory_.build_) {
+    const bool found = known != memory_.entries_.end();
+    if (found && (known->second.build == memory_.build_ || (dependents_ && !known->second.concerned))) {
         id = known->second.id;
     } else if (const NodeRecordPtr record = nodes_.share(uid)) {
         id = enter(uid, record);
@@ -204,8 +218,14 @@ TextureId TextureCompiler::enter(ItemUid uid, const NodeRecordPtr& record) {
     Entry& entry = memory_.entries_[uid];
     if (!sameAsBefore(entry, record)) makeNew(entry, record);
     entry.build = memory_.build_;
+    entry.concerned = false;
     // What was read in a circle depends on where it was entered.
-    if (circle_) entry.record = nullptr;
+    if (circle_) {
+        entry.record = nullptr;
+        memory_.circling_.insert(uid);
+    } else {
+        memory_.circling_.erase(uid);
+    }
     open_.erase(uid);
     if (open_.empty()) circle_ = false;
     return entry.id;
@@ -223,15 +243,37 @@ bool TextureCompiler::sameAsBefore(Entry& entry, const NodeRecordPtr& record) {
         below = below || changed(id);
     }
     // The file may be another by now.
-    const bool baked = record->type == NT_TEX_BAKING;
-    if (!baked && (entry.node.op == TextureOp::Image || entry.node.op == TextureOp::InstanceColor)) {
+    if (holdsImage(entry.node, *record)) {
         const ImageTexturePtr now = images_.imageOf(*record, log_);
         const ImageTexturePtr then = entry.node.data == kNoTexture ? nullptr : table_.images[entry.node.data].image;
         if (now != then) return false;
     }
     if (below && entry.holdsInputs) return false;
-    if (below) place(entry.id, entry.node);
+    if (below) {
+        weigh(entry, *record);
+        if (entry.cost > kMostLookups) return false;
+        place(entry.id, entry.node);
+    }
     return true;
+}
+
+bool TextureCompiler::waits(ItemUid uid) const {
+    const auto it = memory_.entries_.find(uid);
+    return it != memory_.entries_.end() && it->second.waits;
+}
+
+/// What the inputs mean for a node, beyond their values.
+void TextureCompiler::weigh(Entry& entry, const NodeRecord& record) {
+    entry.cost = 1.0f;
+    entry.waits = holdsImage(entry.node, record) && images_.waits(record);
+    if (entry.waits) memory_.waiting_.push_back(record.uid);
+    for (const auto& [uid, id] : entry.inputs) {
+        const auto it = memory_.entries_.find(uid);
+        if (it == memory_.entries_.end() || it->second.id != id) continue;
+        if (!table_.isConstant(id)) entry.cost += it->second.cost;
+        entry.waits = entry.waits || it->second.waits;
+    }
+    if (record.type == NT_TEX_BAKING && entry.node.op == TextureOp::Image) entry.cost = 1.0f;
 }
 
 void TextureCompiler::makeNew(Entry& entry, const NodeRecordPtr& record) {
@@ -245,9 +287,22 @@ void TextureCompiler::makeNew(Entry& entry, const NodeRecordPtr& record) {
     inputs_ = nullptr;
     nodes_.trace(nullptr);
     entry.node = node;
+    weigh(entry, *record);
+    if (entry.cost > kMostLookups) {
+        if (log_) log_("Texture \"" + record->name + "\" reads its inputs too many times over; it shows grey.");
+        releaseData(entry.node);
+        entry.node = {};
+        entry.node.value = splat(0.5f);
+        entry.cost = 1.0f;
+        entry.holdsInputs = true;
+    }
     entry.reads.clear();
     for (const ItemUid uid : reads) entry.reads.emplace_back(uid, nodes_.share(uid));
-    entry.id = place(entry.id, node);
+    if (dependents_) {
+        for (const auto& [uid, id] : entry.inputs) reads.push_back(uid);
+        dependents_->set({record->uid, MadeAs::Texture}, std::move(reads));
+    }
+    entry.id = place(entry.id, entry.node);
     entry.record = record;
     ++memory_.described_;
 }

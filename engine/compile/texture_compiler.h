@@ -2,6 +2,7 @@
 //
 // What was compiled is remembered from one build of the scene to the next: a node whose record and whose inputs are the
 // same keeps its place in the table, one whose value changed is written anew in its place, and nothing else is touched.
+// Told what an edit concerns, a build does not even look at the rest.
 #pragma once
 
 #include <array>
@@ -10,6 +11,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "engine/compile/dependents.h"
 #include "engine/compile/image_loader.h"
 #include "engine/render/texture.h"
 
@@ -24,6 +26,17 @@ public:
     std::size_t size() const { return entries_.size(); }
     /// Lets everything go; the next build compiles all anew.
     void clear();
+    /// Whether a build was broken off, or has left so much behind that it should all be compiled anew.
+    bool worn() const;
+
+    /// The texture of a node is to be looked at again. Unknown nodes are ignored.
+    void concern(ItemUid uid);
+    /// Nodes whose images were not in memory when they were described: concern them when they are.
+    const std::vector<ItemUid>& waiting() const { return waiting_; }
+    /// Nodes that are described in each build in which they are asked for: those in circles.
+    const std::unordered_set<ItemUid>& circling() const { return circling_; }
+    /// Nodes whose image is another by now than the one that they were described with.
+    std::vector<ItemUid> outdated(const NodeTable& nodes, ImageStore& images, const LogFunction& log) const;
 
 private:
     friend class TextureCompiler;
@@ -33,29 +46,30 @@ private:
         std::vector<std::pair<ItemUid, TextureId>> inputs;     ///< texture nodes below, and what they were
         TextureNode node;                                      ///< as described, before folding
         TextureId id = kNoTexture;
+        float cost = 1.0f;         ///< lookups that one lookup comes to
         bool holdsInputs = false;  ///< made from what the inputs evaluate to, not only from their places
+        bool waits = false;        ///< an image of it or below it is not in memory yet
+        bool concerned = true;     ///< to be looked at again
         std::uint64_t build = 0;   ///< the last build that asked for it
-    };
-    struct Product {
-        TextureId id = kNoTexture;
-        std::uint64_t build = 0;
     };
     TextureTable table_;
     std::vector<std::uint64_t> changed_;  ///< of each node of the table: the last build in which it was written
     std::unordered_map<ItemUid, Entry> entries_;
     std::map<std::array<float, 3>, TextureId> constants_;
-    std::map<std::pair<TextureId, TextureId>, Product> products_;
     std::map<std::pair<PixelFormat, float>, std::shared_ptr<const DecodeTable>> decodeTables_;
     std::vector<std::uint32_t> freeNodes_, freeMappings_, freeImages_, freeGradients_, freeTriplanars_;
+    std::vector<ItemUid> waiting_;
+    std::unordered_set<ItemUid> circling_;
     std::uint64_t build_ = 0, described_ = 0;
     bool finished_ = true;
 };
 
 class TextureCompiler {
 public:
-    /// Fills `table`. With a memory, what it holds is used again, and finish() writes it back.
+    /// Fills `table`. With a memory, what it holds is used again, and finish() writes it back. With `dependents`, only
+    /// what the memory was told to be concerned is looked at, and what is made from what is noted there.
     TextureCompiler(const NodeTable& nodes, ImageStore& images, TextureTable& table, const LogFunction& log,
-                    TextureMemory* memory = nullptr);
+                    TextureMemory* memory = nullptr, Dependents* dependents = nullptr);
     TextureCompiler(const TextureCompiler&) = delete;
     TextureCompiler& operator=(const TextureCompiler&) = delete;
 
@@ -63,20 +77,30 @@ public:
     TextureId onPin(const NodeRecord& node, PinId pin, Float3 fallback);
     /// The texture connected to a pin, or kNoTexture. Toon ramps too: TextureTable::ramp evaluates them.
     TextureId connected(const NodeRecord& node, PinId pin);
+    /// The texture of a node; kNoTexture when there is none.
+    TextureId of(ItemUid uid) { return compile(uid); }
     TextureId constant(Float3 value);
-    TextureId multiply(TextureId a, TextureId b);
 
     /// Whether a texture was written in this build, or something below it. Who keeps more of a texture than its id
     /// from build to build looks again then. Ask for the texture first: only then is it known.
     bool changed(TextureId id) const { return id != kNoTexture && memory_.changed_[id] == memory_.build_; }
-    /// Nothing was remembered: every id is new.
-    bool fresh() const { return fresh_; }
+    /// Whether anything was written in this build.
+    bool wrote() const { return wrote_; }
+
+    /// A texture that was asked for, and what it was.
+    using Inputs = std::vector<std::pair<ItemUid, TextureId>>;
+    /// From now on every texture that is asked for is listed in `inputs`, except by other textures; null: no more.
+    /// Returns what was there before.
+    Inputs* listInputs(Inputs* inputs) { return std::exchange(inputs_, inputs); }
 
     /// For textures that are looked up without footprints: their images need no coarser levels.
     void withoutPyramids() { pyramids_ = false; }
 
-    /// Forgets what this build did not ask for, and remembers the rest. Call once, when all is compiled.
+    /// Forgets what this build did not ask for, or, with dependents, only what forget() names. Remembers the rest. Call
+    /// once, when all is compiled.
     void finish();
+    /// Lets the texture of a node go that nothing is made from any more.
+    void forget(ItemUid uid);
 
 private:
     using Entry = TextureMemory::Entry;
@@ -86,6 +110,9 @@ private:
     TextureId enter(ItemUid uid, const NodeRecordPtr& record);
     bool sameAsBefore(Entry& entry, const NodeRecordPtr& record);
     void makeNew(Entry& entry, const NodeRecordPtr& record);
+    void weigh(Entry& entry, const NodeRecord& record);
+    bool waits(ItemUid uid) const;
+    void release(const Entry& entry);
 
     TextureNode describe(const NodeRecord& node, Entry& entry);
     bool describeOperator(const NodeRecord& node, TextureNode& out);
@@ -114,9 +141,10 @@ private:
     TextureMemory own_;
     TextureMemory& memory_;
     std::unordered_set<ItemUid> open_;  ///< being compiled: a node among its own inputs reads as nothing
-    std::vector<std::pair<ItemUid, TextureId>>* inputs_ = nullptr;  ///< of the node being described
-    bool circle_ = false;                                           ///< a node among its own inputs was met
-    bool fresh_ = false, pyramids_ = true;
+    Dependents* dependents_;
+    Inputs* inputs_ = nullptr;  ///< of what is being described
+    bool circle_ = false;       ///< a node among its own inputs was met
+    bool wrote_ = false, pyramids_ = true;
     std::unordered_set<int> logged_;
 };
 

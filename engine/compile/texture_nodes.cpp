@@ -8,18 +8,6 @@ namespace {
 /// Shown where an image is missing: between the extremes, so that it neither hides nor blinds.
 constexpr Float3 kMissing{0.5f, 0.5f, 0.5f};
 
-template <typename T>
-std::uint32_t store(std::vector<T>& all, std::vector<std::uint32_t>& free, T value) {
-    if (free.empty()) {
-        all.push_back(std::move(value));
-        return static_cast<std::uint32_t>(all.size() - 1);
-    }
-    const std::uint32_t index = free.back();
-    free.pop_back();
-    all[index] = std::move(value);
-    return index;
-}
-
 bool isPlain(const TextureTable& table, TextureId id, Float3 value) {
     return table.isConstant(id) && table.color(id, {}) == value;
 }
@@ -105,7 +93,7 @@ void TextureCompiler::describeMapping(const NodeRecord& node, TextureNode& out) 
     }
     const bool plain = mapping.kind == ProjectionKind::Uvw && mapping.uvSet == 0 && !mapping.placement.moved;
     if (plain && !mapping.transformed) return;
-    out.mapping = store(table_.mappings, memory_.freeMappings_, std::move(mapping));
+    out.mapping = table_.mappings.store(std::move(mapping), memory_.freeMappings_);
 }
 
 ImageLookup TextureCompiler::lookupOf(ImageTexturePtr image, float gamma, int border) {
@@ -133,7 +121,7 @@ void TextureCompiler::describeImage(const NodeRecord& node, TextureNode& out) {
     const float gamma = number(node, P_GAMMA, 2.2f, 0.01f, 100.0f);
     const int border = nodes_.integer(node, P_BORDER_MODE, 0);
     if (ImageTexturePtr image = images_.imageOf(node, log_)) {
-        out.data = store(table_.images, memory_.freeImages_, lookupOf(std::move(image), gamma, border));
+        out.data = table_.images.store(lookupOf(std::move(image), gamma, border), memory_.freeImages_);
     }
     readPower(node, out);
 }
@@ -175,7 +163,7 @@ void TextureCompiler::describeGradient(const NodeRecord& node, TextureNode& out)
     if (g.knots.empty() || g.knots.front().position > 0.0f || g.movingKnots) g.knots.insert(g.knots.begin(), start);
     if (g.knots.back().position < 1.0f || g.movingKnots) g.knots.push_back(end);
     if (g.interpolation == GradientInterpolation::Spline && g.plain) g.slopes = monotoneSlopes(g.knots);
-    out.data = store(table_.gradients, memory_.freeGradients_, std::move(g));
+    out.data = table_.gradients.store(std::move(g), memory_.freeGradients_);
 }
 
 void TextureCompiler::describeTriplanar(const NodeRecord& node, TextureNode& out) {
@@ -188,7 +176,7 @@ void TextureCompiler::describeTriplanar(const NodeRecord& node, TextureNode& out
     if (const NodeRecord* transform = nodes_.input(node, P_TRANSFORM)) {
         map.placement = LocalSpace(inverse(readTransform(nodes_, transform)));
     }
-    out.data = store(table_.triplanars, memory_.freeTriplanars_, std::move(map));
+    out.data = table_.triplanars.store(std::move(map), memory_.freeTriplanars_);
 }
 
 void TextureCompiler::describeBaking(const NodeRecord& node, TextureNode& out) {
@@ -196,6 +184,7 @@ void TextureCompiler::describeBaking(const NodeRecord& node, TextureNode& out) {
     out.op = TextureOp::Add;
     out.a = input;
     if (table_.isConstant(input) || !nodes_.flag(node, P_ENABLED, true)) return;
+    if (waits(node.input(P_TEXTURE))) return;  // the picture would be another when all is there
     const Float3 size = nodes_.vector(node, P_RESOLUTION, splat(1024.0f));
     BakeSize bake;
     bake.width = static_cast<std::uint32_t>(std::clamp(size.x, 4.0f, 16384.0f));
@@ -209,8 +198,8 @@ void TextureCompiler::describeBaking(const NodeRecord& node, TextureNode& out) {
     images_.count(image);
     out.op = TextureOp::Image;
     out.a = kNoTexture;
-    out.data = store(table_.images, memory_.freeImages_,
-                     lookupOf(std::move(image), gamma, nodes_.integer(node, P_BORDER_MODE, 0)));
+    out.data = table_.images.store(lookupOf(std::move(image), gamma, nodes_.integer(node, P_BORDER_MODE, 0)),
+                                   memory_.freeImages_);
     readPower(node, out);
     describeMapping(node, out);
 }

@@ -33,6 +33,7 @@ struct Emission {
     float samplingRate = 1.0f;  ///< how often it is chosen, compared with others of its power; 0: never
     std::uint32_t idBit = lightIdBit(1);
 
+    friend bool operator==(const Emission&, const Emission&) = default;
     bool visibleTo(RayKind kind) const {
         return kind == RayKind::Camera || (kind == RayKind::Diffuse ? onDiffuse : onSpecular);
     }

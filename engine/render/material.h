@@ -78,6 +78,7 @@ struct Material {
     TextureId bump = kNoTexture;    ///< height; one is a centimetre
     TextureId amount = kNoTexture;  ///< Mix
     MaterialId first = 0, second = 0;
+    std::uint32_t rank = 0;  ///< mixes in each other, counted from the innermost; 0: no mix
 
     MaterialInput albedo;        ///< diffuse reflectance
     MaterialInput transmission;  ///< Diffuse: diffuse light to the other side; Specular, Universal: refraction

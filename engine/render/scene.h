@@ -115,12 +115,13 @@ struct Geometry {
 
 struct Shading {
     TextureTable textures;
-    std::vector<Emission> emissions;
-    std::vector<ToonRamp> toonRamps;
-    std::vector<Material> materials;        ///< 0 is the default material
+    SharedTable<Emission> emissions;
+    SharedTable<ToonRamp, 4> toonRamps;
+    SharedTable<Material, 6> materials;     ///< 0 is the default material
     std::vector<MaterialId> slotMaterials;  ///< parallel to Geometry::slots
     bool transparent = false;               ///< some material is not opaque
     std::vector<ToonLight> toonLights;      ///< parallel to Geometry::toonLights
+    std::uint64_t lights = 0;               ///< grows with what changes how lights are chosen
 };
 
 struct RenderScene {

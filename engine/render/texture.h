@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "engine/render/image_texture.h"
+#include "engine/render/shared_table.h"
 #include "engine/render/textures/gradient.h"
 #include "engine/render/textures/projection.h"
 
@@ -111,6 +112,8 @@ public:
         const TextureNode& node = nodes[id];
         return node.op == TextureOp::Constant ? node.value : powered(node, at);
     }
+    /// The same of a node that is not in the table; its inputs are.
+    Float3 color(const TextureNode& node, const TextureContext& at) const { return powered(node, at); }
     /// The same as one number: the mean of the channels.
     float scalar(TextureId id, const TextureContext& at) const { return average(color(id, at)); }
     /// True when the texture has the same value everywhere.
@@ -122,11 +125,11 @@ public:
     /// Pixels along the longest edge of the images in the table.
     std::uint32_t largestImage() const;
 
-    std::vector<TextureNode> nodes;
-    std::vector<Mapping> mappings;
-    std::vector<ImageLookup> images;
-    std::vector<Gradient> gradients;
-    std::vector<TriplanarMap> triplanars;
+    SharedTable<TextureNode> nodes;
+    SharedTable<Mapping> mappings;
+    SharedTable<ImageLookup> images;
+    SharedTable<Gradient> gradients;
+    SharedTable<TriplanarMap> triplanars;
 
 private:
     Float3 powered(const TextureNode& node, const TextureContext& at) const;

@@ -370,12 +370,14 @@ TEST(Image, OneFileIsOneImageForEachImportType) {
     const SampleFile small("b.png", makePng(png(6, 16, {1, 2, 3, 4, 5, 6, 7, 8})));
     const SampleFile broken("c.png", {1, 2, 3});
     Scene scene(8, 8, 1);
+    NodeRecordPtr unreadable;
     std::vector<NodeRecordPtr> materials;
     for (int copy = 0; copy < 3; ++copy) {
         for (const int import : {-1, 1, 2, 8}) materials.push_back(shown(scene, fileImage(scene, wide.path(), import)));
         for (const int import : {-1, 3, 4, 9})
             materials.push_back(shown(scene, fileImage(scene, small.path(), import)));
-        materials.push_back(shown(scene, fileImage(scene, broken.path())));
+        unreadable = fileImage(scene, broken.path());
+        materials.push_back(shown(scene, unreadable));
     }
     MeshData quads;
     for (int i = 0; i < static_cast<int>(materials.size()); ++i) {
@@ -393,12 +395,14 @@ TEST(Image, OneFileIsOneImageForEachImportType) {
     ASSERT_EQ(log.size(), 1u) << "a file that cannot be read is told once";
     EXPECT_NE(log[0].find("neither"), std::string::npos);
 
-    // A build that changes nothing reads nothing and says nothing; one after the file was mended reads it.
+    // A build that changes nothing reads nothing and says nothing; one that is told of a mended file reads it.
     SceneDelta delta = scene.delta(mesh, 2);
     compiler.apply(delta);
     EXPECT_EQ(log.size(), 1u);
     broken.write(makePng(png(2, 8, {1, 2, 3})));
-    delta.changed = {Node(materials.back())};
+    auto told = std::make_shared<NodeRecord>(*unreadable);
+    ++told->reloads;
+    delta.changed = {told};
     compiler.apply(delta);
     EXPECT_EQ(compiler.counters().textures, 9u);
     EXPECT_EQ(log.size(), 1u);
