@@ -5,6 +5,8 @@
 
 #include "bench/box_scene.h"
 #include "engine/compile/scene_compiler.h"
+#include "engine/render/textures/noise.h"
+#include "engine/render/textures/pixel_format.h"
 #include "engine/render/textures/pixel_memory.h"
 #include "tests/engine/textures/texture_bench.h"
 
@@ -49,42 +51,75 @@ void lookups() {
                 timed([&](float i) { return b.table.color(id, point(i * 0.0137f, 0.1f)); }));
 }
 
+void lookupsIn(const char* name, const ImageLookup& lookup) {
+    const float size = static_cast<float>(lookup.image->width());
+    const struct {
+        const char* name;
+        float along, across;
+    } shapes[] = {{"a point", 0, 0},     {"one pixel", 1.01f, 1.01f}, {"three pixels", 3, 3},
+                  {"64 pixels", 64, 64}, {"16 by 1", 16, 1},          {"1000 by 30", 1000, 30}};
+    for (const auto& s : shapes) {
+        const Float2 a = {s.along / size, 0.3f * s.along / size}, c = {-0.3f * s.across / size, s.across / size};
+        const auto nearby = [&](float i) {
+            return sampleImage(lookup, {0.3f + i * 1e-5f, 0.4f + i * 0.7e-5f}, a, c).color;
+        };
+        const auto scattered = [&](float i) {
+            return sampleImage(lookup, {i * 0.6180339f, i * 0.7548776f}, a, c).color;
+        };
+        std::printf("image lookup, %s, %s: %.0f ns, scattered %.0f ns\n", name, s.name, timed(nearby),
+                    timed(scattered));
+    }
+}
+
+/// A picture with something of everything: slopes, edges, grain.
+float patternAt(std::uint32_t x, std::uint32_t y, std::uint32_t c) {
+    const float u = static_cast<float>(x) * 0.01f, v = static_cast<float>(y) * 0.013f, k = static_cast<float>(c);
+    const float grain = unitFloat(hashBits(x, hashBits(y, c)));
+    return clamp01(0.4f + 0.3f * std::sin(u + k) * std::cos(v - k) + (x / 37 + y / 53 + c) % 2 * 0.1f + 0.06f * grain);
+}
+
 void images() {
     constexpr std::uint32_t kSize = 4096;
     const struct {
         const char* name;
         PixelFormat format;
-        std::uint32_t bytes;
-    } formats[] = {{"8 bits", PixelFormat::Byte, 1}, {"half", PixelFormat::Half, 2}, {"float", PixelFormat::Float, 4}};
+        std::uint32_t channels;
+        PixelFormat blocks;
+        const char* blockName;
+    } formats[] = {{"8 bits", PixelFormat::Byte, 4, PixelFormat::Bc7, "BC7"},
+                   {"8 bits RGB", PixelFormat::Byte, 3, PixelFormat::Bc1, "BC1"},
+                   {"half", PixelFormat::Half, 4, PixelFormat::Bc6h, "BC6H"},
+                   {"float", PixelFormat::Float, 4, PixelFormat::Float, nullptr}};
     for (const auto& f : formats) {
-        const std::size_t bytes = std::size_t{kSize} * kSize * 4 * f.bytes;
+        const std::size_t bytes = std::size_t{kSize} * kSize * f.channels * channelBytes(f.format);
         const auto memory = allocatePixels(bytes);
-        auto* pixels = reinterpret_cast<unsigned char*>(memory.get());
-        for (std::size_t i = 0; i < bytes; ++i) pixels[i] = static_cast<unsigned char>((i * 2654435761u >> 13) & 0x3bu);
-        ImageLookup lookup;
-        lookup.gamma = f.format == PixelFormat::Byte ? 2.2f : 1.0f;
-        lookup.image = std::make_shared<ImageTexture>(kSize, kSize, 4, f.format, pixels, bytes, memory);
+        withFormat(f.format, [&](auto kind) {
+            auto* to = reinterpret_cast<typename decltype(kind)::Stored*>(memory.get());
+            for (std::uint32_t i = 0; i < kSize * kSize; ++i) {
+                for (std::uint32_t c = 0; c < f.channels; ++c) {
+                    *to++ = decltype(kind)::store(patternAt(i % kSize, i / kSize, c));
+                }
+            }
+        });
+        const auto measure = [&](const char* name, const ImageTexture& image) {
+            ImageLookup lookup;
+            lookup.gamma = plainFormat(image.format()) == PixelFormat::Byte ? 2.2f : 1.0f;
+            lookup.image = std::make_shared<ImageTexture>(image);
+            const auto start = std::chrono::steady_clock::now();
+            lookup.pyramid = makePyramid(*lookup.image, lookup.gamma);
+            std::printf("coarser levels of %u by %u, %s: %.0f ms\n", kSize, kSize, name, seconds(start) * 1e3);
+            lookup.table = makeDecodeTable(image.format(), lookup.gamma);
+            lookupsIn(name, lookup);
+        };
+        const ImageTexture plain(kSize, kSize, f.channels, f.format, memory.get(), bytes, memory);
+        measure(f.name, plain);
+        if (!f.blockName) continue;
         const auto start = std::chrono::steady_clock::now();
-        lookup.pyramid = makePyramid(*lookup.image, lookup.gamma);
-        std::printf("coarser levels of %u by %u, %s: %.0f ms\n", kSize, kSize, f.name, seconds(start) * 1e3);
-        lookup.table = makeDecodeTable(f.format, lookup.gamma);
-        const struct {
-            const char* name;
-            float along, across;
-        } shapes[] = {{"a point", 0, 0},     {"one pixel", 1.01f, 1.01f}, {"three pixels", 3, 3},
-                      {"64 pixels", 64, 64}, {"16 by 1", 16, 1},          {"1000 by 30", 1000, 30}};
-        for (const auto& s : shapes) {
-            const Float2 a = {s.along / kSize, 0.3f * s.along / kSize},
-                         c = {-0.3f * s.across / kSize, s.across / kSize};
-            const auto nearby = [&](float i) {
-                return sampleImage(lookup, {0.3f + i * 1e-5f, 0.4f + i * 0.7e-5f}, a, c).color;
-            };
-            const auto scattered = [&](float i) {
-                return sampleImage(lookup, {i * 0.6180339f, i * 0.7548776f}, a, c).color;
-            };
-            std::printf("image lookup, %s, %s: %.0f ns, scattered %.0f ns\n", f.name, s.name, timed(nearby),
-                        timed(scattered));
-        }
+        const ImageTexture blocks = compressImage(plain, f.blocks);
+        std::printf("%u by %u pixels, %s, to %s: %.0f ms, %.1f to %.1f MB\n", kSize, kSize, f.name, f.blockName,
+                    seconds(start) * 1e3, static_cast<double>(bytes) * 1e-6,
+                    static_cast<double>(blocks.bytes()) * 1e-6);
+        measure(f.blockName, blocks);
     }
 }
 

@@ -122,7 +122,8 @@ void ImageStore::fit(const std::vector<std::pair<FileEntry*, ImageTexturePtr*>>&
         }
         if (largest == fresh.size()) break;
         ImageTexturePtr& image = *fresh[largest].second;
-        const bool encoded = image->format() == PixelFormat::Byte || image->format() == PixelFormat::Word;
+        const PixelFormat plain = plainFormat(image->format());
+        const bool encoded = plain == PixelFormat::Byte || plain == PixelFormat::Word;
         auto half = std::make_shared<const ImageTexture>(halfImage(*image, encoded ? 2.2f : 1.0f));
         held -= (image->bytes() - half->bytes()) / 3 * 4;
         image = std::move(half);
@@ -222,7 +223,7 @@ void ImageStore::forEachImage(F&& f) const {
 ImageKinds ImageStore::kinds() const {
     ImageKinds kinds;
     forEachImage([&](const ImageTexture& image) {
-        const bool bytes = image.format() == PixelFormat::Byte;
+        const bool bytes = plainFormat(image.format()) == PixelFormat::Byte;
         if (image.channels() < 3) {
             ++(bytes ? kinds.grey8 : kinds.grey16);
         } else {

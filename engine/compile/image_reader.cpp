@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <optional>
 
 #include "engine/compile/image_formats.h"
 #include "engine/compile/photometry.h"
@@ -56,7 +57,7 @@ File readWhole(const std::string& path) {
 }
 
 struct Target {
-    PixelFormat format;
+    PixelFormat format;  ///< of plain pixels
     bool alpha = true;
 };
 
@@ -79,6 +80,19 @@ Target targetOf(PixelFormat stored, ImageImport import) {
     }
 }
 
+/// The block format that an image of plain pixels is held in, if any. Grey pixels have blocks of their own, which are
+/// finer than those of colours; where they would be no smaller than bytes they stay bytes.
+std::optional<PixelFormat> blocksOf(PixelFormat stored, std::uint32_t channels, ImageImport import) {
+    const bool wide = stored == PixelFormat::Half || stored == PixelFormat::Float;
+    if (wide) return import == ImageImport::HalfRgb ? std::optional(PixelFormat::Bc6h) : std::nullopt;
+    const bool small = import == ImageImport::ByteRgb, fine = import == ImageImport::FineByteRgba;
+    if (!small && !fine && import != ImageImport::ByteRgba) return std::nullopt;
+    if (channels == 1) return small ? std::optional(PixelFormat::Bc4) : std::nullopt;
+    if (channels == 2) return PixelFormat::Bc5;
+    if (fine) return PixelFormat::Bc7;
+    return channels == 3 ? PixelFormat::Bc1 : PixelFormat::Bc3;
+}
+
 OIIO::TypeDesc typeOf(PixelFormat format) {
     switch (format) {
         case PixelFormat::Byte:
@@ -87,7 +101,7 @@ OIIO::TypeDesc typeOf(PixelFormat format) {
             return OIIO::TypeDesc::UINT16;
         case PixelFormat::Half:
             return OIIO::TypeDesc::HALF;
-        case PixelFormat::Float:
+        default:
             break;
     }
     return OIIO::TypeDesc::FLOAT;
@@ -151,6 +165,7 @@ ImageTexturePtr readImageFile(const std::string& path, ImageImport import, std::
         Target target = targetOf(image.format, import);
         if (image.linear) target.format = image.format;
         const bool linear = image.linear;
+        const PixelFormat stored = image.format;
         image = convert(std::move(image), target);
         const std::size_t values = std::size_t{image.width} * image.height * image.channels;
         bool odd = false;
@@ -159,8 +174,13 @@ ImageTexturePtr readImageFile(const std::string& path, ImageImport import, std::
             odd = makeHalvesFinite(reinterpret_cast<std::uint16_t*>(image.pixels.get()), values);
         why = std::move(image.note);
         if (odd) why += (why.empty() ? "" : "; ") + std::string("it has values that are no finite numbers");
-        return std::make_shared<ImageTexture>(image.width, image.height, image.channels, image.format,
-                                              image.pixels.get(), image.bytes(), image.pixels, linear);
+        const ImageTexture plain(image.width, image.height, image.channels, image.format, image.pixels.get(),
+                                 image.bytes(), image.pixels, linear);
+        const auto blocks = linear ? std::nullopt : blocksOf(stored, image.channels, import);
+        if (!blocks || compressedBytes(image.width, image.height, *blocks) >= image.bytes()) {
+            return std::make_shared<ImageTexture>(plain);
+        }
+        return std::make_shared<ImageTexture>(compressImage(plain, *blocks));
     } catch (const std::bad_alloc&) {
         why = "there is not enough memory for it";
     } catch (const std::exception& e) {

@@ -7,16 +7,16 @@
 
 namespace Lumora::engine {
 
-/// What an image becomes in memory; the values of A_IMAGE_IMPORT. The block-compressed kinds take the plain format of
-/// their precision.
+/// What an image becomes in memory; the values of A_IMAGE_IMPORT. Kinds for bytes leave images of halves and floats as
+/// they are, and the other way round.
 enum class ImageImport : int {
     AsStored = -1,
     Float = 1,
     Half = 2,
-    ByteRgb = 3,  ///< without alpha
-    ByteRgba = 4,
-    HalfRgb = 8,  ///< without alpha
-    FineByteRgba = 9,
+    ByteRgb = 3,       ///< without alpha, in blocks: half a byte a pixel
+    ByteRgba = 4,      ///< in blocks: a byte a pixel, half of that without alpha
+    HalfRgb = 8,       ///< without alpha, in blocks: a byte a pixel
+    FineByteRgba = 9,  ///< in finer blocks: a byte a pixel
 };
 
 /// Reads an image file of a format that the engine decodes itself, whatever its name ends in. Null with the reason in

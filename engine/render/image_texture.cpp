@@ -1,5 +1,6 @@
 #include "engine/render/image_texture.h"
 
+#include <atomic>
 #include <cstring>
 
 #include "engine/render/textures/pixel_format.h"
@@ -30,7 +31,17 @@ float encodeGamma(float v, float gamma) {
     return isSrgb(gamma) ? linearToSrgb(v) : std::pow(v, 1.0f / gamma);
 }
 
+std::uint32_t ImageTexture::nextSerial() {
+    static std::atomic<std::uint32_t> last{0};
+    return ++last;
+}
+
 Rgba ImageTexture::texel(std::uint32_t x, std::uint32_t y) const {
+    if (isBlockFormat(format_)) {
+        ImageLookup lookup;
+        lookup.image = ImageTexturePtr(std::shared_ptr<const void>(), this);
+        return pixelOf(lookup, std::uint64_t{y} * width_ + x);
+    }
     const std::size_t first = (static_cast<std::size_t>(y) * width_ + x) * channels_;
     float c[4];
     withFormat(format_, [&](auto format) {
@@ -50,6 +61,7 @@ Rgba ImageTexture::texel(std::uint32_t x, std::uint32_t y) const {
 }
 
 std::shared_ptr<const DecodeTable> makeDecodeTable(PixelFormat format, float gamma) {
+    format = plainFormat(format);
     if (format == PixelFormat::Float || (format != PixelFormat::Byte && gamma == 1.0f)) return nullptr;
     auto table = std::make_shared<DecodeTable>(format == PixelFormat::Byte ? 256 : 65536);
     withFormat(format, [&](auto kind) {

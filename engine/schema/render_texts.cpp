@@ -245,8 +245,8 @@ constexpr AttributeTextRow kAttributes[] = {
     {A_OSL_SOURCE, "", "Source of the shader."},
     {A_OSL_MESSAGES, "", "What the compiler said."},
     {A_IMAGE_IMPORT, "",
-     "Memory format: -1 as in the file, 1 float, 2 half, 3 8 bits without alpha, 4 and 9 8 bits, 8 half without "
-     "alpha."},
+     "Memory format: -1 as in the file, 1 float, 2 half; in blocks of 4 by 4 pixels 3 BC1 (no alpha), 4 BC3, 9 BC7, 8 "
+     "BC6H (halves, no alpha). 8-bit kinds are for files of 8 and 16 bits, the others for those of halves and floats."},
 };
 
 constexpr NodeTextRow kNodes[] = {

@@ -138,6 +138,11 @@ float inversePower2(int n) {
 
 }  // namespace
 
+BlockCache& threadBlockCache() {
+    thread_local BlockCache cache;
+    return cache;
+}
+
 Rgba sampleImage(const ImageLookup& lookup, Float2 uv, Float2 axis0, Float2 axis1) {
     const ImageTexture& image = *lookup.image;
     if (!std::isfinite(uv.x) || !std::isfinite(uv.y)) uv = {};

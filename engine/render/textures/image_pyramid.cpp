@@ -164,6 +164,9 @@ void halve(const ImageTexture& from, typename Format::Stored* out, std::uint32_t
 }  // namespace
 
 ImageTexture halfImage(const ImageTexture& image, float gamma) {
+    if (isBlockFormat(image.format())) {
+        return compressImage(halfImage(plainImage(image), gamma), image.format());
+    }
     const std::uint32_t width = std::max(image.width() / 2, 1u), height = std::max(image.height() / 2, 1u);
     const std::size_t bytes =
         static_cast<std::size_t>(width) * height * image.channels() * channelBytes(image.format());
@@ -173,16 +176,18 @@ ImageTexture halfImage(const ImageTexture& image, float gamma) {
         halve<Format>(image, reinterpret_cast<typename Format::Stored*>(memory.get()), width, height, gamma);
     });
     const void* pixels = memory.get();
-    return {width, height, image.channels(), image.format(), pixels, bytes, std::move(memory)};
+    return {width, height, image.channels(), image.format(), pixels, bytes, std::move(memory), image.linear()};
 }
 
 ImagePyramidPtr makePyramid(const ImageTexture& image, float gamma) {
     auto pyramid = std::make_shared<ImagePyramid>();
-    const ImageTexture* level = &image;
     pyramid->levels.reserve(32);
-    while (level->width() > 1 || level->height() > 1) {
-        pyramid->levels.push_back(halfImage(*level, gamma));
-        level = &pyramid->levels.back();
+    // Levels of blocks are made of plain ones, so that nothing is compressed more than once.
+    ImageTexture plain = plainImage(image);
+    while (plain.width() > 1 || plain.height() > 1) {
+        plain = halfImage(plain, gamma);
+        const bool blocks = isBlockFormat(image.format()) && plain.width() >= 4 && plain.height() >= 4;
+        pyramid->levels.push_back(blocks ? compressImage(plain, image.format()) : plain);
     }
     return pyramid;
 }

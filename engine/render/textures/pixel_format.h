@@ -78,7 +78,7 @@ struct FloatFormat {
     static Stored store(float v) { return v; }
 };
 
-/// Calls `f` with the type of a format.
+/// Calls `f` with the type of a format of plain pixels.
 template <typename F>
 auto withFormat(PixelFormat format, F&& f) {
     switch (format) {
@@ -88,13 +88,13 @@ auto withFormat(PixelFormat format, F&& f) {
             return f(WordFormat{});
         case PixelFormat::Half:
             return f(HalfFormat{});
-        case PixelFormat::Float:
+        default:
             break;
     }
     return f(FloatFormat{});
 }
 
-/// Bytes of one channel value.
+/// Bytes of one channel value of plain pixels.
 constexpr std::size_t channelBytes(PixelFormat format) {
     return format == PixelFormat::Byte ? 1 : format == PixelFormat::Float ? 4 : 2;
 }

@@ -1,6 +1,9 @@
 // One pixel as the filters work with it, and what reads it from a level of an image.
 #pragma once
 
+#include <bit>
+
+#include "engine/render/textures/block_decoder.h"
 #include "engine/render/textures/pixel_format.h"
 
 namespace Lumora::engine {
@@ -74,9 +77,83 @@ private:
     float gamma_;
 };
 
+/// Decoded blocks that a thread has looked at lately. A place in it is found by the image and the block's number, so
+/// that what another image left there is never taken.
+struct BlockCache {
+    static constexpr std::size_t kPlaces = 128, kBytes = 128;
+    std::uint64_t keys[kPlaces]{};  ///< no image has the serial 0
+    alignas(64) std::byte pixels[kPlaces][kBytes];
+};
+BlockCache& threadBlockCache();
+
+/// Reads linear pixels of a level of blocks: `Format` is what they decode to.
+template <typename Format>
+class BlockReader {
+public:
+    using Stored = typename Format::Stored;
+
+    BlockReader(const ImageLookup& lookup, const ImageTexture& level)
+        : cache_(threadBlockCache()),
+          blocks_(static_cast<const std::byte*>(level.pixels())),
+          format_(level.format()),
+          alpha_(level.channels() % 2 == 0),
+          perRow_((level.width() + 3) / 4),
+          serial_(std::uint64_t{level.serial()} << 32),
+          table_(lookup.table ? lookup.table->data() : nullptr),
+          gamma_(lookup.gamma) {}
+
+    Texel at(int x, int y) const {
+        const Stored* p = pixels(static_cast<std::uint32_t>(y >> 2) * perRow_ + static_cast<std::uint32_t>(x >> 2)) +
+                          (static_cast<std::uint32_t>(y & 3) * 4 + static_cast<std::uint32_t>(x & 3)) * 4;
+        return Texel{decode(p[0]), decode(p[1]), decode(p[2]), alpha_ ? Format::load(p[3]) : 1.0f};
+    }
+    void prefetch(int x0, int x1, int y) const {
+        const std::size_t bytes = blockBytes(format_), row = static_cast<std::size_t>(y >> 2) * perRow_;
+        const std::byte* p = blocks_ + (row + static_cast<std::size_t>(x0 >> 2)) * bytes;
+        const std::byte* end = blocks_ + (row + static_cast<std::size_t>(x1 >> 2) + 1) * bytes;
+        for (; p < end; p += 64) __builtin_prefetch(p);
+    }
+
+private:
+    const Stored* pixels(std::uint32_t block) const {
+        if (block == last_) return pixels_;
+        const std::uint64_t key = serial_ | block;
+        const std::size_t place = (key * 0x9e3779b97f4a7c15u) >> (64 - std::countr_zero(BlockCache::kPlaces));
+        std::byte* held = cache_.pixels[place];
+        if (cache_.keys[place] != key) {
+            decodeBlock(format_, blocks_ + block * blockBytes(format_), held);
+            cache_.keys[place] = key;
+        }
+        last_ = block;
+        return pixels_ = reinterpret_cast<const Stored*>(held);
+    }
+    float decode(Stored v) const {
+        if constexpr (std::is_integral_v<Stored>) {
+            if (table_) return table_[v];
+        }
+        const float f = Format::load(v);
+        return gamma_ == 1.0f ? f : decodeGamma(f, gamma_);
+    }
+
+    BlockCache& cache_;
+    const std::byte* blocks_;
+    PixelFormat format_;
+    bool alpha_;
+    std::uint32_t perRow_;
+    std::uint64_t serial_;
+    const float* table_;
+    float gamma_;
+    mutable std::uint32_t last_ = ~0u;
+    mutable const Stored* pixels_ = nullptr;
+};
+
 /// Calls `f` with a reader of the level.
 template <typename F>
 auto withReader(const ImageLookup& lookup, const ImageTexture& level, F&& f) {
+    if (isBlockFormat(level.format())) {
+        return level.format() == PixelFormat::Bc6h ? f(BlockReader<HalfFormat>(lookup, level))
+                                                   : f(BlockReader<ByteFormat>(lookup, level));
+    }
     return withFormat(level.format(), [&](auto format) { return f(PlainReader<decltype(format)>(lookup, level)); });
 }
 
