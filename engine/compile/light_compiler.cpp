@@ -205,13 +205,15 @@ private:
 
     void collectPortals() {
         std::vector<Portal>& portals = out_->portals;
-        for (const Instance& instance : geometry_.instances) {
+        for (std::uint32_t i = 0; i < geometry_.instances.size(); ++i) {
+            const Instance& instance = geometry_.instances[i];
             const CompiledMesh& mesh = *geometry_.meshes[instance.mesh];
             const std::uint32_t first = geometry_.meshSlot[instance.mesh], count = geometry_.meshSlots[instance.mesh];
             bool any = false;
             for (std::uint32_t s = 0; s < count; ++s) {
                 any = any || shading_.materials[shading_.slotMaterials[first + s]].portal;
             }
+            if (any) out_->portalInstances.push_back(i);
             for (std::uint32_t p = 0; any && p < mesh.polygons; ++p) {
                 if (!shading_.materials[shading_.slotMaterials[first + mesh.material(p)]].portal) continue;
                 const WorldPolygon world(instance, mesh, p);

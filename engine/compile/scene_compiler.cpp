@@ -17,10 +17,10 @@ bool sameSlots(const Geometry& a, const Geometry& b) {
     return a.slots == b.slots && a.meshSlot == b.meshSlot && a.meshSlots == b.meshSlots && a.toonLights == b.toonLights;
 }
 
-/// Whether what shines stands where it stood.
+/// Whether what shines, or lets light in, stands where it stood.
 bool lightsStand(const Lights& lights, const InstanceChange& change) {
     return change.sameList && std::none_of(change.moved.begin(), change.moved.end(),
-                                           [&](std::uint32_t i) { return lights.emitterOf(i) != kNone; });
+                                           [&](std::uint32_t i) { return lights.dependOn(i); });
 }
 
 /// The kernel's distance must suit the scene: one that was meant for a house swallows a coin.

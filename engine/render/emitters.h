@@ -1,6 +1,7 @@
 // What shines in a scene, ready to be chosen from: the emitting polygons of meshes and the instances that show them.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -56,6 +57,7 @@ inline constexpr std::size_t kMaxPortals = 64;
 
 struct Lights {
     std::vector<Portal> portals;
+    std::vector<std::uint32_t> portalInstances;  ///< those that have a portal, in order
     std::vector<std::shared_ptr<const EmitterSet>> sets;
     std::vector<Emitter> emitters;
     LightTree tree;                              ///< over the emitters, in the world
@@ -66,6 +68,11 @@ struct Lights {
 
     std::uint32_t emitterOf(std::uint32_t instance) const {
         return instance < instanceEmitter.size() ? instanceEmitter[instance] : ~0u;
+    }
+    /// Whether the place of an instance means anything to the lights.
+    bool dependOn(std::uint32_t instance) const {
+        return emitterOf(instance) != ~0u ||
+               std::binary_search(portalInstances.begin(), portalInstances.end(), instance);
     }
     bool any() const { return !tree.empty() && tree.bounds().power > 0.0f; }
 };
