@@ -141,35 +141,6 @@ void editing(const char* name, SceneCompiler& compiler, const SceneDelta& base, 
     std::printf("%s: %.2f ms, at most %.2f ms\n", name, sum / edits * 1e3, longest * 1e3);
 }
 
-/// Materials of many kinds, each with nodes of its own for its values: made all at once, and one value changed.
-void compilingMaterials(int count) {
-    Scene scene(64, 64, 1);
-    std::vector<NodeRecordPtr> values;
-    const NodeType types[] = {NT_MAT_DIFFUSE, NT_MAT_GLOSSY, NT_MAT_SPECULAR, NT_MAT_METALLIC, NT_MAT_UNIVERSAL};
-    MeshData mesh;
-    std::vector<NodeRecordPtr> materials;
-    for (int i = 0; i < count; ++i) {
-        const float x = static_cast<float>(i);
-        mesh.quad({x, 0, 0}, {x + 1, 0, 0}, {x + 1, 1, 0}, {x, 1, 0}, i);
-        Node node(types[i % 5]);
-        values.push_back(scene.keep(constant(0.5f)));
-        node.connect(P_ROUGHNESS, values.back());
-        node.connect(P_OPACITY, scene.keep(constant(1.0f)));
-        for (const PinId pin : {P_DIFFUSE, P_ALBEDO, P_SPECULAR, P_TRANSMISSION}) {
-            if (NodeRecordPtr(node)->pin(pin)) node.connect(pin, scene.keep(rgb({0.2f, 0.4f, 0.6f})));
-        }
-        materials.push_back(scene.keep(node));
-    }
-    SceneCompiler compiler(nullptr);
-    const NodeRecordPtr geometry = scene.keep(mesh.node(materials));
-    const SceneDelta delta = scene.delta(geometry);
-    std::printf("%d materials: first build %.2f ms\n", count, compiler.apply(delta).seconds * 1e3);
-    editing("Changing one value of a material", compiler, delta, 50, [&](int i) {
-        return NodeRecordPtr(
-            Node(values[static_cast<std::size_t>(i * 7 % count)]).set(A_VALUE, 0.01f * static_cast<float>(i)));
-    });
-}
-
 /// Moving one of many instances of one scatter, as an array of all matrices arrives.
 void moving(int count) {
     Scene scene(512, 512, 1);
@@ -270,7 +241,6 @@ void run() {
             sampling(name.c_str(), scene.delta(box), threads, 512 * 512 * 32);
         }
     }
-    compilingMaterials(1000);
     {
         Scene scene(1024, 1024, 4);
         scene.environment(splat(1.0f));

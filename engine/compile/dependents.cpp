@@ -54,25 +54,17 @@ void Dependents::clear() {
 
 std::unordered_set<Made, MadeHash> Dependents::concernedBy(const std::vector<ItemUid>& nodes) const {
     std::unordered_set<Made, MadeHash> out;
-    std::unordered_set<ItemUid> seen;
-    std::vector<ItemUid> open;
-    const auto look = [&](ItemUid uid) {
-        if (seen.insert(uid).second) open.push_back(uid);
-    };
+    std::vector<ItemUid> open = nodes;
     for (const ItemUid uid : nodes) {
         out.insert({uid, MadeAs::Texture});
         out.insert({uid, MadeAs::Material});
-        look(uid);
     }
     while (!open.empty()) {
-        const ItemUid uid = open.back();
+        const auto it = sources_.find(open.back());
         open.pop_back();
-        const auto it = sources_.find(uid);
         if (it == sources_.end()) continue;
         for (const Made& user : it->second.users) {
-            if (!uses(user, uid)) continue;
-            out.insert(user);
-            if (user.as != MadeAs::Single) look(user.uid);
+            if (out.insert(user).second && user.as != MadeAs::Single) open.push_back(user.uid);
         }
     }
     return out;

@@ -39,8 +39,8 @@ public:
     /// Nodes that something was made from until lately, since the last call. Some may be used again.
     std::vector<ItemUid> takeReleased() { return std::exchange(released_, {}); }
 
-    /// All that is made from these nodes, and from what is made from them. The nodes' own textures and materials are
-    /// among it, whether there are any or not.
+    /// All that is made from these nodes, and from what is made from them; perhaps also what was until lately. The
+    /// nodes' own textures and materials are among it, whether there are any or not.
     std::unordered_set<Made, MadeHash> concernedBy(const std::vector<ItemUid>& nodes) const;
 
 private:

@@ -94,6 +94,12 @@ bool MaterialCompiler::settled(ItemUid uid) const {
 
 MaterialId MaterialCompiler::compile(ItemUid uid) {
     if (uid == 0) return 0;
+    if (!settled(uid)) settleAll(uid);
+    return memory_.entries_[uid].id;
+}
+
+void MaterialCompiler::settleAll(ItemUid uid) {
+    if (const NodeRecordPtr& record = nodes_.share(uid); !record || record->type != NT_MAT_MIX) return settle(uid);
     // Parts before mixes, without recursion: mixes nest as deep as they like.
     struct Step {
         ItemUid uid;
@@ -127,7 +133,6 @@ MaterialId MaterialCompiler::compile(ItemUid uid) {
         steps.pop_back();
     }
     circle_ = false;
-    return memory_.entries_[uid].id;
 }
 
 void MaterialCompiler::settle(ItemUid uid) {

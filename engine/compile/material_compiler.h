@@ -74,6 +74,7 @@ private:
 
     bool settled(ItemUid uid) const;
     void settle(ItemUid uid);
+    void settleAll(ItemUid uid);
     bool sameAsBefore(Entry& entry, const NodeRecordPtr& record);
     void makeNew(ItemUid uid, Entry& entry, const NodeRecordPtr& record);
     void releaseData(Entry& entry);
