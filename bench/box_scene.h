@@ -1,15 +1,10 @@
-// The room that several programs here measure in, and their clock.
+// The room that several programs here measure in.
 #pragma once
 
-#include <chrono>
-
+#include "bench/program.h"
 #include "tests/engine/render/scene_builder.h"
 
 namespace Lumora::engine::test {
-
-inline double seconds(std::chrono::steady_clock::time_point since) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
-}
 
 /// Five walls around the origin; material 0 is grey, 1 red, 2 green.
 inline void boxWalls(MeshData& m) {

@@ -1,10 +1,8 @@
 // How fast the engine builds and samples. One line a figure; run on an idle machine.
-#include <chrono>
-#include <cstdio>
-#include <ctime>
-#include <thread>
+#include <string>
 
 #include "bench/box_scene.h"
+#include "bench/program.h"
 #include "engine/compile/scene_compiler.h"
 #include "engine/render/integrator.h"
 #include "tests/engine/render/scene_builder.h"
@@ -91,11 +89,6 @@ void tracing(const char* name, const RenderScene& scene) {
     for (const Ray& ray : second) hits += occluded(*scene.geometry, ray);
     std::printf("%s, shadow rays on one thread: %.2f million a second\n", name,
                 static_cast<double>(second.size()) / seconds(start) * 1e-6);
-}
-
-/// Time that the process spent on processors: a figure that other work on the machine does not spoil as much.
-double processorSeconds() {
-    return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
 }
 
 void sampling(const char* name, const SceneDelta& delta, unsigned threads, double samples) {
@@ -212,52 +205,56 @@ void answering() {
     std::printf("camera edit to its first picture, 1920 by 1080, a million quads: %.0f ms\n", sum / kEdits * 1e3);
 }
 
-/// How busy the machine is with other work: figures want an idle one.
-void printLoad() {
-    double load = 0.0;
-    if (std::FILE* file = std::fopen("/proc/loadavg", "r")) {
-        if (std::fscanf(file, "%lf", &load) == 1) std::printf("load before: %.2f\n", load);
-        std::fclose(file);
+void onEveryThreadCount(const char* name, const SceneDelta& delta, double samples) {
+    for (unsigned threads = 1; threads <= std::thread::hardware_concurrency(); threads *= 2) {
+        sampling(name, delta, threads, samples);
     }
 }
 
-void run() {
-    std::printf("processors: %u\n", std::thread::hardware_concurrency());
-    printLoad();
-    {
-        Scene scene(512, 512, 32);
-        const NodeRecordPtr box = cornellBox(scene);
-        SceneCompiler compiler(nullptr);
-        tracing("Cornell box", *compiler.apply(scene.delta(box)).scene);
-        for (unsigned threads = 1; threads <= std::thread::hardware_concurrency(); threads *= 2) {
-            sampling("Cornell box, path tracing", scene.delta(box), threads, 512 * 512 * 32);
-        }
-    }
+void box() {
+    Scene scene(512, 512, 32);
+    const NodeRecordPtr box = cornellBox(scene);
+    onEveryThreadCount("Cornell box, path tracing", scene.delta(box), 512 * 512 * 32);
+}
+
+void boxRays() {
+    Scene scene(512, 512, 32);
+    const NodeRecordPtr box = cornellBox(scene);
+    SceneCompiler compiler(nullptr);
+    tracing("Cornell box", *compiler.apply(scene.delta(box)).scene);
+}
+
+void spheres() {
     for (const int depth : {8, 24}) {
         Scene scene(512, 512, 32);
         const NodeRecordPtr box = spheresInBox(scene, depth);
         const std::string name = "Cornell box with spheres at depth " + std::to_string(depth);
-        for (unsigned threads = 1; threads <= std::thread::hardware_concurrency(); threads *= 2) {
-            sampling(name.c_str(), scene.delta(box), threads, 512 * 512 * 32);
-        }
+        onEveryThreadCount(name.c_str(), scene.delta(box), 512 * 512 * 32);
     }
-    {
-        Scene scene(1024, 1024, 4);
-        scene.environment(splat(1.0f));
-        const NodeRecordPtr mesh = sheet(scene, 1000);
-        building("Sheet of a million quads", scene, mesh, 1000000);
-        sampling("Sheet of a million quads, path tracing", scene.delta(mesh), std::thread::hardware_concurrency(),
-                 1024 * 1024 * 4);
-    }
-    moving(100000);
-    movingObjects(10000);
-    answering();
 }
+
+void millionQuads() {
+    Scene scene(1024, 1024, 4);
+    scene.environment(splat(1.0f));
+    const NodeRecordPtr mesh = sheet(scene, 1000);
+    building("Sheet of a million quads", scene, mesh, 1000000);
+    sampling("Sheet of a million quads, path tracing", scene.delta(mesh), std::thread::hardware_concurrency(),
+             1024 * 1024 * 4);
+}
+
+constexpr Bench kBenches[] = {
+    {"box", "Cornell box, diffuse: samples a second", box},
+    {"rays", "Cornell box: rays a second", boxRays},
+    {"spheres", "Cornell box with a diffuse, a rough metal and a glass sphere: samples a second", spheres},
+    {"sheet", "a mesh of a million quads: build, rays and samples a second", millionQuads},
+    {"instances", "100,000 instances of one scatter: build and moves", [] { moving(100000); }},
+    {"objects", "10,000 objects with meshes of their own: build and moves", [] { movingObjects(10000); }},
+    {"answer", "from a camera edit to its first picture", answering},
+};
 
 }  // namespace
 }  // namespace Lumora::engine::test
 
-int main() {
-    Lumora::engine::test::run();
-    return 0;
+int main(int argc, char** argv) {
+    return Lumora::engine::test::runBenches(argc, argv, Lumora::engine::test::kBenches);
 }
