@@ -17,8 +17,6 @@ constexpr float kNoBend = 2e-3f;
 constexpr float kMinBouncing = 0.01f;
 /// Share of the light between the facets of clear surfaces that finds its way through.
 constexpr float kBouncesThrough = 0.9f;
-/// Shading normals turn away from the viewer no further than this cosine.
-constexpr float kMinViewCosine = 1e-3f;
 
 constexpr Float3 kOne{1.0f, 1.0f, 1.0f};
 
@@ -41,18 +39,13 @@ Float3 refract(Float3 wo, Float3 h, float eta, float cosI, float cosT) {
 }  // namespace
 
 Bsdf::Bsdf(const SurfaceModel& model, Float3 wo, Float3 normal, Float3 geometric, Float3 tangent)
-    : m_(model), frame_(normal), geometric_(geometric) {
-    // A normal that the viewer cannot face is bent until he can.
-    const float facing = dot(normal, wo);
-    if (facing < kMinViewCosine) {
-        normal = normalize(normal + wo * (kMinViewCosine - facing));
-        frame_ = Frame(normal);
-    }
+    : m_(model), geometric_(geometric) {
+    face(wo, normal);
     if (tangent != Float3{}) {
-        const Float3 s = normalize(tangent - normal * dot(tangent, normal));
+        const Float3 s = normalize(tangent - frame_.n * dot(tangent, frame_.n));
         if (s != Float3{}) {
             frame_.s = s;
-            frame_.t = cross(normal, s);
+            frame_.t = cross(frame_.n, s);
         }
     }
     wo_ = toLocal(frame_, wo);
@@ -186,8 +179,15 @@ void Bsdf::choose(const std::array<float, kParts>& weights) {
     if (chance_[kDiffuseThrough] > 0.0f || (m_.clear > 0.0f && chance_[kFacets] > 0.0f)) lobes_ |= kTransmissionLobe;
 }
 
-void Bsdf::restrict(Lobes allowed) {
-    if (!(lobes_ & ~allowed)) return;
+void Bsdf::leaveOut(int lobes) {
+    const int allowed = ~lobes;
+    if (plain_) {
+        if (!(allowed & kDiffuseLobe)) {
+            lobes_ = 0;
+            plain_ = false;
+        }
+        return;
+    }
     std::array<float, kParts> weights = chance_;
     if (!(allowed & kDiffuseLobe)) weights[kToon] = weights[kDiffuse] = weights[kDiffuseThrough] = 0.0f;
     if (!(allowed & kGlossyLobe)) weights[kSheen] = weights[kBounces] = 0.0f;
@@ -257,14 +257,6 @@ Float3 Bsdf::coatingPass(float cosine) const {
 Float3 Bsdf::layersPass(float cosine) const {
     const Float3 pass = coatingPass(cosine);
     return sheened_ ? pass * (1.0f - maxComponent(m_.sheen) * sheenCurve_.at(cosine)) : pass;
-}
-
-/// Softens the edge of the shadow that facets of a smooth mesh throw on themselves (Chiang et al., "Taming the Shadow
-/// Terminator", 2019).
-float Bsdf::terminator(Float3 wi, Float3 direction) const {
-    if (frame_.n == geometric_) return 1.0f;
-    const float g = dot(geometric_, direction) / std::max(wi.z * dot(geometric_, frame_.n), 1e-6f);
-    return g >= 1.0f ? 1.0f : g <= 0.0f ? 0.0f : g * (1.0f + g - g * g);
 }
 
 Float3 Bsdf::facetsValue(Float3 wi, float& pdf) const {
@@ -350,17 +342,12 @@ Float3 Bsdf::value(Float3 wi, Float3 direction, Lobes which, float& pdf) const {
     return which & kGlossyLobe ? f + top : f;
 }
 
-Float3 Bsdf::evaluate(Float3 toLight, float& pdf, Lobes which) const {
+Float3 Bsdf::evaluateStack(Float3 toLight, float& pdf, Lobes which) const {
     pdf = 0.0f;
     if (!finite()) return {};
     const Float3 wi = toLocal(frame_, toLight);
     const bool above = wi.z > 0.0f;
     if ((dot(geometric_, toLight) > 0.0f) != above || std::abs(wi.z) < 1e-6f) return {};
-    if (plain_) {
-        if (!above) return {};
-        pdf = wi.z * kInvPi;
-        return which & kDiffuseLobe ? m_.diffuse * (pdf * terminator(wi, toLight)) : Float3{};
-    }
     return value(wi, toLight, which, pdf);
 }
 
@@ -418,17 +405,9 @@ BsdfSample Bsdf::sampleSmoothCoating() const {
     return s;
 }
 
-BsdfSample Bsdf::sample(const float u[3]) const {
+BsdfSample Bsdf::sampleStack(const float u[3]) const {
     BsdfSample s;
     Float3 wi;
-    if (plain_) {
-        wi = sampleCosineHemisphere({u[0], u[1]});
-        s.direction = frame_.toWorld(wi);
-        s.pdf = wi.z * kInvPi;
-        s.lobe = kDiffuseLobe;
-        if (dot(s.direction, geometric_) > 0.0f && s.pdf > 0.0f) s.weight = m_.diffuse * terminator(wi, s.direction);
-        return s;
-    }
     if (!lobes_) return s;
     float pick = u[2];
     int part = 0, last = 0;
@@ -460,8 +439,9 @@ BsdfSample Bsdf::sample(const float u[3]) const {
         case kToon:
         case kSheen: {
             if (part == kToon) s.lobe = kDiffuseLobe;
-            const float r = std::sqrt(std::max(0.0f, 1.0f - u[0] * u[0])), phi = 2.0f * kPi * u[1];
-            wi = {r * std::cos(phi), r * std::sin(phi), u[0]};
+            const float r = std::sqrt(std::max(0.0f, 1.0f - u[0] * u[0]));
+            const Float2 turn = turnCosSin(u[1]);
+            wi = {r * turn.x, r * turn.y, u[0]};
             break;
         }
         default: {

@@ -12,6 +12,7 @@
 #include "engine/render/bsdf/microfacet.h"
 #include "engine/render/bsdf/toon.h"
 #include "engine/render/sampler.h"
+#include "engine/render/sampling.h"
 #include "engine/render/surface.h"
 
 namespace Lumora::engine {
@@ -65,12 +66,16 @@ public:
     /// `wo` to the viewer, `normal` for shading and `geometric` on its side; `tangent`, where not zero, is the
     /// direction of anisotropy.
     Bsdf(const SurfaceModel& model, Float3 wo, Float3 normal, Float3 geometric, Float3 tangent);
+    /// The same for what is diffuse and nothing else: most hits of most scenes, so all of it is inline.
+    Bsdf(Float3 diffuse, Float3 wo, Float3 normal, Float3 geometric);
 
     /// Value times |cosine| towards a light, and the density with which sample() would go there. Specular lobes give
     /// nothing. Only the kinds of scattering in `which` count for the value, all for the density.
-    Float3 evaluate(Float3 toLight, float& pdf, Lobes which = kAllLobes) const;
+    Float3 evaluate(Float3 toLight, float& pdf, Lobes which = kAllLobes) const {
+        return plain_ ? evaluatePlain(toLight, pdf, which) : evaluateStack(toLight, pdf, which);
+    }
     /// A direction to go on in. `u`: three uniform numbers.
-    BsdfSample sample(const float u[3]) const;
+    BsdfSample sample(const float u[3]) const { return plain_ ? samplePlain(u) : sampleStack(u); }
 
     /// About the share of white light from all around that comes back or through.
     Float3 albedo() const { return albedo_; }
@@ -81,7 +86,9 @@ public:
     bool finite() const { return lobes_ & (kDiffuseLobe | kGlossyLobe); }
     bool black() const { return lobes_ == 0; }
     /// Leaves out kinds of scattering that the path has had enough of.
-    void restrict(Lobes allowed);
+    void restrict(Lobes allowed) {
+        if (lobes_ & ~allowed) leaveOut(~allowed);
+    }
     Float3 normal() const { return frame_.n; }
 
 private:
@@ -90,6 +97,12 @@ private:
 
     /// Index beyond the surface. An opaque body is looked at from outside only.
     float surfaceEta() const { return m_.clear > 0.0f || m_.eta >= 1.0f ? m_.eta : 1.0f / m_.eta; }
+    void face(Float3 wo, Float3 normal);
+    Float3 evaluatePlain(Float3 toLight, float& pdf, Lobes which) const;
+    Float3 evaluateStack(Float3 toLight, float& pdf, Lobes which) const;
+    BsdfSample samplePlain(const float u[3]) const;
+    BsdfSample sampleStack(const float u[3]) const;
+    void leaveOut(int lobes);
     void prepareFacets();
     void prepareLayers();
     void choose(const std::array<float, kParts>& weights);
@@ -130,6 +143,50 @@ private:
     float sheenScale_ = 1.0f;
     Float3 layersPassView_{1, 1, 1};
 };
+
+inline void Bsdf::face(Float3 wo, Float3 normal) {
+    /// Shading normals turn away from the viewer no further than this cosine.
+    constexpr float kMinViewCosine = 1e-3f;
+    frame_ = Frame(normal);
+    // A normal that the viewer cannot face is bent until he can.
+    const float facing = dot(normal, wo);
+    if (facing < kMinViewCosine) [[unlikely]]
+        frame_ = Frame(normalize(normal + wo * (kMinViewCosine - facing)));
+}
+
+inline Bsdf::Bsdf(Float3 diffuse, Float3 wo, Float3 normal, Float3 geometric) : geometric_(geometric) {
+    face(wo, normal);
+    m_.diffuse = albedo_ = diffuse;
+    if (isBlack(diffuse)) return;
+    lobes_ = kDiffuseLobe;
+    plain_ = true;
+}
+
+/// Softens the edge of the shadow that facets of a smooth mesh throw on themselves (Chiang et al., "Taming the Shadow
+/// Terminator", 2019).
+inline float Bsdf::terminator(Float3 wi, Float3 direction) const {
+    if (frame_.n == geometric_) return 1.0f;
+    const float g = dot(geometric_, direction) / std::max(wi.z * dot(geometric_, frame_.n), 1e-6f);
+    return g >= 1.0f ? 1.0f : g <= 0.0f ? 0.0f : g * (1.0f + g - g * g);
+}
+
+inline Float3 Bsdf::evaluatePlain(Float3 toLight, float& pdf, Lobes which) const {
+    pdf = 0.0f;
+    const float cosine = dot(frame_.n, toLight);
+    if (!(dot(geometric_, toLight) > 0.0f) || cosine < 1e-6f) return {};
+    pdf = cosine * kInvPi;
+    return which & kDiffuseLobe ? m_.diffuse * (pdf * terminator({0.0f, 0.0f, cosine}, toLight)) : Float3{};
+}
+
+inline BsdfSample Bsdf::samplePlain(const float u[3]) const {
+    BsdfSample s;
+    const Float3 wi = sampleCosineHemisphere({u[0], u[1]});
+    s.direction = frame_.toWorld(wi);
+    s.pdf = wi.z * kInvPi;
+    s.lobe = kDiffuseLobe;
+    if (dot(s.direction, geometric_) > 0.0f && s.pdf > 0.0f) s.weight = m_.diffuse * terminator(wi, s.direction);
+    return s;
+}
 
 /// What a path knows that changes how surfaces look to it.
 struct PathState {

@@ -16,9 +16,7 @@ float beyond(const Hit& hit, const Surface& surface) {
 
 /// A surface that sends back all light, to show how much there is.
 Bsdf whiteBsdf(const Surface& surface, Float3 wo) {
-    SurfaceModel model;
-    model.diffuse = splat(1.0f);
-    return Bsdf(model, wo, surface.shadingNormal, surface.normal, {});
+    return Bsdf(splat(1.0f), wo, surface.shadingNormal, surface.normal);
 }
 
 }  // namespace

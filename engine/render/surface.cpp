@@ -10,7 +10,8 @@ struct Interpolation {
     float weight[3];
 };
 
-[[gnu::always_inline]] inline Interpolation interpolationAt(const CompiledMesh& mesh, std::uint32_t polygon, float u, float v) {
+[[gnu::always_inline]] inline Interpolation interpolationAt(const CompiledMesh& mesh, std::uint32_t polygon, float u,
+                                                            float v) {
     const std::uint32_t c = mesh.corner(polygon);
     if (mesh.corners(polygon) == 3) return {{c, c + 1, c + 2}, {1.0f - u - v, u, v}};
     if (u + v <= 1.0f) return {{c, c + 1, c + 3}, {1.0f - u - v, u, v}};
@@ -18,7 +19,8 @@ struct Interpolation {
 }
 
 template <typename T>
-[[gnu::always_inline]] inline Float3 blend(const std::vector<T>& values, const std::uint32_t index[3], const float weight[3]) {
+[[gnu::always_inline]] inline Float3 blend(const std::vector<T>& values, const std::uint32_t index[3],
+                                           const float weight[3]) {
     return values[index[0]] * weight[0] + values[index[1]] * weight[1] + values[index[2]] * weight[2];
 }
 
@@ -95,10 +97,9 @@ void identify(Surface& s, const RenderScene& scene, const Hit& hit, const Ray& r
     s.at.shadingNormal = s.shadingNormal;
 }
 
-Surface planeSurface(const RenderScene& scene, const Hit& hit, const Ray& ray) {
+void fillPlane(Surface& s, const RenderScene& scene, const Hit& hit, const Ray& ray) {
     const Geometry& g = *scene.geometry;
     const Plane& plane = g.planes[hit.instance - Hit::kPlane];
-    Surface s;
     s.position = ray.at(hit.t);
     s.position += plane.normal * dot(plane.normal, plane.origin - s.position);
     const Float3 local = s.position - plane.origin;
@@ -118,7 +119,6 @@ Surface planeSurface(const RenderScene& scene, const Hit& hit, const Ray& ray) {
     faceViewer(s, plane.normal, plane.normal, ray.direction);
     s.offset = offsetFor(s.position, 0.0f, scene.kernel.rayEpsilon);
     identify(s, scene, hit, ray);
-    return s;
 }
 
 }  // namespace
@@ -135,7 +135,11 @@ void triangleCorners(const CompiledMesh& mesh, std::uint32_t polygon, std::uint3
 }
 
 Surface surfaceAt(const RenderScene& scene, const Hit& hit, const Ray& ray) {
-    if (hit.plane()) return planeSurface(scene, hit, ray);
+    Surface s;  // one object on every way out, so that it is made where the caller wants it
+    if (hit.plane()) {
+        fillPlane(s, scene, hit, ray);
+        return s;
+    }
     const Geometry& g = *scene.geometry;
     const Instance& instance = g.instances[hit.instance];
     const CompiledMesh& mesh = *g.meshes[instance.mesh];
@@ -145,7 +149,6 @@ Surface surfaceAt(const RenderScene& scene, const Hit& hit, const Ray& ray) {
     const std::vector<Float3>& vertices = *mesh.vertices;
     const Float3 a = vertices[index[0]], b = vertices[index[1]], c = vertices[index[2]];
 
-    Surface s;
     s.at.objectPosition = a * in.weight[0] + b * in.weight[1] + c * in.weight[2];
     s.position = s.at.worldPosition = transformPoint(instance.toWorld, s.at.objectPosition);
     const Float3 objectNormal = normalize(cross(b - a, c - a));

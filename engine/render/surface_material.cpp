@@ -234,9 +234,8 @@ Bsdf makeBsdf(const RenderScene& scene, const Hit& hit, Surface& surface, Float3
     if (material->bump != kNoTexture) applyBump(scene, *material, surface);
     path.spectrum = splat(1.0f);
     if (material->kind == MaterialKind::Diffuse && material->transmission.none() && material->roughness.none()) {
-        SurfaceModel model;
-        model.diffuse = clamp01(material->albedo.color(shading.textures, surface.at));
-        return Bsdf(model, wo, surface.shadingNormal, surface.normal, {});
+        const Float3 diffuse = clamp01(material->albedo.color(shading.textures, surface.at));
+        return Bsdf(diffuse, wo, surface.shadingNormal, surface.normal);
     }
     const SurfaceModel model = Resolver(scene, *material, surface, path, wo, sampler).resolve();
     Float3 tangent;

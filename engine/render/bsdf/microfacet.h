@@ -2,7 +2,7 @@
 #pragma once
 
 #include "engine/render/material.h"
-#include "engine/render/vec.h"
+#include "engine/render/sampling.h"
 
 namespace Lumora::engine {
 
@@ -63,14 +63,14 @@ public:
     /// A facet normal for light that leaves along `wo`, z > 0.
     Float3 sample(Float3 wo, Float2 u) const {
         if (ggx()) return sampleVisible(wo, u);
-        const float phi = 2.0f * kPi * u.y;
+        const Float2 turn = turnCosSin(u.y);
         if (model_ == BrdfModel::Blinn) {
             const float z = std::pow(1.0f - u.x, 1.0f / (blinnPower(ax_ * ay_) + 2.0f));
             const float r = std::sqrt(std::max(0.0f, 1.0f - z * z));
-            return {r * std::cos(phi), r * std::sin(phi), z};
+            return {r * turn.x, r * turn.y, z};
         }
         const float r = std::sqrt(-std::log(1.0f - u.x));
-        return normalize(Float3{r * ax_ * std::cos(phi), r * ay_ * std::sin(phi), 1.0f});
+        return normalize(Float3{r * ax_ * turn.x, r * ay_ * turn.y, 1.0f});
     }
     /// Its density by solid angle of the facet normal.
     float pdf(Float3 wo, Float3 h, float facetDensity) const {
@@ -86,9 +86,9 @@ private:
     /// Caps", 2023).
     Float3 sampleVisible(Float3 wo, Float2 u) const {
         const Float3 w = normalize(Float3{ax_ * wo.x, ay_ * wo.y, wo.z});
-        const float phi = 2.0f * kPi * u.x, z = (1.0f - u.y) * (1.0f + w.z) - w.z;
-        const float r = std::sqrt(clamp01(1.0f - z * z));
-        const Float3 c = Float3{r * std::cos(phi), r * std::sin(phi), z} + w;
+        const float z = (1.0f - u.y) * (1.0f + w.z) - w.z, r = std::sqrt(clamp01(1.0f - z * z));
+        const Float2 turn = turnCosSin(u.x);
+        const Float3 c = Float3{r * turn.x, r * turn.y, z} + w;
         return normalize(Float3{ax_ * c.x, ay_ * c.y, std::max(c.z, 1e-7f)});
     }
 
