@@ -3,6 +3,8 @@
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
 
+#include <unordered_set>
+
 #include "engine/compile/subdivision.h"
 #include "engine/compile/texture_compiler.h"
 
@@ -14,14 +16,23 @@ namespace {
 constexpr std::uint64_t kMaxPolygons = 500'000;
 constexpr int kMaxNesting = 64;
 
-/// The displacement node of a material: its own, or of a mix the first of its parts that has one.
-ItemUid displacementNode(const NodeTable& nodes, ItemUid material, int depth = 0) {
-    const NodeRecord* node = material && depth < kMaxNesting ? nodes.peek(material) : nullptr;
-    if (!node || !node->pin(P_DISPLACEMENT)) return 0;
-    if (const ItemUid own = node->input(P_DISPLACEMENT)) return own;
-    if (node->type != NT_MAT_MIX) return 0;
-    const ItemUid first = displacementNode(nodes, node->input(P_MATERIAL1), depth + 1);
-    return first ? first : displacementNode(nodes, node->input(P_MATERIAL2), depth + 1);
+/// The displacement node of a material: its own, or of a mix the first of its parts that has one. Parts that several
+/// mixes share are looked at once.
+ItemUid displacementNode(const NodeTable& nodes, ItemUid material) {
+    const NodeRecord* top = material ? nodes.peek(material) : nullptr;
+    if (!top) return 0;
+    if (top->type != NT_MAT_MIX) return top->input(P_DISPLACEMENT);
+    std::unordered_set<ItemUid> seen;
+    std::vector<ItemUid> open{material};
+    while (!open.empty()) {
+        const ItemUid uid = open.back();
+        open.pop_back();
+        const NodeRecord* node = uid && seen.insert(uid).second ? nodes.peek(uid) : nullptr;
+        if (!node || !node->pin(P_DISPLACEMENT)) continue;
+        if (const ItemUid own = node->input(P_DISPLACEMENT)) return own;
+        if (node->type == NT_MAT_MIX) open.insert(open.end(), {node->input(P_MATERIAL2), node->input(P_MATERIAL1)});
+    }
+    return 0;
 }
 
 void gather(const NodeTable& nodes, ItemUid uid, std::vector<NodeRecordPtr>& out, int depth = 0) {

@@ -18,11 +18,12 @@ struct Glow {
     bool bothSides = false, byPower = false;
 };
 
-Glow glowOf(const Shading& shading, MaterialId id) {
-    const Material& m = shading.materials[id];
+/// `glow`: of the materials that a mix is made of.
+Glow glowOf(const Shading& shading, const Material& m, const std::vector<Glow>& glow) {
+    if (m.emission == kNoEmission) return {};
     if (m.kind == MaterialKind::Mix) {
         const float t = clamp01(average(shading.textures.mean(m.amount)));
-        const Glow a = glowOf(shading, m.first), b = glowOf(shading, m.second);
+        const Glow &a = glow[m.first], &b = glow[m.second];
         Glow r;
         r.luminance = lerp(a.luminance, b.luminance, t);
         r.mask = a.mask | b.mask;
@@ -30,7 +31,6 @@ Glow glowOf(const Shading& shading, MaterialId id) {
         r.byPower = a.byPower || b.byPower;
         return r;
     }
-    if (m.kind == MaterialKind::Clear || m.emission == kNoEmission) return {};
     const Emission& e = shading.emissions[m.emission];
     if (!(e.samplingRate > 0.0f)) return {0.0f, 0, false, e.byPower};
     const Float3 color = e.color == kNoTexture ? splat(1.0f) : shading.textures.mean(e.color);
@@ -183,7 +183,17 @@ class LightCompiler {
 public:
     LightCompiler(const Geometry& geometry, const Shading& shading) : geometry_(geometry), shading_(shading) {
         glow_.resize(shading.materials.size());
-        for (MaterialId m = 0; m < glow_.size(); ++m) glow_[m] = glowOf(shading, m);
+        std::vector<MaterialId> mixes;
+        for (MaterialId m = 0; m < glow_.size(); ++m) {
+            if (shading.materials[m].kind == MaterialKind::Mix)
+                mixes.push_back(m);
+            else
+                glow_[m] = glowOf(shading, shading.materials[m], glow_);
+        }
+        // Parts before what they are parts of.
+        std::sort(mixes.begin(), mixes.end(),
+                  [&](MaterialId a, MaterialId b) { return shading.materials[a].rank < shading.materials[b].rank; });
+        for (const MaterialId m : mixes) glow_[m] = glowOf(shading, shading.materials[m], glow_);
     }
 
     std::shared_ptr<const Lights> compile(const Geometry* previousGeometry, const Lights* previous) {

@@ -8,7 +8,9 @@ namespace {
 
 constexpr Float3 kDefaultAlbedo{0.7f, 0.7f, 0.7f};
 /// Mixes of mixes beyond this are left out.
-constexpr std::uint32_t kMaxNesting = 4096;
+constexpr std::uint32_t kMaxNesting = 1024;
+/// Mixes with no more than these in each other are evaluated part by part.
+constexpr std::uint32_t kPlainRank = 4;
 
 MaterialKind kindOf(NodeType type) {
     switch (type) {
@@ -171,6 +173,12 @@ bool MaterialCompiler::sameAsBefore(Entry& entry, const NodeRecordPtr& record) {
     return true;
 }
 
+void MaterialCompiler::releaseSteps(const Material& m) {
+    if (m.steps == kNoSteps) return;
+    out_.mixSteps.edit(m.steps) = nullptr;
+    memory_.freeSteps_.push_back(m.steps);
+}
+
 void MaterialCompiler::releaseData(Entry& entry) {
     if (entry.passing) --memory_.passing_;
     if (entry.emission != kNoEmission) memory_.freeEmissions_.push_back(entry.emission);
@@ -178,6 +186,7 @@ void MaterialCompiler::releaseData(Entry& entry) {
         if (ramp != kNoRamp) memory_.freeRamps_.push_back(ramp);
     }
     if (entry.id != 0) {
+        releaseSteps(out_.materials[entry.id]);
         out_.materials.edit(entry.id) = {};
         memory_.freeMaterials_.push_back(entry.id);
         moved_ = wrote_ = true;
@@ -211,7 +220,7 @@ void MaterialCompiler::makeNew(ItemUid uid, Entry& entry, const NodeRecordPtr& r
     std::vector<ItemUid> reads;
     TextureCompiler::Inputs inputs;
     entry.parts.clear();
-    entry.glows = false;
+    releaseSteps(old);
     nodes_.trace(&reads);
     textures_.listInputs(&inputs);
     Material m = describe(*record, entry);
@@ -233,10 +242,10 @@ void MaterialCompiler::makeNew(ItemUid uid, Entry& entry, const NodeRecordPtr& r
     reads.insert(reads.end(), entry.parts.begin(), entry.parts.end());
     dependents_.set({uid, MadeAs::Material}, std::move(reads));
 
-    entry.emission = m.emission;
+    entry.emission = m.kind == MaterialKind::Mix ? kNoEmission : m.emission;  // parts have their own
     entry.ramps[0] = m.toonBody;
     entry.ramps[1] = m.toonHighlight;
-    if (m.emission != kNoEmission) entry.glows = true;
+    entry.glows = m.emission != kNoEmission;
     if (glowed || entry.glows) {
         const Emission now = m.emission != kNoEmission ? out_.emissions[m.emission] : Emission{};
         lightsChanged_ = lightsChanged_ || looked || glowed != entry.glows || now != oldEmission ||
@@ -308,18 +317,40 @@ void MaterialCompiler::describeMix(const NodeRecord& node, Entry& entry, Materia
     m.second = part(node, P_MATERIAL1);
     for (const PinId pin : {P_MATERIAL1, P_MATERIAL2}) {
         const ItemUid uid = node.input(pin);
-        if (uid == 0) continue;
-        entry.parts.push_back(uid);
-        const auto it = memory_.entries_.find(uid);
-        entry.glows = entry.glows || (it != memory_.entries_.end() && it->second.glows);
+        if (uid != 0) entry.parts.push_back(uid);
     }
     const Material &first = out_.materials[m.first], &second = out_.materials[m.second];
     m.opaque = first.opaque && second.opaque;
     m.fakeShadows = first.fakeShadows || second.fakeShadows;
     m.rank = 1 + std::max(first.rank, second.rank);
-    if (m.rank <= kMaxNesting) return;
+    m.emission = second.emission != kNoEmission ? second.emission : first.emission;
+    if (m.rank <= kMaxNesting) return listSteps(m);
     if (log_) log_("Material \"" + node.name + "\" has too many mixes in each other; a grey one stands in.");
     m = out_.materials[0];
+}
+
+/// Of a mix with many others in it: all its parts, each once.
+void MaterialCompiler::listSteps(Material& m) {
+    if (m.rank <= kPlainRank) return;
+    MixSteps steps;
+    std::unordered_map<MaterialId, std::uint32_t> places;
+    std::vector<MaterialId> open{m.first, m.second};
+    while (!open.empty()) {
+        const MaterialId id = open.back();
+        const Material& part = out_.materials[id];
+        const bool mix = part.kind == MaterialKind::Mix;
+        if (places.contains(id)) {
+            open.pop_back();
+        } else if (!mix || (places.contains(part.first) && places.contains(part.second))) {
+            places.emplace(id, static_cast<std::uint32_t>(steps.size()));
+            steps.push_back(mix ? MixStep{0, part.amount, places[part.first], places[part.second]} : MixStep{id});
+            open.pop_back();
+        } else {
+            open.insert(open.end(), {part.first, part.second});
+        }
+    }
+    steps.push_back({0, m.amount, places[m.first], places[m.second]});
+    m.steps = out_.mixSteps.store(std::make_shared<const MixSteps>(std::move(steps)), memory_.freeSteps_);
 }
 
 void MaterialCompiler::describeFacets(const NodeRecord& node, Material& m) {

@@ -46,7 +46,7 @@ private:
     };
     std::unordered_map<ItemUid, Entry> entries_;
     std::unordered_set<ItemUid> circling_;
-    std::vector<std::uint32_t> freeMaterials_, freeEmissions_, freeRamps_;
+    std::vector<std::uint32_t> freeMaterials_, freeEmissions_, freeRamps_, freeSteps_;
     std::uint64_t build_ = 0, described_ = 0;
     std::size_t passing_ = 0;
 };
@@ -78,6 +78,7 @@ private:
     bool sameAsBefore(Entry& entry, const NodeRecordPtr& record);
     void makeNew(ItemUid uid, Entry& entry, const NodeRecordPtr& record);
     void releaseData(Entry& entry);
+    void releaseSteps(const Material& m);
     MaterialId part(const NodeRecord& node, PinId pin);
 
     Material describe(const NodeRecord& node, Entry& entry);
@@ -86,6 +87,7 @@ private:
     void describeFacets(const NodeRecord& node, Material& m);
     void describeLayers(const NodeRecord& node, Material& m);
     void describeToon(const NodeRecord& node, Entry& entry, Material& m);
+    void listSteps(Material& m);
     void markTextured(Material& m) const;
     /// Index of the ramp on a pin; kNoRamp without one.
     std::uint32_t toonRamp(const NodeRecord& node, PinId pin, std::uint32_t known);

@@ -1,5 +1,6 @@
 #include "engine/render/lights.h"
 
+#include "engine/render/mix.h"
 #include "engine/render/portals.h"
 #include "engine/render/sampling.h"
 #include "engine/render/world_polygon.h"
@@ -70,12 +71,12 @@ float shownEmission(const RenderScene& scene, const Material& m, const Emission&
 Float3 emissionOf(const RenderScene& scene, MaterialId id, const Surface& surface, Float3 outgoing, RayKind kind,
                   bool lighting, std::uint32_t mask) {
     const Material& m = scene.shading->materials[id];
-    if (m.kind == MaterialKind::Mix) {
-        const float t = clamp01(scene.shading->textures.scalar(m.amount, surface.at));
-        return lerp(emissionOf(scene, m.first, surface, outgoing, kind, lighting, mask),
-                    emissionOf(scene, m.second, surface, outgoing, kind, lighting, mask), t);
-    }
     if (m.emission == kNoEmission) return {};
+    if (m.kind == MaterialKind::Mix) {
+        return mixed<Float3>(*scene.shading, id, surface.at, [&](MaterialId part) {
+            return emissionOf(scene, part, surface, outgoing, kind, lighting, mask);
+        });
+    }
     const Emission& e = scene.shading->emissions[m.emission];
     if (!(surface.front || e.doubleSided) || !(lighting || e.visibleTo(kind)) || !(e.idBit & mask)) return {};
     Float3 r = e.scale;
@@ -85,14 +86,6 @@ Float3 emissionOf(const RenderScene& scene, MaterialId id, const Surface& surfac
     }
     r *= shareOf(scene, e, surface) * shownEmission(scene, m, e, surface, kind, lighting);
     return {std::max(r.x, 0.0f), std::max(r.y, 0.0f), std::max(r.z, 0.0f)};
-}
-
-/// The first emission of a material, of all that a mix holds. kNoEmission: there is none.
-EmissionId firstEmission(const Shading& shading, MaterialId id, int depth = 0) {
-    const Material& m = shading.materials[id];
-    if (m.kind != MaterialKind::Mix || depth > 16) return m.emission;
-    const EmissionId e = firstEmission(shading, m.second, depth + 1);
-    return e != kNoEmission ? e : firstEmission(shading, m.first, depth + 1);
 }
 
 /// Chances of the kinds of light at one point.
@@ -155,13 +148,13 @@ LightSample sampleEmitter(const RenderScene& scene, float chance, const LightQue
     const MaterialId id =
         scene.shading->slotMaterials[scene.geometry->meshSlot[instance.mesh] + mesh.material(polygon)];
     const Material& material = scene.shading->materials[id];
-    const EmissionId first = firstEmission(*scene.shading, id);
+    const EmissionId first = material.emission;
     if (first == kNoEmission) return s;
     const Emission& e = scene.shading->emissions[first];
     s.onDiffuse = e.onDiffuse;
     s.onSpecular = s.onRefraction = e.onSpecular;
     s.castsShadows = e.castsShadows;
-    const bool plain = material.emission == first && material.opaque && !scene.geometry->restricted &&
+    const bool plain = material.kind != MaterialKind::Mix && material.opaque && !scene.geometry->restricted &&
                        e.color == kNoTexture && e.distribution == kNoTexture && !e.byPower;
     if (plain) {
         if ((facing > 0.0f || e.doubleSided) && (e.idBit & query.mask)) s.radiance = e.scale;
@@ -222,23 +215,14 @@ Float3 emittedRadiance(const RenderScene& scene, MaterialId id, const Surface& s
 }
 
 float opacityOf(const RenderScene& scene, MaterialId id, const Surface& surface) {
-    const Material& m = scene.shading->materials[id];
-    float o = clamp01(surface.layer.opacity);
-    if (m.opaque) return o;
-    switch (m.kind) {
-        case MaterialKind::Clear:
-            return 0.0f;
-        case MaterialKind::Mix: {
-            const float t = clamp01(scene.shading->textures.scalar(m.amount, surface.at));
-            Surface plain = surface;
-            plain.layer = {};
-            o *= lerp(opacityOf(scene, m.first, plain), opacityOf(scene, m.second, plain), t);
-            return o;
-        }
-        default:
-            break;
-    }
-    return m.opacity == kNoTexture ? o : o * clamp01(scene.shading->textures.scalar(m.opacity, surface.at));
+    const Shading& shading = *scene.shading;
+    const float o = clamp01(surface.layer.opacity);
+    if (shading.materials[id].opaque) return o;
+    return o * mixed<float>(shading, id, surface.at, [&](MaterialId part) {
+               const Material& m = shading.materials[part];
+               if (m.kind == MaterialKind::Clear) return 0.0f;
+               return m.opacity == kNoTexture ? 1.0f : clamp01(shading.textures.scalar(m.opacity, surface.at));
+           });
 }
 
 LightSample sampleLight(const RenderScene& scene, const LightChoice& choice, const LightQuery& query,
@@ -292,7 +276,7 @@ float emitterPdf(const RenderScene& scene, const LightChoice& choice, const Ligh
     if (place == kNone) return 0.0f;
     float chosen = chancesAt(scene, choice, query).emitters;
     if (!(chosen > 0.0f)) return 0.0f;
-    const EmissionId emission = firstEmission(*scene.shading, surface.material);
+    const EmissionId emission = scene.shading->materials[surface.material].emission;
     // What shines through all that is between is found by light sampling alone.
     if (emission != kNoEmission && !scene.shading->emissions[emission].castsShadows) return kInfinity;
     chosen *= lights.tree.probability(worldReceiver(query), index);

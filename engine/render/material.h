@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "engine/render/emission.h"
 #include "engine/render/texture.h"
@@ -59,7 +60,16 @@ struct MaterialInput {
     bool none() const { return texture == kNoTexture && isBlack(value); }
 };
 
-inline constexpr std::uint32_t kNoRamp = ~0u;
+inline constexpr std::uint32_t kNoRamp = ~0u, kNoSteps = ~0u;
+
+/// A part of a mix, or of a mix in it, or the mix itself. `first` and `second` are places in the list, before this one.
+struct MixStep {
+    MaterialId material = 0;        ///< leaf
+    TextureId amount = kNoTexture;  ///< mix
+    std::uint32_t first = kNoSteps, second = kNoSteps;
+    bool leaf() const { return first == kNoSteps; }
+};
+using MixSteps = std::vector<MixStep>;
 
 struct Material {
     MaterialKind kind = MaterialKind::Diffuse;
@@ -72,13 +82,14 @@ struct Material {
     bool affectAlpha = false;  ///< what is seen by refraction counts as seen directly for the alpha channel
     BrdfModel brdf = BrdfModel::Compensated;
     IndexMode indexMode = IndexMode::Artistic;
-    TextureId opacity = kNoTexture;  ///< kNoTexture is one
-    EmissionId emission = kNoEmission;
-    TextureId normal = kNoTexture;  ///< tangent space, 0.5 is zero
-    TextureId bump = kNoTexture;    ///< height; one is a centimetre
-    TextureId amount = kNoTexture;  ///< Mix
+    TextureId opacity = kNoTexture;     ///< kNoTexture is one
+    EmissionId emission = kNoEmission;  ///< of a mix: the first that there is among its parts
+    TextureId normal = kNoTexture;      ///< tangent space, 0.5 is zero
+    TextureId bump = kNoTexture;        ///< height; one is a centimetre
+    TextureId amount = kNoTexture;      ///< Mix
     MaterialId first = 0, second = 0;
-    std::uint32_t rank = 0;  ///< mixes in each other, counted from the innermost; 0: no mix
+    std::uint32_t rank = 0;          ///< mixes in each other, counted from the innermost; 0: no mix
+    std::uint32_t steps = kNoSteps;  ///< of a mix with many others in it: index into Shading::mixSteps
 
     MaterialInput albedo;        ///< diffuse reflectance
     MaterialInput transmission;  ///< Diffuse: diffuse light to the other side; Specular, Universal: refraction

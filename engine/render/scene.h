@@ -117,6 +117,7 @@ struct Shading {
     TextureTable textures;
     SharedTable<Emission> emissions;
     SharedTable<ToonRamp, 4> toonRamps;
+    SharedTable<std::shared_ptr<const MixSteps>, 4> mixSteps;
     SharedTable<Material, 6> materials;     ///< 0 is the default material
     std::vector<MaterialId> slotMaterials;  ///< parallel to Geometry::slots
     bool transparent = false;               ///< some material is not opaque

@@ -2,6 +2,7 @@
 #include "engine/render/bsdf.h"
 #include "engine/render/bsdf/fresnel.h"
 #include "engine/render/lights.h"
+#include "engine/render/mix.h"
 
 namespace Lumora::engine {
 
@@ -209,7 +210,38 @@ private:
     SurfaceModel result_;
 };
 
-constexpr int kMaxNestedMixes = 64;
+/// One of the parts of a mix, by what it has to say at the point. The path has not passed through, so each part counts
+/// by what it holds back.
+MaterialId chosenPart(const RenderScene& scene, MaterialId id, const Surface& surface, Sampler& sampler) {
+    const Shading& shading = *scene.shading;
+    const Material* mix = &shading.materials[id];
+    const auto amount = [&](TextureId of) { return clamp01(shading.textures.scalar(of, surface.at)); };
+    const auto held = [](float t, float first, float second) {
+        const float a = (1.0f - t) * first, b = t * second;
+        return a + b > 0.0f ? b / (a + b) : t;
+    };
+    if (!mix->opaque && mix->steps != kNoSteps) {
+        const MixSteps& steps = *shading.mixSteps[mix->steps];
+        MixValues<float> opacity(steps.size());
+        Surface plain = surface;
+        plain.layer = {};
+        mixSteps(
+            shading, steps, surface.at, [&](MaterialId part) { return opacityOf(scene, part, plain); }, opacity);
+        std::size_t i = steps.size() - 1;
+        while (!steps[i].leaf()) {
+            const float t = held(amount(steps[i].amount), opacity[steps[i].first], opacity[steps[i].second]);
+            i = sampler.next1() < t ? steps[i].second : steps[i].first;
+        }
+        return steps[i].material;
+    }
+    while (mix->kind == MaterialKind::Mix) {
+        float t = amount(mix->amount);
+        if (!mix->opaque) t = held(t, opacityOf(scene, mix->first, surface), opacityOf(scene, mix->second, surface));
+        id = sampler.next1() < t ? mix->second : mix->first;
+        mix = &shading.materials[id];
+    }
+    return id;
+}
 
 }  // namespace
 
@@ -217,18 +249,11 @@ Bsdf makeBsdf(const RenderScene& scene, const Hit& hit, Surface& surface, Float3
               Sampler& sampler) {
     const Shading& shading = *scene.shading;
     const Material* material = &shading.materials[surface.material];
-    for (int nested = 0; material->kind == MaterialKind::Mix && nested < kMaxNestedMixes; ++nested) {
-        float t = clamp01(shading.textures.scalar(material->amount, surface.at));
-        if (!material->opaque) {
-            // The path has not passed through: each part counts by what it holds back.
-            const float first = (1.0f - t) * opacityOf(scene, material->first, surface);
-            const float second = t * opacityOf(scene, material->second, surface);
-            if (first + second > 0.0f) t = second / (first + second);
-        }
-        surface.material = sampler.next1() < t ? material->second : material->first;
+    if (material->kind == MaterialKind::Mix) {
+        surface.material = chosenPart(scene, surface.material, surface, sampler);
         material = &shading.materials[surface.material];
     }
-    if (material->kind == MaterialKind::Mix || material->kind == MaterialKind::Clear) return {};
+    if (material->kind == MaterialKind::Clear) return {};
     if (material->edgeRadius > 0.0f) roundEdges(scene, hit, material->edgeRadius, surface, sampler);
     applyNormal(scene, hit, *material, surface);
     if (material->bump != kNoTexture) applyBump(scene, *material, surface);
@@ -252,11 +277,10 @@ Bsdf makeBsdf(const RenderScene& scene, const Hit& hit, Surface& surface, Float3
 Float3 shadowPass(const RenderScene& scene, MaterialId id, const Surface& surface, Float3 direction) {
     const Material& m = scene.shading->materials[id];
     if (m.kind == MaterialKind::Mix) {
-        const float t = clamp01(scene.shading->textures.scalar(m.amount, surface.at));
         Surface plain = surface;
         plain.layer = {};
-        const Float3 inside =
-            lerp(shadowPass(scene, m.first, plain, direction), shadowPass(scene, m.second, plain, direction), t);
+        const Float3 inside = mixed<Float3>(*scene.shading, id, surface.at,
+                                            [&](MaterialId part) { return shadowPass(scene, part, plain, direction); });
         return lerp(splat(1.0f), inside, clamp01(surface.layer.opacity));
     }
     const bool byAlpha = scene.kernel.alphaShadows || m.opaque;

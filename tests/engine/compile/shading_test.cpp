@@ -290,5 +290,86 @@ TEST(Shading, ImagesMakeOnlyWhatWaitsForThemAnew) {
     EXPECT_LE(compiler.counters().materialsDescribed, 60u);
 }
 
+/// Mixes whose both sides lead to the same next ones: two to the power of their number of ways to the innermost.
+struct Ladder {
+    Scene scene{8, 8, 16};
+    NodeRecordPtr top;
+
+    Ladder(int levels, const NodeRecordPtr& a, const NodeRecordPtr& b) {
+        NodeRecordPtr left = scene.keep(a), right = scene.keep(b);
+        for (int i = 0; i < levels; ++i) {
+            const auto mix = [&](float amount) {
+                return scene.keep(Node(NT_MAT_MIX)
+                                      .connect(P_MATERIAL1, left)
+                                      .connect(P_MATERIAL2, right)
+                                      .connect(P_AMOUNT, scene.keep(constant(amount))));
+            };
+            const NodeRecordPtr next = mix(0.5f);
+            right = mix(0.25f);
+            left = next;
+        }
+        top = left;
+    }
+    Float3 picture() {
+        scene.environment(splat(1.0f));
+        MeshData m;
+        m.quad({-9, -9, 0}, {9, -9, 0}, {9, 9, 0}, {-9, 9, 0});
+        return mean(Render().picture(scene.delta(scene.keep(m.node({top})))), 0, 0, 8, 8);
+    }
+};
+
+TEST(Shading, DeepMixesCostWhatTheirPartsCost) {
+    const auto see = [](float opacity) {
+        return Node(NT_MAT_DIFFUSE).set(P_OPACITY, opacity).set(P_DIFFUSE, Float3{});
+    };
+    for (const int levels : {2, 40, 300}) {
+        // A share of 2^-n apart, all levels come to the same: two thirds of one material, one of the other.
+        Ladder net(levels, see(1.0f), see(0.25f));
+        SceneCompiler compiler(nullptr);
+        MeshData m;
+        m.quad({-9, -9, 0}, {9, -9, 0}, {9, 9, 0}, {-9, 9, 0});
+        compiler.apply(net.scene.delta(net.scene.keep(m.node({net.top}))));
+        EXPECT_EQ(compiler.counters().materialsDescribed, static_cast<std::uint64_t>(2 * levels + 1));
+        // Of white all around, what is not held back is seen.
+        const float held = 1.0f / 3.0f + 0.25f * 2.0f / 3.0f;
+        EXPECT_NEAR(net.picture().y, 1.0f - held, levels == 2 ? 0.15f : 0.1f) << levels;
+    }
+    const NodeRecordPtr lamp = Node(NT_EMIS_TEXTURE).set(P_POWER, 1.0f);
+    Ladder net(40, Node(NT_MAT_DIFFUSE).connect(P_EMISSION, lamp).set(P_DIFFUSE, Float3{}), see(1.0f));
+    net.scene.keep(lamp);
+    const float share = net.picture().y;
+    EXPECT_GT(share, 0.001f);
+}
+
+TEST(Shading, MixesOfMixesEnd) {
+    Scene scene(8, 8, 1);
+    scene.environment(splat(1.0f));
+    NodeRecordPtr top = scene.diffuse(splat(0.5f));
+    for (int i = 0; i < 5000; ++i) top = scene.keep(Node(NT_MAT_MIX).connect(P_MATERIAL1, top));
+    std::string log;
+    SceneCompiler compiler([&](const std::string& line) { log += line + "\n"; });
+    MeshData m;
+    m.quad({-9, -9, 0}, {9, -9, 0}, {9, 9, 0}, {-9, 9, 0});
+    compiler.apply(scene.delta(scene.keep(m.node({top}))));
+    EXPECT_NE(log.find("too many mixes"), std::string::npos);
+    EXPECT_LT(log.size(), 1000u);
+}
+
+TEST(Shading, TexturesThatDoubleOnAndOnAreCut) {
+    Scene scene(8, 8, 1);
+    NodeRecordPtr top = scene.keep(Node(NT_TEX_NOISE));
+    const NodeRecordPtr noise = top;
+    for (int i = 0; i < 60; ++i) top = scene.keep(Node(NT_TEX_ADD).connect(P_TEXTURE1, top).connect(P_TEXTURE2, top));
+    std::string log;
+    SceneCompiler compiler([&](const std::string& line) { log += line + "\n"; });
+    MeshData m;
+    m.quad({-9, -9, 0}, {9, -9, 0}, {9, 9, 0}, {-9, 9, 0});
+    const NodeRecordPtr material = scene.keep(Node(NT_MAT_DIFFUSE).connect(P_DIFFUSE, top));
+    SceneDelta delta = scene.delta(scene.keep(m.node({material})));
+    const RenderScenePtr built = compiler.apply(delta).scene;
+    EXPECT_NE(log.find("too many times"), std::string::npos);
+    EXPECT_TRUE(isFinite(built->shading->materials[1].albedo.color(built->shading->textures, {})));
+}
+
 }  // namespace
 }  // namespace Lumora::engine::test
