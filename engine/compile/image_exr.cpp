@@ -281,4 +281,15 @@ DecodedImage decodeExr(FileBytes file) {
     return isCrop(part) ? cropToDisplay(std::move(image), part) : std::move(image);
 }
 
+ImageOutline outlineExr(FileBytes head) {
+    Bytes file(head);
+    file.take(8);
+    Part part;
+    if (!readPart(file, part)) throw ImageFault("its header is broken");
+    const Box& seen = isCrop(part) ? part.display : part.data;
+    const auto length = [](std::int64_t v) { return static_cast<std::uint64_t>(std::max<std::int64_t>(v, 0)); };
+    return {length(seen.width()), length(seen.height()), static_cast<std::uint64_t>(std::min(part.channels, 4)),
+            part.widest == 2 ? PixelFormat::Half : PixelFormat::Float};
+}
+
 }  // namespace Lumora::engine

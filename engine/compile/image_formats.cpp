@@ -19,11 +19,11 @@ struct Magic {
     ImageDecoder decoder;
 };
 constexpr std::array kMagics{
-    Magic{"\x89PNG\r\n\x1a\n"sv, {"PNG", decodePng}},
-    Magic{"\xff\xd8\xff"sv, {"JPEG", decodeJpeg}},
-    Magic{"\x76\x2f\x31\x01"sv, {"EXR", decodeExr}},
-    Magic{"#?RADIANCE"sv, {"HDR", decodeHdr}},
-    Magic{"#?RGBE"sv, {"HDR", decodeHdr}},
+    Magic{"\x89PNG\r\n\x1a\n"sv, {"PNG", decodePng, outlinePng}},
+    Magic{"\xff\xd8\xff"sv, {"JPEG", decodeJpeg, outlineJpeg}},
+    Magic{"\x76\x2f\x31\x01"sv, {"EXR", decodeExr, outlineExr}},
+    Magic{"#?RADIANCE"sv, {"HDR", decodeHdr, outlineHdr}},
+    Magic{"#?RGBE"sv, {"HDR", decodeHdr, outlineHdr}},
 };
 
 std::atomic<std::uint64_t> shared{0};

@@ -59,20 +59,32 @@ struct DecodedImage {
 /// Throws when an image of that size is not to be read.
 void checkImageSize(std::uint64_t width, std::uint64_t height, std::uint64_t bytesPerPixel);
 
+/// What a file's header says of its pixels.
+struct ImageOutline {
+    std::uint64_t width = 0, height = 0, channels = 0;
+    PixelFormat format = PixelFormat::Byte;
+};
+
 struct ImageDecoder {
     const char* name;
     DecodedImage (*decode)(FileBytes file);
+    /// From the beginning of a file. Throws ImageFault when it does not tell. Null: such images are small.
+    ImageOutline (*outline)(FileBytes head) = nullptr;
 };
 /// The decoder for a file that begins with these bytes; null for a format that the engine does not read.
 const ImageDecoder* imageDecoder(FileBytes file);
 
 /// Grey, RGB, with alpha or not; 8 and 16 bits. Alpha is unassociated. Palettes and smaller depths are expanded.
 DecodedImage decodePng(FileBytes file);
+ImageOutline outlinePng(FileBytes head);
 /// Baseline and progressive; grey, RGB, and CMYK as RGB.
 DecodedImage decodeJpeg(FileBytes file);
+ImageOutline outlineJpeg(FileBytes head);
 /// Flat images with scan lines or tiles, the first part of several. Half stays half.
 DecodedImage decodeExr(FileBytes file);
+ImageOutline outlineExr(FileBytes head);
 /// Radiance pictures (RGBE).
 DecodedImage decodeHdr(FileBytes file);
+ImageOutline outlineHdr(FileBytes head);
 
 }  // namespace Lumora::engine

@@ -166,4 +166,11 @@ DecodedImage decodeHdr(FileBytes bytes) {
     return image;
 }
 
+ImageOutline outlineHdr(FileBytes head) {
+    Bytes file(head);
+    const Layout layout = readHeader(file);
+    return {layout.linesAreRows ? layout.lineLength : layout.lines,
+            layout.linesAreRows ? layout.lines : layout.lineLength, 3, PixelFormat::Float};
+}
+
 }  // namespace Lumora::engine

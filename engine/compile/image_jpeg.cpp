@@ -185,4 +185,16 @@ DecodedImage decodeJpeg(FileBytes file) {
     return image;
 }
 
+ImageOutline outlineJpeg(FileBytes head) {
+    // Segments of a marker and a length, up to the frame header.
+    for (std::size_t at = 2; at + 10 <= head.size() && head[at] == 0xff;) {
+        const unsigned marker = head[at + 1];
+        const auto word = [&](std::size_t i) { return std::uint64_t{head[at + i]} << 8 | head[at + i + 1]; };
+        const bool frame = marker >= 0xc0 && marker <= 0xcf && marker != 0xc4 && marker != 0xc8 && marker != 0xcc;
+        if (frame) return {word(7), word(5), head[at + 9] == 1 ? 1u : 3u, PixelFormat::Byte};
+        at += marker == 0xff ? 1 : 2 + word(2);
+    }
+    throw ImageFault("its header is broken");
+}
+
 }  // namespace Lumora::engine

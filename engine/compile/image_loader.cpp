@@ -49,10 +49,11 @@ bool ImageStore::waits(const NodeRecord& node) const {
     return it != files_.end() && it->second.noted;
 }
 
-void ImageStore::read(const FileKey& key, FileEntry& entry, ImageTexturePtr& image) {
-    image = readImageFile(key.path, key.import, entry.remark);
+void ImageStore::read(const FileKey& key, FileEntry& entry, ImageTexturePtr& image, int halvings) {
+    image = readImageFile(key.path, key.import, entry.remark, halvings);
     entry.image = image;
     entry.failed = !image;
+    entry.halvings = image ? halvings : 0;
     entry.noted = entry.logged = false;
 }
 
@@ -72,12 +73,17 @@ ImageTexturePtr ImageStore::fromFile(const FileKey& key, const std::string& name
             noted_.push_back(it);
             return nullptr;
         }
-        read(key, entry, image);
+        read(key, entry, image, 0);
         fit({{&entry, &image}});
     }
-    if (!entry.logged && !entry.remark.empty() && log) {
+    if (!entry.logged && (!entry.remark.empty() || entry.halvings > 0) && log) {
+        std::string text = entry.remark;
+        if (entry.halvings > 0) {
+            text += (text.empty() ? "" : "; ") + std::string("it is shown at 1/") +
+                    std::to_string(1u << entry.halvings) + " of its resolution, since the images' memory is full";
+        }
         log("Warning: image " + quoted(key.path) + (name.empty() ? "" : " of " + quoted(name)) +
-            (image ? ": " : " is left out: ") + entry.remark);
+            (image ? ": " : " is left out: ") + text);
         entry.logged = true;
     }
     return image;
@@ -91,50 +97,97 @@ ImageStore::Deferral::~Deferral() {
 
 bool ImageStore::Deferral::load() {
     store_.deferring_ = false;
-    const auto& noted = store_.noted_;
-    if (noted.empty()) return false;
-    store_.loaded_.resize(noted.size());
-    tbb::parallel_for(
-        std::size_t{0}, noted.size(),
-        [&](std::size_t i) { read(noted[i]->first, noted[i]->second, store_.loaded_[i]); }, tbb::simple_partitioner());
-    std::vector<std::pair<FileEntry*, ImageTexturePtr*>> fresh;
-    for (std::size_t i = 0; i < noted.size(); ++i) {
-        fresh.emplace_back(&noted[i]->second, &store_.loaded_[i]);
-    }
-    store_.fit(fresh);
+    if (store_.noted_.empty()) return false;
+    store_.readNoted();
     store_.noted_.clear();
     return true;
 }
 
-/// Halves the largest of the images that were just read until all fit.
-void ImageStore::fit(const std::vector<std::pair<FileEntry*, ImageTexturePtr*>>& fresh) {
-    std::uint64_t held = bytes();
-    // Their coarser levels come to a third.
-    for (const auto& [entry, image] : fresh) held += *image ? (*image)->bytes() / 3 : 0;
-    std::vector<int> halved(fresh.size(), 0);
-    constexpr std::size_t kSmallest = 64 * 64;
-    while (held > limit_) {
-        std::size_t largest = fresh.size();
-        for (std::size_t i = 0; i < fresh.size(); ++i) {
-            const ImageTexturePtr& image = *fresh[i].second;
-            if (!image || image->bytes() <= kSmallest) continue;
-            if (largest == fresh.size() || image->bytes() > (*fresh[largest].second)->bytes()) largest = i;
-        }
-        if (largest == fresh.size()) break;
-        ImageTexturePtr& image = *fresh[largest].second;
-        const PixelFormat plain = plainFormat(image->format());
-        const bool encoded = plain == PixelFormat::Byte || plain == PixelFormat::Word;
-        auto half = std::make_shared<const ImageTexture>(halfImage(*image, encoded ? 2.2f : 1.0f));
-        held -= (image->bytes() - half->bytes()) / 3 * 4;
-        image = std::move(half);
-        ++halved[largest];
+/// Coarser levels come to a third of an image.
+static constexpr std::uint64_t withLevels(std::uint64_t bytes) {
+    return bytes / 3 * 4;
+}
+
+/// Halves the largest until all fit beside `others`. What is small is left: it would not help.
+void ImageStore::makeRoom(std::vector<Claim>& claims, std::uint64_t others) const {
+    constexpr std::uint64_t kSmallest = withLevels(64 * 64);
+    std::uint64_t held = others;
+    for (const Claim& claim : claims) held += claim.bytes;
+    const auto less = [&](std::size_t a, std::size_t b) {
+        return claims[a].bytes != claims[b].bytes ? claims[a].bytes < claims[b].bytes : a > b;
+    };
+    std::vector<std::size_t> heap;
+    for (std::size_t i = 0; i < claims.size(); ++i) heap.push_back(i);
+    std::make_heap(heap.begin(), heap.end(), less);
+    while (held > limit_ && !heap.empty()) {
+        std::pop_heap(heap.begin(), heap.end(), less);
+        Claim& largest = claims[heap.back()];
+        if (largest.bytes <= kSmallest) break;
+        held -= largest.bytes - largest.bytes / 4;
+        largest.bytes /= 4;
+        ++largest.halvings;
+        std::push_heap(heap.begin(), heap.end(), less);
     }
-    for (std::size_t i = 0; i < fresh.size(); ++i) {
-        if (halved[i] == 0) continue;
-        FileEntry& entry = *fresh[i].first;
-        entry.image = *fresh[i].second;
-        entry.remark += (entry.remark.empty() ? "" : "; ") + std::string("it is shown at 1/") +
-                        std::to_string(1u << halved[i]) + " of its resolution, since the images' memory is full";
+}
+
+void ImageStore::readNoted() {
+    std::vector<Claim> claims(noted_.size());
+    tbb::parallel_for(std::size_t{0}, noted_.size(), [&](std::size_t i) {
+        const FileKey& key = noted_[i]->first;
+        claims[i] = {&noted_[i]->second, nullptr, withLevels(expectedImageBytes(key.path, key.import))};
+    });
+    // The images of files that are in use give way too: nodes that have them get the smaller ones in this build.
+    std::vector<ImageTexturePtr> used;
+    used.reserve(files_.size());
+    std::uint64_t others = bytes();
+    for (auto& [key, entry] : files_) {
+        ImageTexturePtr image = entry.noted ? nullptr : entry.image.lock();
+        if (!image) continue;
+        used.push_back(std::move(image));
+        claims.push_back({&entry, &used.back(), withLevels(used.back()->bytes())});
+        others -= std::min(others, claims.back().bytes);
+    }
+    makeRoom(claims, others);
+    for (std::size_t i = noted_.size(); i < claims.size(); ++i) {
+        const Claim& claim = claims[i];
+        if (claim.halvings == 0) continue;
+        ImageTexturePtr& image = *claim.image;
+        others_.push_back(image);  // as long as a scene shows it
+        for (int k = 0; k < claim.halvings; ++k) image = std::make_shared<const ImageTexture>(smallerImage(*image));
+        claim.entry->image = image;
+        claim.entry->halvings += claim.halvings;
+        claim.entry->logged = false;
+        loaded_.push_back(image);
+        replaced_ = true;
+    }
+    const std::size_t first = loaded_.size();
+    loaded_.resize(first + noted_.size());
+    tbb::parallel_for(
+        std::size_t{0}, noted_.size(),
+        [&](std::size_t i) { read(noted_[i]->first, noted_[i]->second, loaded_[first + i], claims[i].halvings); },
+        tbb::simple_partitioner());
+    std::vector<std::pair<FileEntry*, ImageTexturePtr*>> fresh;
+    for (std::size_t i = 0; i < noted_.size(); ++i) fresh.emplace_back(&noted_[i]->second, &loaded_[first + i]);
+    fit(fresh);
+}
+
+/// What was just read is smaller than expected or larger; halves the largest of it until all fit.
+void ImageStore::fit(const std::vector<std::pair<FileEntry*, ImageTexturePtr*>>& fresh) {
+    std::uint64_t others = bytes();
+    std::vector<Claim> claims;
+    for (const auto& [entry, image] : fresh) {
+        if (!*image) continue;
+        claims.push_back({entry, image, withLevels((*image)->bytes())});
+        others -= std::min<std::uint64_t>(others, (*image)->bytes());
+    }
+    makeRoom(claims, others);
+    for (const Claim& claim : claims) {
+        for (int k = 0; k < claim.halvings; ++k) {
+            *claim.image = std::make_shared<const ImageTexture>(smallerImage(**claim.image));
+        }
+        if (claim.halvings == 0) continue;
+        claim.entry->image = *claim.image;
+        claim.entry->halvings += claim.halvings;
     }
 }
 

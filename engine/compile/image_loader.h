@@ -19,13 +19,14 @@ struct ImageKinds {
     std::uint32_t color8 = 0, color16 = 0, grey8 = 0, grey16 = 0;
 };
 
-/// The images of the nodes in use. Their memory has a limit: files that do not fit any more are held at a half, a
-/// quarter and so on of their resolution. Build thread only.
+/// The images of the nodes in use. Their memory has a limit: what does not fit is held at a half, a quarter and so on
+/// of its resolution, the largest images first, which the log tells. Files that are read together are looked at before
+/// their pixels are, so that memory is never taken for what has no room. Build thread only.
 class ImageStore {
 public:
     ImageStore();
-    /// Bytes of all images and their coarser levels; half the machine's memory when nothing is said. What is in memory
-    /// already stays.
+    /// Bytes of all images and their coarser levels; half the machine's memory when nothing is said. Counts for images
+    /// that are read from now on, and makes room for them among those that are in memory.
     void setLimit(std::uint64_t bytes) { limit_ = bytes; }
 
     /// The image of an image node; null when it has none or it cannot be read, which is logged once for each state of
@@ -78,6 +79,7 @@ private:
         std::int64_t stamp = 0, size = -1;
         bool failed = false, noted = false, logged = false;
         std::string remark;  ///< why there is no image, or what is odd about it
+        int halvings = 0;    ///< for want of memory
         std::weak_ptr<const ImageTexture> image;
     };
     struct BufferEntry {
@@ -88,7 +90,16 @@ private:
         std::weak_ptr<const ImageTexture> image;
     };
     static FileKey keyOf(const NodeRecord& node);
-    static void read(const FileKey& key, FileEntry& entry, ImageTexturePtr& image);
+    /// An image, or what will be one, while room is made.
+    struct Claim {
+        FileEntry* entry;
+        ImageTexturePtr* image;   ///< to be halved; null: it is not read yet
+        std::uint64_t bytes = 0;  ///< with its coarser levels
+        int halvings = 0;
+    };
+    static void read(const FileKey& key, FileEntry& entry, ImageTexturePtr& image, int halvings);
+    void makeRoom(std::vector<Claim>& claims, std::uint64_t others) const;
+    void readNoted();
     void fit(const std::vector<std::pair<FileEntry*, ImageTexturePtr*>>& fresh);
     template <typename F>
     void forEachImage(F&& f) const;

@@ -135,4 +135,14 @@ DecodedImage decodePng(FileBytes file) {
     return image;
 }
 
+ImageOutline outlinePng(FileBytes head) {
+    constexpr std::size_t kType = kSignature + 17;
+    if (head.size() <= kType) throw ImageFault("it is cut off");
+    const unsigned depth = head[kType - 1], type = head[kType];
+    // A palette is expanded.
+    const std::uint64_t channels = type == 0 ? 1 : type == 4 ? 2 : type == 6 ? 4 : 3;
+    return {bigEndian(head.data() + kSignature + 8), bigEndian(head.data() + kSignature + 12), channels,
+            depth == 16 ? PixelFormat::Word : PixelFormat::Byte};
+}
+
 }  // namespace Lumora::engine

@@ -8,9 +8,11 @@
 #include <fstream>
 #include <limits>
 #include <optional>
+#include <vector>
 
 #include "engine/compile/image_formats.h"
 #include "engine/compile/photometry.h"
+#include "engine/render/textures/pixel_format.h"
 
 namespace Lumora::engine {
 
@@ -136,7 +138,40 @@ bool makeHalvesFinite(std::uint16_t* values, std::size_t count) {
     return any;
 }
 
+/// What is read of a file to find its header.
+constexpr std::size_t kHeadBytes = 256 << 10;
+
 }  // namespace
+
+ImageTexture smallerImage(const ImageTexture& image) {
+    const PixelFormat plain = plainFormat(image.format());
+    const bool encoded = plain == PixelFormat::Byte || plain == PixelFormat::Word;
+    return halfImage(image, encoded ? 2.2f : 1.0f);
+}
+
+std::uint64_t expectedImageBytes(const std::string& path, ImageImport import) {
+    try {
+        std::error_code error;
+        if (!std::filesystem::is_regular_file(path, error)) return 0;
+        std::ifstream stream(path, std::ios::binary);
+        std::vector<unsigned char> head(kHeadBytes);
+        stream.read(reinterpret_cast<char*>(head.data()), static_cast<std::streamsize>(head.size()));
+        head.resize(static_cast<std::size_t>(stream.gcount()));
+        const ImageDecoder* decoder = decoderOf(path, head);
+        if (!decoder || !decoder->outline) return 0;
+        const ImageOutline outline = decoder->outline(head);
+        const Target target = targetOf(outline.format, import);
+        const std::uint64_t channels = outline.channels - (!target.alpha && outline.channels % 2 == 0 ? 1 : 0);
+        checkImageSize(outline.width, outline.height, channels * channelBytes(target.format));
+        const std::uint64_t plain = outline.width * outline.height * channels * channelBytes(target.format);
+        const auto blocks = blocksOf(outline.format, static_cast<std::uint32_t>(channels), import);
+        if (!blocks) return plain;
+        return std::min<std::uint64_t>(plain, compressedBytes(static_cast<std::uint32_t>(outline.width),
+                                                              static_cast<std::uint32_t>(outline.height), *blocks));
+    } catch (const std::exception&) {
+        return 0;  // reading it will tell what is wrong
+    }
+}
 
 bool allFinite(const float* values, std::size_t count) {
     bool all = true;
@@ -154,7 +189,7 @@ bool makeFinite(float* values, std::size_t count) {
     return any;
 }
 
-ImageTexturePtr readImageFile(const std::string& path, ImageImport import, std::string& why) {
+ImageTexturePtr readImageFile(const std::string& path, ImageImport import, std::string& why, int halvings) {
     why.clear();
     try {
         DecodedImage image;
@@ -174,10 +209,13 @@ ImageTexturePtr readImageFile(const std::string& path, ImageImport import, std::
             odd = makeHalvesFinite(reinterpret_cast<std::uint16_t*>(image.pixels.get()), values);
         why = std::move(image.note);
         if (odd) why += (why.empty() ? "" : "; ") + std::string("it has values that are no finite numbers");
-        const ImageTexture plain(image.width, image.height, image.channels, image.format, image.pixels.get(),
-                                 image.bytes(), image.pixels, linear);
+        const void* pixels = image.pixels.get();
+        const std::size_t bytes = image.bytes();
+        ImageTexture plain(image.width, image.height, image.channels, image.format, pixels, bytes,
+                           std::move(image.pixels), linear);
+        for (int i = 0; i < halvings; ++i) plain = smallerImage(plain);
         const auto blocks = linear ? std::nullopt : blocksOf(stored, image.channels, import);
-        if (!blocks || compressedBytes(image.width, image.height, *blocks) >= image.bytes()) {
+        if (!blocks || compressedBytes(plain.width(), plain.height(), *blocks) >= plain.bytes()) {
             return std::make_shared<ImageTexture>(plain);
         }
         return std::make_shared<ImageTexture>(compressImage(plain, *blocks));

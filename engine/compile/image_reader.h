@@ -19,9 +19,15 @@ enum class ImageImport : int {
     FineByteRgba = 9,  ///< in finer blocks: a byte a pixel
 };
 
-/// Reads an image file of a format that the engine decodes itself, whatever its name ends in. Null with the reason in
-/// `why`. With an image, `why` is what is odd about it, or empty. Any thread.
-ImageTexturePtr readImageFile(const std::string& path, ImageImport import, std::string& why);
+/// Reads an image file of a format that the engine decodes itself, whatever its name ends in, and halves it so many
+/// times. Null with the reason in `why`. With an image, `why` is what is odd about it, or empty. Any thread.
+ImageTexturePtr readImageFile(const std::string& path, ImageImport import, std::string& why, int halvings = 0);
+
+/// Bytes that the image of a file will take, as far as its header tells; 0 when it does not. Any thread.
+std::uint64_t expectedImageBytes(const std::string& path, ImageImport import);
+
+/// Half the size of an image of a file, for which memory is short. Bytes are taken for colours in sRGB.
+ImageTexture smallerImage(const ImageTexture& image);
 
 /// Makes infinite values the largest that the format holds and what is no number zero; such pixels would spread over
 /// the whole picture. Returns whether there were any.

@@ -458,6 +458,44 @@ TEST(Image, WhatDoesNotFitIsHeldSmaller) {
     }
 }
 
+TEST(Image, WhatIsInMemoryMakesRoomForMore) {
+    const auto square = [](float v) { return makeExr(128, 128, {{.channels = {"R", "G", "B"}, .pixel = {v, v, v}}}); };
+    const SampleFile first("first.exr", square(0.5f)), second("second.exr", square(0.25f));
+    ImageStore store;
+    store.setLimit(140 * 1024);  // an image and its levels take 128 KiB
+    std::string log;
+    const LogFunction note = [&](const std::string& line) { log += line + "\n"; };
+    const auto loaded = [&](const std::vector<const SampleFile*>& files) {
+        std::vector<ImageTexturePtr> images;
+        ImageStore::Deferral deferral(store);
+        for (const bool now : {false, true}) {
+            images.clear();
+            for (const SampleFile* file : files) {
+                const NodeRecordPtr node = Node(NT_TEX_IMAGE).set(A_FILENAME, file->path());
+                images.push_back(store.imageOf(*node, note));
+            }
+            if (!now) deferral.load();
+        }
+        return images;
+    };
+    std::vector<ImageTexturePtr> before = loaded({&first});
+    EXPECT_EQ(before[0]->width(), 128u);
+    EXPECT_EQ(log, "");
+    std::vector<ImageTexturePtr> after = loaded({&first, &second});
+    ASSERT_TRUE(after[0] && after[1]);
+    EXPECT_TRUE(store.takeReplaced());
+    for (const ImageTexturePtr& image : after) EXPECT_EQ(image->width(), 64u);
+    EXPECT_EQ(after[0]->texel(3, 3).color.x, 0.5f);
+    EXPECT_NE(log.find("first.exr\": it is shown at 1/2 of its resolution"), std::string::npos) << log;
+    EXPECT_NE(log.find("second.exr\": it is shown at 1/2 of its resolution"), std::string::npos) << log;
+    // What the scene before still shows is counted for as long as it does.
+    constexpr std::uint64_t kWhole = 128 * 128 * 3 * 2;
+    EXPECT_EQ(store.bytes(), kWhole + 2 * kWhole / 4);
+    before.clear();
+    store.sweep();
+    EXPECT_EQ(store.bytes(), 2 * kWhole / 4);
+}
+
 TEST(Image, ColoursAreDecodedExactlyAndDataIsNot) {
     // Curve of IEC 61966-2-1 at a few values, in double precision.
     const auto exact = [](double v) { return v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4); };
