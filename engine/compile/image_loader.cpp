@@ -148,11 +148,13 @@ void ImageStore::readNoted() {
         others -= std::min(others, claims.back().bytes);
     }
     makeRoom(claims, others);
+    std::uint64_t leaving = 0;
     for (std::size_t i = noted_.size(); i < claims.size(); ++i) {
         const Claim& claim = claims[i];
         if (claim.halvings == 0) continue;
         ImageTexturePtr& image = *claim.image;
         others_.push_back(image);  // as long as a scene shows it
+        leaving += withLevels(image->bytes());
         for (int k = 0; k < claim.halvings; ++k) image = std::make_shared<const ImageTexture>(smallerImage(*image));
         claim.entry->image = image;
         claim.entry->halvings += claim.halvings;
@@ -168,12 +170,14 @@ void ImageStore::readNoted() {
         tbb::simple_partitioner());
     std::vector<std::pair<FileEntry*, ImageTexturePtr*>> fresh;
     for (std::size_t i = 0; i < noted_.size(); ++i) fresh.emplace_back(&noted_[i]->second, &loaded_[first + i]);
-    fit(fresh);
+    fit(fresh, leaving);
 }
 
-/// What was just read is smaller than expected or larger; halves the largest of it until all fit.
-void ImageStore::fit(const std::vector<std::pair<FileEntry*, ImageTexturePtr*>>& fresh) {
+/// What was just read is smaller than expected or larger; halves the largest of it until all fit. `leaving`: bytes that
+/// the scene before still holds.
+void ImageStore::fit(const std::vector<std::pair<FileEntry*, ImageTexturePtr*>>& fresh, std::uint64_t leaving) {
     std::uint64_t others = bytes();
+    others -= std::min(others, leaving);
     std::vector<Claim> claims;
     for (const auto& [entry, image] : fresh) {
         if (!*image) continue;

@@ -100,7 +100,7 @@ private:
     static void read(const FileKey& key, FileEntry& entry, ImageTexturePtr& image, int halvings);
     void makeRoom(std::vector<Claim>& claims, std::uint64_t others) const;
     void readNoted();
-    void fit(const std::vector<std::pair<FileEntry*, ImageTexturePtr*>>& fresh);
+    void fit(const std::vector<std::pair<FileEntry*, ImageTexturePtr*>>& fresh, std::uint64_t leaving = 0);
     template <typename F>
     void forEachImage(F&& f) const;
     ImageTexturePtr fromFile(const FileKey& key, const std::string& name, const LogFunction& log);
