@@ -55,6 +55,56 @@ std::vector<Float3> vertexNormals(const std::vector<Float3>& vertices, const std
     return normals;
 }
 
+/// Which way each vertex moves: along the mean of its corners' normals, so that vertices that lie in one place and have
+/// the same normals stay together.
+std::vector<Float3> directions(const MeshSource& fine, const std::vector<Float3>& flat) {
+    std::vector<Float3> out(flat.size());
+    const std::vector<int>& indices = *fine.vertexIndices;
+    for (std::size_t c = 0; c < indices.size(); ++c) {
+        out[static_cast<std::size_t>(indices[c])] +=
+            (*fine.normals)[static_cast<std::size_t>((*fine.normalIndices)[c])];
+    }
+    for (std::size_t v = 0; v < out.size(); ++v) {
+        out[v] = normalize(out[v]);
+        if (out[v] == Float3{} || !isFinite(out[v])) out[v] = flat[v];
+    }
+    return out;
+}
+
+/// Gives the moved corners normals: those of the polygons, or, with `smooth`, the ones that they had, turned as far as
+/// the polygons were. `before` and `after` are the normals of the vertices by their polygons.
+void bendNormals(MeshSource& fine, const std::vector<Float3>& before, const std::vector<Float3>& after,
+                 const std::vector<char>& moved, bool smooth) {
+    const std::vector<int>& indices = *fine.vertexIndices;
+    auto normals = std::make_shared<std::vector<Float3>>();
+    auto normalIndices = std::make_shared<std::vector<int>>(indices.size());
+    normals->reserve(before.size() + 1);
+    // Most vertices have one normal for all their corners.
+    struct First {
+        int from = -1, to = -1;
+        char moved = 0;
+    };
+    std::vector<First> first(before.size());
+    for (std::size_t c = 0; c < indices.size(); ++c) {
+        const auto v = static_cast<std::size_t>(indices[c]);
+        const int from = (*fine.normalIndices)[c];
+        First& known = first[v];
+        if (known.to < 0 || known.from != from || known.moved != moved[c]) {
+            const Float3 old = (*fine.normals)[static_cast<std::size_t>(from)];
+            Float3 n = !moved[c] ? old : smooth ? normalize(old + (after[v] - before[v])) : after[v];
+            if (n == Float3{} || !isFinite(n)) n = after[v];
+            const int to = static_cast<int>(normals->size());
+            normals->push_back(n);
+            if (known.to < 0) known = {from, to, moved[c]};
+            (*normalIndices)[c] = to;
+        } else {
+            (*normalIndices)[c] = known.to;
+        }
+    }
+    fine.normals = std::move(normals);
+    fine.normalIndices = std::move(normalIndices);
+}
+
 }  // namespace
 
 std::shared_ptr<const Displacement> displacementOf(const NodeTable& nodes, const NodeRecord& mesh, ImageStore& images,
@@ -96,11 +146,13 @@ MeshSource displace(const CompiledMesh& mesh, const std::vector<int>& perPolygon
     int level = 0;
     for (std::uint64_t n = mesh.vertexIndices->size(); level < displacement.level && n <= kMaxPolygons; n *= 4) ++level;
     // Sharp sides everywhere: the polygons keep their shape and are only divided.
-    MeshSource fine = subdivide(mesh, perPolygon, {std::max(level, 1), Boundary::EdgesAndCorners, 10.0f}, note);
+    const bool smooth = mesh.normals && mesh.normalIndices;
+    MeshSource fine = subdivide(mesh, perPolygon, {std::max(level, 1), Boundary::EdgesAndCorners, 10.0f}, note, smooth);
     if (!fine.vertices) return fine;
     const std::vector<int>& indices = *fine.vertexIndices;
     const std::vector<Float3>& vertices = *fine.vertices;
-    const std::vector<Float3> normals = vertexNormals(vertices, indices);
+    const std::vector<Float3> flat = vertexNormals(vertices, indices);
+    const std::vector<Float3> normals = smooth ? directions(fine, flat) : flat;
     const std::size_t corners = indices.size();
     std::vector<float> heights(corners);
     std::vector<char> moved(corners);
@@ -138,23 +190,7 @@ MeshSource displace(const CompiledMesh& mesh, const std::vector<int>& perPolygon
     for (std::size_t v = 0; v < vertices.size(); ++v) {
         displaced->push_back(vertices[v] + normals[v] * (sum[v] / static_cast<float>(std::max(count[v], 1))));
     }
-    // Where nothing moves, the polygons keep the normals that they had.
-    const bool all = std::all_of(moved.begin(), moved.end(), [](char m) { return m != 0; });
-    if (all) {
-        fine.normals = std::make_shared<const std::vector<Float3>>(vertexNormals(*displaced, indices));
-        fine.normalIndices = fine.vertexIndices;
-    } else {
-        auto mixed = std::make_shared<std::vector<Float3>>(*fine.normals);
-        const std::vector<Float3> smooth = vertexNormals(*displaced, indices);
-        auto mixedIndices = std::make_shared<std::vector<int>>(*fine.normalIndices);
-        const std::size_t first = mixed->size();
-        mixed->insert(mixed->end(), smooth.begin(), smooth.end());
-        for (std::size_t c = 0; c < corners; ++c) {
-            if (moved[c]) (*mixedIndices)[c] = static_cast<int>(first) + indices[c];
-        }
-        fine.normals = std::move(mixed);
-        fine.normalIndices = std::move(mixedIndices);
-    }
+    bendNormals(fine, flat, vertexNormals(*displaced, indices), moved, smooth);
     fine.vertices = std::move(displaced);
     return fine;
 }

@@ -60,8 +60,8 @@ std::shared_ptr<const Environment> EnvironmentCompiler::compile(const NodeTable&
         key.sky = readSky(nodes, *node);
     } else {
         source->texture = textures.onPin(*node, P_TEXTURE, splat(1.0f));
-        if (const PinRecord* pin = node->pin(P_TEXTURE)) toVector(pin->value, key.value);
     }
+    if (const PinRecord* pin = node->pin(P_TEXTURE)) key.hasValue = toVector(pin->value, key.value);
     for (const ImageLookup& lookup : source->textures.images) key.images.push_back(lookup.image);
     if (!source_ || key != key_) {
         if (key.hasSky) {
@@ -90,11 +90,12 @@ std::shared_ptr<const Environment> EnvironmentCompiler::compile(const NodeTable&
 std::shared_ptr<const Environment> compileAmbient(const NodeTable& nodes, ItemUid uid, PinId pin, ImageStore& images,
                                                   const LogFunction& log) {
     const NodeRecord* node = nodes.find(uid);
-    if (!node || !node->input(pin)) return nullptr;
+    if (!node) return nullptr;
     auto source = std::make_shared<EnvironmentSource>();
     TextureCompiler textures(nodes, images, source->textures, log);
     textures.withoutPyramids();
     source->texture = textures.connected(*node, pin);
+    if (source->texture == kNoTexture) return nullptr;
     source->measure();
     auto e = std::make_shared<Environment>();
     e->source = std::move(source);

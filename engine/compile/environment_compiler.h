@@ -20,7 +20,7 @@ private:
         std::vector<NodeRecordPtr> records;
         std::vector<ImageTexturePtr> images;
         Float3 value;  ///< of the texture pin itself
-        bool hasSky = false;
+        bool hasSky = false, hasValue = false;
         SkyParameters sky;
         friend bool operator==(const Key&, const Key&) = default;
     };

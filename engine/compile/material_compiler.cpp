@@ -298,10 +298,6 @@ MaterialInput MaterialCompiler::input(const NodeRecord& node, PinId pin, Float3 
     return in;
 }
 
-MaterialInput MaterialCompiler::connectedInput(const NodeRecord& node, PinId pin) {
-    return node.input(pin) ? input(node, pin, {}) : MaterialInput{};
-}
-
 /// The material on a pin of a mix, which was compiled before.
 MaterialId MaterialCompiler::part(const NodeRecord& node, PinId pin) {
     const auto it = memory_.entries_.find(node.input(pin));
@@ -393,8 +389,8 @@ void MaterialCompiler::describeLayers(const NodeRecord& node, Material& m) {
 void MaterialCompiler::describeToon(const NodeRecord& node, Entry& entry, Material& m) {
     m.toonBody = toonRamp(node, P_TOON_DIFFUSE_RAMP, entry.ramps[0]);
     m.toonHighlight = toonRamp(node, P_TOON_SPECULAR_RAMP, entry.ramps[1]);
-    m.outlined = node.input(P_TOON_OUTLINE) != 0;
-    if (m.outlined) m.toonOutline = input(node, P_TOON_OUTLINE, {});
+    m.outlined = textures_.connected(node, P_TOON_OUTLINE) != kNoTexture;
+    m.toonOutline = input(node, P_TOON_OUTLINE, {});
     m.outlineWidth = std::clamp(nodes_.number(node, P_WIDTH, 0.3f), 0.0f, 1.0f);
     m.toonLighting = static_cast<ToonLighting>(std::clamp(nodes_.integer(node, P_TOON_LIGHT_MODE, 0), 0, 2));
 }
@@ -432,13 +428,13 @@ void MaterialCompiler::describeSurface(const NodeRecord& node, Entry& entry, Mat
             m.albedo = input(node, P_ALBEDO, kDefaultAlbedo);
             m.specular = input(node, P_SPECULAR, one);
             m.metallic = input(node, P_UNIVERSAL_SPECULAR_MAP, {});
-            m.transmission = connectedInput(node, P_TRANSMISSION);
+            m.transmission = input(node, P_TRANSMISSION, {});
             m.indexMap = textures_.connected(node, P_IOR_MAP);
             break;
         default:
             m.albedo = input(node, P_DIFFUSE, kDefaultAlbedo);
             m.specular = input(node, P_SPECULAR, one);
-            m.transmission = connectedInput(node, P_TRANSMISSION);
+            m.transmission = input(node, P_TRANSMISSION, {});
             break;
     }
     if (m.kind == MaterialKind::Toon) describeToon(node, entry, m);
@@ -448,6 +444,7 @@ void MaterialCompiler::describeSurface(const NodeRecord& node, Entry& entry, Mat
     m.edgeRadius = std::max(nodes_.number(node, P_EDGES_ROUNDING, 0.0f), 0.0f);
     m.normal = textures_.connected(node, P_NORMAL);
     m.bump = textures_.connected(node, P_BUMP);
+    if (m.bump != kNoTexture && out_.textures.isConstant(m.bump)) m.bump = kNoTexture;
 }
 
 Material MaterialCompiler::describe(const NodeRecord& node, Entry& entry) {

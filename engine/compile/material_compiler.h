@@ -93,7 +93,6 @@ private:
     std::uint32_t toonRamp(const NodeRecord& node, PinId pin, std::uint32_t known);
     EmissionId emission(const NodeRecord& node, EmissionId known);
     MaterialInput input(const NodeRecord& node, PinId pin, Float3 fallback);
-    MaterialInput connectedInput(const NodeRecord& node, PinId pin);
     /// Whether the texture is exactly one everywhere.
     bool isOne(TextureId id) const;
 

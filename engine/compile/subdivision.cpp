@@ -62,7 +62,7 @@ std::vector<Index> boundaryVertices(const std::vector<int>& indices, const std::
     return out;
 }
 
-/// One set of texture coordinates with equal ones of a vertex made one, so that islands hang together.
+/// One set of texture coordinates, or of normals, with equal ones of a vertex made one, so that islands hang together.
 struct Channel {
     Points values;
     std::vector<Index> indices;
@@ -309,7 +309,7 @@ int affordableLevel(std::size_t corners, int wanted) {
 }
 
 MeshSource subdivide(const CompiledMesh& mesh, const std::vector<int>& perPolygon, const Subdivision& settings,
-                     std::string& note) {
+                     std::string& note, bool keepNormals) {
     const int level = affordableLevel(mesh.vertexIndices->size(), settings.level);
     if (level < settings.level) {
         note = "is subdivided to level " + std::to_string(level) + " in place of " + std::to_string(settings.level) +
@@ -323,6 +323,9 @@ MeshSource subdivide(const CompiledMesh& mesh, const std::vector<int>& perPolygo
         sets.push_back(set);
         channels.push_back(weld(*mesh.uvs[set], *mesh.uvIndices[set], *mesh.vertexIndices));
     }
+    const std::size_t coordinateSets = channels.size();
+    keepNormals = keepNormals && mesh.normals && mesh.normalIndices;
+    if (keepNormals) channels.push_back(weld(*mesh.normals, *mesh.normalIndices, *mesh.vertexIndices));
     const Refiner refiner = makeRefiner(mesh, perPolygon, settings, channels);
     if (!refiner) {
         note = "is not subdivided: too many polygons meet in one vertex";
@@ -350,10 +353,12 @@ MeshSource subdivide(const CompiledMesh& mesh, const std::vector<int>& perPolygo
     points = {};
 
     MeshSource out;
-    Normals normals = NormalBuilder(last, limit).build(tangents1, tangents2);
+    if (!keepNormals) {
+        Normals normals = NormalBuilder(last, limit).build(tangents1, tangents2);
+        out.normals = std::make_shared<const std::vector<Float3>>(std::move(normals.values));
+        out.normalIndices = std::make_shared<const std::vector<int>>(std::move(normals.indices));
+    }
     tangents1 = tangents2 = {};
-    out.normals = std::make_shared<const std::vector<Float3>>(std::move(normals.values));
-    out.normalIndices = std::make_shared<const std::vector<int>>(std::move(normals.indices));
     out.vertices = std::make_shared<const std::vector<Float3>>(plain(limit));
     const auto faces = static_cast<std::size_t>(last.GetNumFaces());
     out.verticesPerPolygon = std::make_shared<const std::vector<int>>(faces, 4);
@@ -373,8 +378,13 @@ MeshSource subdivide(const CompiledMesh& mesh, const std::vector<int>& perPolygo
             [&](int i, const Points& from, Points& to) { primvars.InterpolateFaceVarying(i, from, to, channel); });
         Points onLimit(values.size());
         primvars.LimitFaceVarying(values, onLimit, channel);
-        out.uvs[sets[c]] = std::make_shared<const std::vector<Float3>>(plain(onLimit));
-        out.uvIndices[sets[c]] = gather([&](Index f) { return last.GetFaceFVarValues(f, channel); });
+        const bool normal = c == coordinateSets;
+        if (normal) {
+            for (Point& p : onLimit) p.v = normalize(p.v);
+        }
+        (normal ? out.normals : out.uvs[sets[c]]) = std::make_shared<const std::vector<Float3>>(plain(onLimit));
+        (normal ? out.normalIndices : out.uvIndices[sets[c]]) =
+            gather([&](Index f) { return last.GetFaceFVarValues(f, channel); });
     }
     const std::vector<Index> from = ancestors(*refiner);
     out.materialIndices = inherit(mesh.materialIndices, from);

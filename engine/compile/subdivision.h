@@ -17,7 +17,9 @@ int affordableLevel(std::size_t corners, int wanted);
 /// coordinates whose islands keep their outlines, and the material and object indices of the polygons that they came
 /// from. `mesh` holds checked arrays with the corner counts `perPolygon`. `note` says what was not done as asked: fewer
 /// levels, or, with the result empty, none at all. Throws std::bad_alloc.
+///
+/// With `keepNormals` the normals are those of `mesh`, as far as it has any, interpolated like texture coordinates.
 MeshSource subdivide(const CompiledMesh& mesh, const std::vector<int>& perPolygon, const Subdivision& settings,
-                     std::string& note);
+                     std::string& note, bool keepNormals = false);
 
 }  // namespace Lumora::engine

@@ -2,6 +2,8 @@
 
 #include <limits>
 
+#include "engine/schema/schema.h"
+
 namespace Lumora::engine {
 
 namespace {
@@ -174,9 +176,17 @@ TextureId TextureCompiler::constant(Float3 value) {
     return it->second;
 }
 
-TextureId TextureCompiler::connected(const NodeRecord& node, PinId pin) {
-    const ItemUid uid = node.input(pin);
-    return uid ? compile(uid) : kNoTexture;
+TextureId TextureCompiler::connected(const NodeRecord& node, PinId id) {
+    const PinRecord* pin = node.pin(id);
+    if (pin && pin->input) return compile(pin->input);
+    // A plain value that is connected has become the value of the pin. On a pin that has one of its own it is no more
+    // than that.
+    const NodeSchema* schema = pin ? nodeSchema(node.type) : nullptr;
+    const int index = schema ? schema->pinIndex(id) : -1;
+    Float3 value;
+    if (index < 0 || schema->pins[static_cast<std::size_t>(index)].dimension > 0 || !toVector(pin->value, value))
+        return kNoTexture;
+    return constant(value);
 }
 
 TextureId TextureCompiler::onPin(const PinRecord* pin, Float3 fallback) {

@@ -75,7 +75,8 @@ public:
 
     /// The texture on a pin: the connected one, else the pin's own value, else `fallback`.
     TextureId onPin(const NodeRecord& node, PinId pin, Float3 fallback);
-    /// The texture connected to a pin, or kNoTexture. Toon ramps too: TextureTable::ramp evaluates them.
+    /// The texture connected to a pin, a plain value where the pin has none of its own, or kNoTexture. Toon ramps too:
+    /// TextureTable::ramp evaluates them.
     TextureId connected(const NodeRecord& node, PinId pin);
     /// The texture of a node; kNoTexture when there is none.
     TextureId of(ItemUid uid) { return compile(uid); }

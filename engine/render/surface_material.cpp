@@ -158,7 +158,7 @@ private:
     void metal(Float3 tint) {
         SurfaceModel& r = result_;
         r.indexMode = m_.indexMode;
-        r.metal = tint * scalar(m_.specularMap);
+        r.metal = tint * color(m_.specularMap);
         r.metalIndex = m_.metalIndex;
         r.metalExtinction = m_.metalExtinction;
     }

@@ -102,7 +102,7 @@ Rows materialRows() {
          join({{colour(P_DIFFUSE, "Diffuse", 0.7f), grey(P_SPECULAR, "Specular", 1), grey(P_ROUGHNESS, "Roughness", 0),
                 link(P_TOON_DIFFUSE_RAMP, "Toon diffuse ramp", PT_TOON_RAMP),
                 link(P_TOON_SPECULAR_RAMP, "Toon specular ramp", PT_TOON_RAMP),
-                colour(P_TOON_OUTLINE, "Outline color", 0), choice(P_TOON_LIGHT_MODE, "Toon lighting mode", 0, 2),
+                texture(P_TOON_OUTLINE, "Outline color"), choice(P_TOON_LIGHT_MODE, "Toon lighting mode", 0, 2),
                 number(P_WIDTH, "Outline thickness", 0.3f, 0, 1)},
                surface()})},
         {NT_MAT_UNIVERSAL, "Universal material", PT_MATERIAL,

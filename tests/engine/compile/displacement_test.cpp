@@ -56,6 +56,38 @@ TEST(Displacement, MovesAlongNormalsAndFollowsItsNodesOnly) {
     EXPECT_NEAR(meshNow()->boundsMin.z, -0.25f, 1e-5f);
 }
 
+/// A ridge of two polygons that share no vertices but have the same normals where they meet, as at the seam of a ball.
+TEST(Displacement, FollowsTheNormalsOfTheMesh) {
+    Scene scene(8, 8, 1);
+    const Node half = Node(NT_DISPLACEMENT).set(P_TEXTURE, Float3{1, 1, 1}).set(P_LEVEL, 3);
+    for (const float height : {0.0f, 0.5f}) {
+        const NodeRecordPtr displacement = scene.keep(Node(NodeRecordPtr(half)).set(P_AMOUNT, height));
+        const NodeRecordPtr material = scene.keep(Node(NT_MAT_DIFFUSE).connect(P_DISPLACEMENT, displacement));
+        MeshData ridge;
+        ridge.quad({-1, 0, 0}, {0, 0, 1}, {0, 1, 1}, {-1, 1, 0}).quad({0, 0, 1}, {1, 0, 0}, {1, 1, 0}, {0, 1, 1});
+        ridge.normals = {normalize(Float3{-1, 0, 0.3f}), {0, 0, 1}, normalize(Float3{1, 0, 0.3f})};
+        ridge.normalIndices = {0, 1, 1, 0, 1, 2, 2, 1};
+        SceneCompiler compiler(nullptr);
+        const auto scenePtr = compiler.apply(scene.delta(scene.keep(ridge.node({material})))).scene;
+        const CompiledMesh& mesh = *scenePtr->geometry->meshes.at(0);
+        ASSERT_EQ(mesh.polygons, 128u);
+        float top = 0.0f, smallest = 1.0f;
+        for (std::size_t c = 0; c < mesh.vertexIndices->size(); ++c) {
+            const Float3 p = (*mesh.vertices)[static_cast<std::size_t>((*mesh.vertexIndices)[c])];
+            const Float3 n = (*mesh.normals)[static_cast<std::size_t>((*mesh.normalIndices)[c])];
+            top = std::max(top, p.z);
+            if (std::abs(p.x) < 1e-4f && p.z > 0.9f) smallest = std::min(smallest, n.z);
+            if (height == 0.0f) {
+                const float t = std::abs(p.x);
+                const Float3 mixed = ridge.normals[1] * (1 - t) + ridge.normals[p.x < 0 ? 0 : 2] * t;
+                EXPECT_GT(dot(n, normalize(mixed)), 0.9999f) << p.x;
+            }
+        }
+        EXPECT_NEAR(top, 1.0f + height, 1e-4f) << "the seam moves straight up on both sides";
+        EXPECT_GT(smallest, 0.95f) << "and is smooth";
+    }
+}
+
 /// Edges shared by polygons stay closed where the texture jumps: the vertices are shared.
 TEST(Displacement, TearsNothingAlongSeams) {
     Scene scene(8, 8, 1);

@@ -362,6 +362,21 @@ TEST(Materials, EveryPinIsSeen) {
     }
 }
 
+/// The graph hands a plain colour that is connected over as the pin's own value, also where the pin has none.
+TEST(Materials, PlainColoursAreSeenOnPinsWithoutAValue) {
+    for (const NodeType type : {NT_MAT_DIFFUSE, NT_MAT_TOON, NT_MAT_UNIVERSAL}) {
+        Ridge ridge(type, {});
+        const Image before = ridge.show(nullptr);
+        for (const PinSchema& p : nodeSchema(type)->pins) {
+            if (p.type != PT_TEXTURE || p.dimension > 0 || p.id == P_BUMP) continue;
+            const Float3 value{0.6f, 0.5f, 0.9f};
+            const Image connected = ridge.show(colour(p.id, value)), given = ridge.show(pin(p.id, value));
+            EXPECT_EQ(*connected.floats, *given.floats) << nodeSchema(type)->name << ": " << p.name;
+            EXPECT_NE(*before.floats, *given.floats) << nodeSchema(type)->name << ": " << p.name;
+        }
+    }
+}
+
 /// Textures of no numbers, of infinities and of huge values, on every pin that takes one.
 TEST(Materials, BrokenNumbersBreakNothing) {
     const float bad[] = {std::numeric_limits<float>::quiet_NaN(), kInfinity, -kInfinity, 1e30f, -1e30f};
