@@ -1,9 +1,14 @@
 // What textures cost: one lookup of each kind, images under footprints of several shapes, coarser levels of a large
-// image, and compiling. One line a figure; run on an idle machine.
+// image, blocks, compiling, and a scene of a hundred large images. One line a figure; run on an idle machine.
+#include <OpenImageIO/imageio.h>
+#include <unistd.h>
+
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 
-#include "bench/box_scene.h"
+#include "bench/program.h"
 #include "engine/compile/scene_compiler.h"
 #include "engine/render/textures/noise.h"
 #include "engine/render/textures/pixel_format.h"
@@ -155,11 +160,100 @@ void compiling() {
                 static_cast<double>(compiler.counters().texturesDescribed - described) / kEdits);
 }
 
+std::uint64_t residentBytes() {
+    std::uint64_t total = 0, pages = 0;
+    std::ifstream("/proc/self/statm") >> total >> pages;
+    return pages * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+}
+
+/// A hundred JPEG files of 4096 by 4096 pixels in a folder that goes with the object.
+class LargeImages {
+public:
+    static constexpr int kCount = 100, kSize = 4096;
+
+    LargeImages() : folder_(std::filesystem::temp_directory_path() / ("lumora_bench_" + std::to_string(getpid()))) {
+        std::filesystem::create_directory(folder_);
+        OIIO::ImageSpec plan(kSize, kSize, 3, OIIO::TypeDesc::UINT8);
+        plan.attribute("Compression", "jpeg:85");
+        std::vector<unsigned char> pixels;
+        for (std::uint32_t i = 0; i < kSize * kSize; ++i) {
+            for (std::uint32_t c = 0; c < 3; ++c) {
+                pixels.push_back(static_cast<unsigned char>(255.0f * patternAt(i % kSize, i / kSize, c)));
+            }
+        }
+        const auto file = OIIO::ImageOutput::create("jpeg");
+        if (file && file->open(path(0), plan)) file->write_image(OIIO::TypeDesc::UINT8, pixels.data());
+        if (file) file->close();
+        for (int i = 1; i < kCount; ++i) std::filesystem::copy_file(path(0), path(i));
+    }
+    ~LargeImages() {
+        std::error_code error;
+        std::filesystem::remove_all(folder_, error);
+    }
+    std::string path(int i) const { return folder_ / (std::to_string(i) + ".jpg"); }
+
+private:
+    std::filesystem::path folder_;
+};
+
+/// Ten by ten boxes on a floor under an even sky, each with a picture of its own or the grey of its mean.
+void scene() {
+    const LargeImages files;
+    std::printf("a JPEG of %d by %d pixels: %.1f MB\n", LargeImages::kSize, LargeImages::kSize,
+                static_cast<double>(std::filesystem::file_size(files.path(0))) * 1e-6);
+    const struct {
+        const char* name;
+        int import;
+    } kinds[] = {{"grey", 0}, {"100 pictures", -1}, {"100 pictures as BC1", 3}};
+    for (const auto& kind : kinds) {
+        constexpr unsigned kWidth = 960, kHeight = 540;
+        constexpr int kSamples = 8;
+        Scene scene(kWidth, kHeight, kSamples);
+        scene.environment(splat(1.0f));
+        scene.camera.set(P_POSITION, Float3{14, 9, 14}).set(P_TARGET, Float3{4.5f, 0, 4.5f}).set(P_FOV, 42.0f);
+        std::vector<NodeRecordPtr> materials{scene.diffuse(splat(0.4f))};
+        MeshData boxes;
+        boxes.quad({-20, 0, 30}, {30, 0, 30}, {30, 0, -20}, {-20, 0, -20}, 0);
+        for (int i = 0; i < LargeImages::kCount; ++i) {
+            NodeRecordPtr color = rgb(splat(0.2f));
+            if (kind.import != 0) {
+                color = Node(NT_TEX_IMAGE)
+                            .set(A_FILENAME, files.path(i))
+                            .set(A_IMAGE_IMPORT, kind.import)
+                            .set(P_POWER, 1.0f);
+            }
+            materials.push_back(scene.keep(Node(NT_MAT_DIFFUSE).connect(P_DIFFUSE, scene.keep(color))));
+            const float x = static_cast<float>(i % 10), z = static_cast<float>(i / 10);
+            boxes.box({x, 0, z}, {x + 0.7f, 0.7f, z + 0.7f}, i + 1);
+        }
+        const SceneDelta delta = scene.delta(scene.keep(boxes.node(materials)));
+        const std::uint64_t before = residentBytes();
+        {
+            SceneCompiler compiler(nullptr);
+            const BuildResult built = compiler.apply(delta);
+            std::printf("%s: built in %.2f s, %.2f GB of images, %.2f GB more resident\n", kind.name, built.seconds,
+                        static_cast<double>(compiler.counters().imageBytes) * 1e-9,
+                        static_cast<double>(residentBytes() - before) * 1e-9);
+        }
+        for (const unsigned threads : {1u, 2u}) {
+            Render render(threads);
+            render.picture(delta);
+            std::printf("%s, %u threads: %.3f million samples a second\n", kind.name, threads,
+                        render.renderer().statistics(RP_BEAUTY).samplesPerSecond * 1e-6);
+        }
+    }
+}
+
+constexpr Bench kBenches[] = {
+    {"lookups", "one lookup of a texture of each kind", lookups},
+    {"images", "image lookups, coarser levels, compression", images},
+    {"compiling", "1,000 materials with their textures", compiling},
+    {"scene", "a scene of 100 large images: load time, memory, samples a second", scene},
+};
+
 }  // namespace
 }  // namespace Lumora::engine::test
 
-int main() {
-    Lumora::engine::test::lookups();
-    Lumora::engine::test::images();
-    Lumora::engine::test::compiling();
+int main(int argc, char** argv) {
+    return Lumora::engine::test::runBenches(argc, argv, Lumora::engine::test::kBenches);
 }
