@@ -98,6 +98,8 @@ CameraRays::CameraRays(const Camera& camera, const Film& film, float focalDepth,
       focalDepth_(std::max(focalDepth, 1e-4f)),
       targetDistance_(std::max(length(camera.target - camera.position), 1e-4f)) {
     const bool panoramic = camera.kind == CameraKind::Panoramic;
+    simple_ = camera.kind == CameraKind::ThinLens && !camera.orthographic && !(camera.distortion > 0.0f) &&
+              camera.stereo.output == StereoOutput::Off;
     const StereoOutput stereo = camera.stereo.output;
     if (stereo == StereoOutput::Anaglyph) layers_ = 2;
     if (stereo == StereoOutput::SideBySide || stereo == StereoOutput::SideBySideSqueezed) width_ *= 0.5f;
@@ -234,6 +236,16 @@ void CameraRays::throughLens(Ray& ray, Float3 right, Float3 up, Float2 lens) con
 CameraSample CameraRays::generate(std::uint32_t x, std::uint32_t y, Float2 offset, Float2 lens, int layer) const {
     CameraSample sample;
     Ray& ray = sample.ray;
+    if (simple_) {
+        const float px = static_cast<float>(x) + 0.5f, py = static_cast<float>(y) + 0.5f;
+        const float filmX = 2.0f * (px + offset.x) / width_ - 1.0f + 2.0f * camera_.lensShift.x;
+        const float filmY = 1.0f - 2.0f * (py + offset.y) / height_ + 2.0f * camera_.lensShift.y;
+        ray.origin = camera_.position;
+        ray.direction = correctedCentre_ + right_ * (filmX * halfWidth_) + up_ * (filmY * halfHeight_);
+        throughLens(ray, right_, up_, lens);
+        finish(ray);
+        return sample;
+    }
     if (camera_.kind == CameraKind::Baking) {
         const Float2 film = {(static_cast<float>(x) + 0.5f + offset.x) / width_,
                              1.0f - (static_cast<float>(y) + 0.5f + offset.y) / height_};
@@ -310,12 +322,17 @@ CameraSample CameraRays::generate(std::uint32_t x, std::uint32_t y, Float2 offse
         ray.origin += place;
     }
     throughLens(ray, right, up, lens);
+    finish(ray);
+    return sample;
+}
+
+/// Length, ends and footprint of a ray that went through the lens.
+void CameraRays::finish(Ray& ray) const {
     ray.direction = normalize(ray.direction);
     const float cosine = std::max(dot(ray.direction, forward_), 1e-4f);
     ray.tmin = camera_.nearClip / cosine;
     ray.tmax = camera_.farClip / cosine;
     ray.footprint = camera_.orthographic ? RayFootprint{pixel_, 0.0f} : RayFootprint{0.0f, pixel_ * cosine};
-    return sample;
 }
 
 float CameraRays::depth(const Ray& ray, float t) const {

@@ -60,11 +60,13 @@ private:
     bool panoramicDirection(Float2 film, float& latitude, Float3& direction, Float3& side) const;
     Float3 lensDirection(Float2 film) const;
     void throughLens(Ray& ray, Float3 right, Float3 up, Float2 lens) const;
+    void finish(Ray& ray) const;
 
     Camera camera_;
     Aperture aperture_;
     std::shared_ptr<const BakeMap> bake_;
     int layers_ = 1;
+    bool simple_ = false;   ///< one eye looks through a thin lens without distortion
     float width_, height_;  ///< pixels of one eye's picture
     float focalDepth_, targetDistance_;
     Float3 right_, up_, forward_;

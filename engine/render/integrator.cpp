@@ -133,6 +133,8 @@ bool Integrator::passes(const Path& path, const Surface& surface, Sampler& sampl
 
 /// What a surface emits towards the path, as much of it as light sampling does not find.
 Float3 Integrator::emittedAlong(const Path& path, const Hit& hit, const Surface& surface) const {
+    const Material& material = scene_.shading->materials[surface.material];
+    if (material.emission == kNoEmission && material.kind != MaterialKind::Mix) return {};
     if (path.depth == 0 && !surface.layer.cameraVisible) return {};
     const Float3 emitted =
         emittedRadiance(scene_, surface.material, surface, -path.ray.direction, path.kind, path.previous.mask);

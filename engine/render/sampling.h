@@ -27,10 +27,10 @@ inline Float2 turnCosSin(float turn) {
 inline Float2 sampleDisk(Float2 u) {
     const float a = 2.0f * u.x - 1.0f, b = 2.0f * u.y - 1.0f;
     const bool wide = std::abs(a) > std::abs(b);
-    const float r = wide ? a : b, other = wide ? b : a;
+    const float r = select(wide, a, b), other = select(wide, b, a);
     if (r == 0.0f) return {};
     const Float2 d = smallCosSin((kPi / 4.0f) * (other / r));
-    return wide ? Float2{r * d.x, r * d.y} : Float2{r * d.y, r * d.x};
+    return {r * select(wide, d.x, d.y), r * select(wide, d.y, d.x)};
 }
 
 /// Direction around +z with density cos / pi (Malley).

@@ -14,8 +14,10 @@ struct Interpolation {
                                                             float v) {
     const std::uint32_t c = mesh.corner(polygon);
     if (mesh.corners(polygon) == 3) return {{c, c + 1, c + 2}, {1.0f - u - v, u, v}};
-    if (u + v <= 1.0f) return {{c, c + 1, c + 3}, {1.0f - u - v, u, v}};
-    return {{c + 2, c + 3, c + 1}, {u + v - 1.0f, 1.0f - u, 1.0f - v}};
+    const bool first = u + v <= 1.0f;
+    const std::uint32_t other = first ? 0u : 2u;
+    return {{c + other, c + other + 1, c + 3 - other},
+            {std::abs(1.0f - u - v), select(first, u, 1.0f - u), select(first, v, 1.0f - v)}};
 }
 
 template <typename T>
@@ -151,10 +153,13 @@ Surface surfaceAt(const RenderScene& scene, const Hit& hit, const Ray& ray) {
 
     s.at.objectPosition = a * in.weight[0] + b * in.weight[1] + c * in.weight[2];
     s.position = s.at.worldPosition = transformPoint(instance.toWorld, s.at.objectPosition);
-    const Float3 objectNormal = normalize(cross(b - a, c - a));
-    Float3 ng = normalize(instance.normalToWorld(objectNormal));
-    if (ng == Float3{}) ng = -ray.direction;
-    s.at.objectNormal = objectNormal;
+    const Float3 across = cross(b - a, c - a);
+    Float3 ng = normalize(instance.normalToWorld(across));
+    if (ng == Float3{}) [[unlikely]] {
+        // The squares of small lengths are out of range before the lengths are.
+        ng = normalize(instance.normalToWorld(normalize(across)));
+        if (ng == Float3{}) ng = -ray.direction;
+    }
     Float3 ns = ng;
     if (mesh.normals) {
         lookUp(*mesh.normalIndices, in.corner, index);
@@ -166,6 +171,7 @@ Surface surfaceAt(const RenderScene& scene, const Hit& hit, const Ray& ray) {
     }
     s.material = scene.shading->slotMaterials[g.meshSlot[instance.mesh] + mesh.material(hit.polygon)];
     if (scene.shading->materials[s.material].textured) {
+        s.at.objectNormal = normalize(across);
         UvCorners uvCorner[3];
         for (int set = 0; set < 3; ++set) {
             const int from = mesh.uvs[set] ? set : 0;

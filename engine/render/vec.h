@@ -2,7 +2,9 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 
 #include "engine/api/types.h"
@@ -92,6 +94,13 @@ constexpr float clamp01(float v) {
 }
 constexpr Float3 clamp01(Float3 v) {
     return {clamp01(v.x), clamp01(v.y), clamp01(v.z)};
+}
+
+/// `a` or `b` without a branch: for conditions that nobody can foresee, where a wrong guess costs more than both
+/// values.
+inline float select(bool first, float a, float b) {
+    const std::uint32_t mask = 0u - static_cast<std::uint32_t>(first);
+    return std::bit_cast<float>((std::bit_cast<std::uint32_t>(a) & mask) | (std::bit_cast<std::uint32_t>(b) & ~mask));
 }
 
 /// Orthonormal frame around a unit normal (Duff et al., "Building an Orthonormal Basis, Revisited", JCGT 2017).
