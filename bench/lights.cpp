@@ -1,67 +1,17 @@
 // Many lights: what lists and trees cost to build, what a sample costs, and how far the picture is from done after a
 // given time. One line a figure; run on an idle machine.
 #include <algorithm>
-#include <chrono>
-#include <cstdio>
-#include <thread>
 
+#include "bench/big_scenes.h"
+#include "bench/program.h"
 #include "engine/compile/light_compiler.h"
 #include "engine/compile/scene_compiler.h"
 #include "engine/render/integrator.h"
-#include "tests/engine/render/scene_builder.h"
 
 namespace Lumora::engine::test {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-double seconds(Clock::time_point since) {
-    return std::chrono::duration<double>(Clock::now() - since).count();
-}
-
-/// Repeatable numbers from 0 to 1.
-struct Numbers {
-    std::uint32_t state = 1;
-    float operator()() { return sobol::toUnit(sobol::hash(state++)); }
-};
-
-/// A floor of a hundred metres with boxes, under lamps of different height and turn.
-NodeRecordPtr town(Scene& scene, int lamps, NodeRecordPtr* emission) {
-    Numbers random;
-    std::vector<Matrix<float>> places, houses;
-    for (int i = 0; i < lamps; ++i) {
-        const float turn = 6.2831853f * random(), c = std::cos(turn), s = std::sin(turn);
-        const float spread = lamps == 1 ? 0.0f : 100.0f;
-        Matrix<float> m = translation({spread * (random() - 0.5f), 1.0f + 3.0f * random(), spread * (random() - 0.5f)});
-        m.m[0][0] = m.m[2][2] = c;
-        m.m[0][2] = s;
-        m.m[2][0] = -s;
-        places.push_back(m);
-    }
-    for (int i = 0; i < 2000; ++i) {
-        Matrix<float> m = scaling({0.5f, 0.3f + random(), 0.5f});
-        m.m[0][3] = 100.0f * (random() - 0.5f);
-        m.m[2][3] = 100.0f * (random() - 0.5f);
-        houses.push_back(m);
-    }
-    Node e(NT_EMIS_TEXTURE);
-    // About the same light whatever the number of lamps.
-    e.connect(P_EMIS_TEXTURE, scene.keep(rgb({1, 0.8f, 0.5f}))).set(P_POWER, 4e5f / static_cast<float>(lamps));
-    e.set(P_DOUBLE_SIDED, false);
-    *emission = scene.keep(e);
-    const NodeRecordPtr glow =
-        scene.keep(Node(NT_MAT_DIFFUSE).connect(P_DIFFUSE, scene.keep(rgb({}))).connect(P_EMISSION, *emission));
-    // A tent of two squares, so that the lights have directions.
-    MeshData lamp;
-    lamp.quad({-0.05f, 0.03f, 0.05f}, {-0.05f, 0.03f, -0.05f}, {0, 0, -0.05f}, {0, 0, 0.05f})
-        .quad({0, 0, 0.05f}, {0, 0, -0.05f}, {0.05f, 0.03f, -0.05f}, {0.05f, 0.03f, 0.05f});
-    const NodeRecordPtr floor = scene.keep(
-        MeshData().quad({-60, 0, 60}, {60, 0, 60}, {60, 0, -60}, {-60, 0, -60}).node({scene.diffuse(splat(0.7f))}));
-    const NodeRecordPtr house =
-        scene.keep(MeshData().box({-1, 0, -1}, {1, 2, 1}).node({scene.diffuse({0.6f, 0.6f, 0.7f})}));
-    scene.camera.set(P_POSITION, Float3{0, 12, 40}).set(P_TARGET, Float3{0, 0, 5}).set(P_FOV, 50.0f);
-    return scene.group({floor, scene.scatter(house, houses), scene.scatter(scene.keep(lamp.node({glow})), places)});
-}
 
 /// The scene with lamps chosen by power alone: from inside a huge sphere near and far look alike.
 RenderScene byPowerAlone(const RenderScene& scene) {
@@ -170,16 +120,17 @@ void daylight() {
         turned / kEdits * 1e3, dimmed / kEdits * 1e3, q.samplesPerSecond * 1e-6, q.error);
 }
 
-void run() {
-    std::printf("processors: %u\n", std::thread::hardware_concurrency());
-    for (const int count : {1, 10, 1000, 100000}) emitters(count);
-    daylight();
-}
+constexpr Bench kBenches[] = {
+    {"lamps", "a town under 1 to 100,000 lamps",
+     [] {
+         for (const int count : {1, 10, 1000, 100000}) emitters(count);
+     }},
+    {"daylight", "the town under sun and sky", daylight},
+};
 
 }  // namespace
 }  // namespace Lumora::engine::test
 
-int main() {
-    Lumora::engine::test::run();
-    return 0;
+int main(int argc, char** argv) {
+    return Lumora::engine::test::runBenches(argc, argv, Lumora::engine::test::kBenches);
 }

@@ -1,6 +1,7 @@
 // How fast the engine builds and samples. One line a figure; run on an idle machine.
 #include <string>
 
+#include "bench/big_scenes.h"
 #include "bench/box_scene.h"
 #include "bench/program.h"
 #include "engine/compile/scene_compiler.h"
@@ -36,28 +37,6 @@ NodeRecordPtr spheresInBox(Scene& scene, int depth) {
         parts.push_back(scene.scatter(scene.keep(MeshData::sphere(96, 48).node({materials[i]})), {place}));
     }
     return scene.group(parts);
-}
-
-/// A rolling sheet of n by n quads.
-NodeRecordPtr sheet(Scene& scene, int n) {
-    MeshData m;
-    m.vertices.reserve(static_cast<std::size_t>(n + 1) * (n + 1) + 1);
-    for (int j = 0; j <= n; ++j) {
-        for (int i = 0; i <= n; ++i) {
-            const float x = 2.0f * static_cast<float>(i) / static_cast<float>(n) - 1.0f;
-            const float z = 2.0f * static_cast<float>(j) / static_cast<float>(n) - 1.0f;
-            m.vertices.push_back({x, 0.1f * std::sin(9 * x) * std::cos(7 * z), z});
-        }
-    }
-    for (int j = 0; j < n; ++j) {
-        for (int i = 0; i < n; ++i) {
-            const int v = j * (n + 1) + i;
-            m.indices.insert(m.indices.end(), {v, v + n + 1, v + n + 2, v + 1});
-        }
-    }
-    m.perPolygon.assign(static_cast<std::size_t>(n) * n, 4);
-    scene.camera.set(P_POSITION, Float3{1.2f, 1, 1.2f}).set(P_TARGET, Float3{});
-    return scene.keep(m.node({scene.diffuse(splat(0.8f))}));
 }
 
 /// Rays a second on one thread: camera rays, and rays of random directions from where those hit.
