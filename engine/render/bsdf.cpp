@@ -38,8 +38,7 @@ Float3 refract(Float3 wo, Float3 h, float eta, float cosI, float cosT) {
 
 }  // namespace
 
-Bsdf::Bsdf(const SurfaceModel& model, Float3 wo, Float3 normal, Float3 geometric, Float3 tangent)
-    : m_(model), geometric_(geometric) {
+void Bsdf::prepare(Float3 wo, Float3 normal, Float3 tangent) {
     face(wo, normal);
     if (tangent != Float3{}) {
         const Float3 s = normalize(tangent - frame_.n * dot(tangent, frame_.n));

@@ -8,6 +8,8 @@
 // basic radiance), so that a clear surface in a uniform field shows nothing.
 #pragma once
 
+#include <concepts>
+
 #include "engine/render/bsdf/albedo_tables.h"
 #include "engine/render/bsdf/microfacet.h"
 #include "engine/render/bsdf/toon.h"
@@ -65,7 +67,16 @@ public:
     Bsdf() = default;
     /// `wo` to the viewer, `normal` for shading and `geometric` on its side; `tangent`, where not zero, is the
     /// direction of anisotropy.
-    Bsdf(const SurfaceModel& model, Float3 wo, Float3 normal, Float3 geometric, Float3 tangent);
+    Bsdf(const SurfaceModel& model, Float3 wo, Float3 normal, Float3 geometric, Float3 tangent)
+        : m_(model), geometric_(geometric) {
+        prepare(wo, normal, tangent);
+    }
+    /// The same, with the model written in place: `fill` takes a SurfaceModel&.
+    template <std::invocable<SurfaceModel&> Fill>
+    Bsdf(const Fill& fill, Float3 wo, Float3 normal, Float3 geometric, Float3 tangent) : geometric_(geometric) {
+        fill(m_);
+        prepare(wo, normal, tangent);
+    }
     /// The same for what is diffuse and nothing else: most hits of most scenes, so all of it is inline.
     Bsdf(Float3 diffuse, Float3 wo, Float3 normal, Float3 geometric);
 
@@ -97,6 +108,7 @@ private:
 
     /// Index beyond the surface. An opaque body is looked at from outside only.
     float surfaceEta() const { return m_.clear > 0.0f || m_.eta >= 1.0f ? m_.eta : 1.0f / m_.eta; }
+    void prepare(Float3 wo, Float3 normal, Float3 tangent);
     void face(Float3 wo, Float3 normal);
     Float3 evaluatePlain(Float3 toLight, float& pdf, Lobes which) const;
     Float3 evaluateStack(Float3 toLight, float& pdf, Lobes which) const;

@@ -29,16 +29,17 @@ Float3 spectrumAt(float wavelength) {
 class Resolver {
 public:
     Resolver(const RenderScene& scene, const Material& material, const Surface& surface, PathState& path, Float3 wo,
-             Sampler& sampler)
+             Sampler& sampler, SurfaceModel& result)
         : shading_(*scene.shading),
           textures_(scene.shading->textures),
           wo_(wo),
           m_(material),
           surface_(surface),
           path_(path),
-          sampler_(sampler) {}
+          sampler_(sampler),
+          result_(result) {}
 
-    SurfaceModel resolve() {
+    void resolve() {
         SurfaceModel& r = result_;
         switch (m_.kind) {
             case MaterialKind::Diffuse:
@@ -75,7 +76,6 @@ public:
             case MaterialKind::Clear:
                 break;
         }
-        return r;
     }
 
 private:
@@ -207,7 +207,7 @@ private:
     const Surface& surface_;
     PathState& path_;
     Sampler& sampler_;
-    SurfaceModel result_;
+    SurfaceModel& result_;
 };
 
 /// One of the parts of a mix, by what it has to say at the point. The path has not passed through, so each part counts
@@ -262,7 +262,6 @@ Bsdf makeBsdf(const RenderScene& scene, const Hit& hit, Surface& surface, Float3
         const Float3 diffuse = clamp01(material->albedo.color(shading.textures, surface.at));
         return Bsdf(diffuse, wo, surface.shadingNormal, surface.normal);
     }
-    const SurfaceModel model = Resolver(scene, *material, surface, path, wo, sampler).resolve();
     Float3 tangent;
     if (material->anisotropy != 0.0f) {
         tangent = tangentAt(scene, hit, surface);
@@ -271,7 +270,10 @@ Bsdf makeBsdf(const RenderScene& scene, const Hit& hit, Surface& surface, Float3
             tangent = tangent * std::cos(turn) + cross(surface.shadingNormal, tangent) * std::sin(turn);
         }
     }
-    return Bsdf(model, wo, surface.shadingNormal, surface.normal, tangent);
+    const auto fill = [&](SurfaceModel& model) {
+        Resolver(scene, *material, surface, path, wo, sampler, model).resolve();
+    };
+    return Bsdf(fill, wo, surface.shadingNormal, surface.normal, tangent);
 }
 
 Float3 shadowPass(const RenderScene& scene, MaterialId id, const Surface& surface, Float3 direction) {
