@@ -4,6 +4,7 @@
 #include <tbb/parallel_for.h>
 #include <tbb/parallel_reduce.h>
 
+#include <algorithm>
 #include <atomic>
 
 namespace Lumora::engine {
@@ -14,13 +15,37 @@ constexpr int kMaxDepth = 128;
 
 enum class Placement { Usable, Flattened, Unusable };
 
+/// Beyond these the squares of lengths and of areas leave the range of float.
+constexpr float kMostScale = 1e9f, kLeastScale = 3e-9f, kFarthest = 1e18f;
+
 bool finite(const Matrix<float>& m) {
     for (const auto& row : m.m) {
-        for (const float v : row) {
-            if (!(std::abs(v) < 1e18f)) return false;
+        for (int c = 0; c < 4; ++c) {
+            if (!(std::abs(row[c]) < (c < 3 ? kMostScale : kFarthest))) return false;
         }
     }
     return true;
+}
+
+/// Whether every ray that is traced has coordinates which Embree takes, seen from inside the instance too.
+bool leavesRoom(const Matrix<float>& m, float scale) {
+    const Float3 t = column(m, 3);
+    const float away = std::max(std::abs(t.x), std::max(std::abs(t.y), std::abs(t.z)));
+    const float det = std::abs(determinant(m));
+    if (scale > 0.01f && det > 1e-6f * scale * scale * scale && away <= kFarthestRay) return true;
+    double v[3][3], largest = 0.0;
+    for (int r = 0; r < 3; ++r) {
+        for (int c = 0; c < 3; ++c) v[r][c] = static_cast<double>(m.m[r][c]);
+    }
+    const auto cofactor = [&](int r, int c) {
+        const int r1 = (r + 1) % 3, r2 = (r + 2) % 3, c1 = (c + 1) % 3, c2 = (c + 2) % 3;
+        return v[r1][c1] * v[r2][c2] - v[r1][c2] * v[r2][c1];
+    };
+    for (int r = 0; r < 3; ++r) {
+        for (int c = 0; c < 3; ++c) largest = std::max(largest, std::abs(cofactor(r, c)));
+    }
+    const double whole = std::abs(v[0][0] * cofactor(0, 0) + v[0][1] * cofactor(0, 1) + v[0][2] * cofactor(0, 2));
+    return 3.0 * largest * static_cast<double>(kFarthestRay + away) < 1.8e18 * whole;
 }
 
 /// A transform that flattens space onto a plane has no inverse to trace through. It gets back a thickness that no
@@ -29,9 +54,10 @@ Placement makeInvertible(Matrix<float>& m) {
     if (!finite(m)) return Placement::Unusable;
     Float3 c[3] = {column(m, 0), column(m, 1), column(m, 2)};
     const float scale = std::max(length(c[0]), std::max(length(c[1]), length(c[2])));
-    if (!(scale > 1e-15f)) return Placement::Unusable;
+    if (!(scale > kLeastScale)) return Placement::Unusable;
     const float det = determinant(m) / (scale * scale * scale);
-    if (std::abs(det) > 1e-6f) return Placement::Usable;
+    const auto ifRoom = [&](Placement placement) { return leavesRoom(m, scale) ? placement : Placement::Unusable; };
+    if (std::abs(det) > 1e-6f) return ifRoom(Placement::Usable);
     // The direction that is lost is where the rows' cross products point, the plane's normal where the columns' do.
     const Float3 rows[3] = {
         {m.m[0][0], m.m[0][1], m.m[0][2]}, {m.m[1][0], m.m[1][1], m.m[1][2]}, {m.m[2][0], m.m[2][1], m.m[2][2]}};
@@ -46,7 +72,7 @@ Placement makeInvertible(Matrix<float>& m) {
     const Float3 lost = strongest(rows), normal = strongest(c);
     if (length(lost) < 1e-6f * scale * scale) {
         // Thin, not flat: a needle's inverse is good enough to trace.
-        return std::abs(det) > 1e-12f ? Placement::Usable : Placement::Unusable;
+        return std::abs(det) > 1e-12f ? ifRoom(Placement::Usable) : Placement::Unusable;
     }
     const Float3 v = normalize(lost), n = normalize(normal) * (1e-4f * scale);
     const float side = determinant(m) < 0.0f ? -1.0f : 1.0f;
@@ -59,7 +85,7 @@ Placement makeInvertible(Matrix<float>& m) {
         if (determinant(thick) * side > 0.0f) break;
     }
     m = thick;
-    return Placement::Flattened;
+    return ifRoom(Placement::Flattened);
 }
 
 ObjectLayer readLayer(const NodeTable& nodes, const NodeRecord& node) {
@@ -315,19 +341,30 @@ void GeometryCompiler::place(Walk& walk, const Leaves& leaves) {
     g.slots.insert(g.slots.end(), walk.planes.begin(), walk.planes.end());
     g.instances.resize(leaves.size());
     std::atomic<std::size_t> absent{0};  // planes and what has no surface
+    std::atomic<std::size_t> firstUnusable{leaves.size()};
     const auto placeRange = [&](const tbb::blocked_range<std::size_t>& range, Bounds bounds) {
         std::size_t skipped = 0;
         for (std::size_t i = range.begin(); i != range.end(); ++i) {
             const Leaf& leaf = leaves[i];
             Matrix<float> m = leaf.transform;
-            if (leaf.mesh == kNone || makeInvertible(m) == Placement::Unusable) {
+            Bounds box;
+            bool usable = leaf.mesh != kNone && makeInvertible(m) != Placement::Unusable;
+            if (usable) {
+                const CompiledMesh& mesh = *g.meshes[leaf.mesh];
+                box = transformBounds(m, mesh.boundsMin, mesh.boundsMax);
+                usable = maxComponent(box.upper) < kFarthest && maxComponent(-box.lower) < kFarthest;
+            }
+            if (!usable) {
                 g.instances[i].mesh = kNone;
                 ++skipped;
+                if (leaf.mesh == kNone) continue;
+                std::size_t first = firstUnusable;
+                while (i < first && !firstUnusable.compare_exchange_weak(first, i)) {
+                }
                 continue;
             }
             g.instances[i] = {m, NormalTransform(m), leaf.mesh, leaf.firstLayer, leaf.layerCount, leaf.id};
-            const CompiledMesh& mesh = *g.meshes[leaf.mesh];
-            bounds.add(transformBounds(m, mesh.boundsMin, mesh.boundsMax));
+            bounds.add(box);
         }
         absent += skipped;
         return bounds;
@@ -366,7 +403,15 @@ void GeometryCompiler::place(Walk& walk, const Leaves& leaves) {
         g.radius = std::max(0.5f * length(bounds.upper - bounds.lower), 1e-6f);
     }
     if (unusable > 0) {
-        walk.say(std::to_string(unusable) + " instances are left out: their transforms leave no surface.");
+        std::string which;
+        if (const std::size_t first = firstUnusable; first < leaves.size()) {
+            const auto mesh = std::find_if(walk.meshes.begin(), walk.meshes.end(), [&](const CachedMesh* m) {
+                return m->mesh == g.meshes[leaves[first].mesh];
+            });
+            if (mesh != walk.meshes.end()) which = ", the first of mesh \"" + (*mesh)->node->name + "\"";
+        }
+        walk.say(std::to_string(unusable) + " instances are left out" + which +
+                 ": their transforms leave no surface, or one beyond all measure.");
     }
 }
 

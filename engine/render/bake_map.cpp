@@ -84,6 +84,7 @@ void BakeMap::buildTree() {
 }
 
 bool BakeMap::find(Float2 uv, Found& found) const {
+    if (!(std::abs(uv.x) + std::abs(uv.y) <= kFarthestRay)) return false;
     RTCIntersectContext context;
     rtcInitIntersectContext(&context);
     RTCRayHit query{};

@@ -6,6 +6,9 @@ namespace Lumora::engine {
 
 namespace {
 
+/// No sample is brighter: sums of samples, and of their squares, must stay in the range of float.
+constexpr float kBrightest = 1e15f;
+
 /// Offset from the middle of a pixel, distributed as the film filter: a box of one pixel, or a Gaussian cut at the
 /// filter size. Sampling the filter keeps every sample in its own pixel (filter importance sampling, Ernst et al.
 /// 2006).
@@ -40,7 +43,14 @@ PixelSample PixelTracer::trace(const CameraSample& from, Sampler& sampler) const
         nothing.alpha = 0.0f;
         return nothing;
     }
-    return info_ ? info_->trace(from.ray, sampler) : integrator_.trace(from.ray, sampler);
+    PixelSample s = info_ ? info_->trace(from.ray, sampler) : integrator_.trace(from.ray, sampler);
+    const float all = std::abs(s.color.x) + std::abs(s.color.y) + std::abs(s.color.z);
+    if (!(all <= kBrightest)) {
+        s.color = isFinite(s.color) ? s.color * (kBrightest / std::max(maxComponent(s.color), kBrightest)) : Float3{};
+        s.direct = s.color;
+    }
+    s.depth = std::min(s.depth, kBrightest);
+    return s;
 }
 
 PixelSample PixelTracer::sample(std::uint32_t x, std::uint32_t y, Sampler& sampler) const {

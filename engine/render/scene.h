@@ -18,6 +18,9 @@
 namespace Lumora::engine {
 
 inline constexpr std::uint32_t kNone = ~0u;
+/// Rays that start farther than this from the origin meet nothing, metres: Embree takes no coordinates that leave no
+/// room for what the transforms of instances make of them.
+inline constexpr float kFarthestRay = 1e9f;
 
 /// One polygon mesh in object space. The arrays are the graph's own; Embree reads vertices and, where all polygons have
 /// the same number of corners, indices straight from them.

@@ -24,6 +24,13 @@ float planeDistance(const Plane& plane, const Ray& ray) {
     return t > ray.tmin && t < ray.tmax ? t : kInfinity;
 }
 
+/// Whether Embree may see the ray: it stops the program at numbers that are none. False where one is.
+bool traceable(const Ray& ray) {
+    const Float3 o = ray.origin, d = ray.direction;
+    return std::abs(o.x) + std::abs(o.y) + std::abs(o.z) <= kFarthestRay &&
+           std::abs(d.x) + std::abs(d.y) + std::abs(d.z) <= 2.0f && ray.tmin < ray.tmax;
+}
+
 void fill(RTCRay& out, const Ray& ray) {
     out.org_x = ray.origin.x;
     out.org_y = ray.origin.y;
@@ -62,6 +69,7 @@ void prepareBase(Context& context, const TopLevel& top) {
 
 Hit intersect(const Geometry& geometry, const Ray& ray) {
     Hit hit;
+    if (!traceable(ray)) return hit;
     const TopLevel& top = *geometry.top;
     Context context;
     prepareBase(context, top);
@@ -91,6 +99,7 @@ Hit intersect(const Geometry& geometry, const Ray& ray) {
 }
 
 bool occluded(const Geometry& geometry, const Ray& ray) {
+    if (!traceable(ray)) return false;
     for (const Plane& plane : geometry.planes) {
         if (planeDistance(plane, ray) < kInfinity) return true;
     }

@@ -220,8 +220,10 @@ void RandomScene::edit() {
     const unsigned what = pick(100);
     if (what < 22) {
         writeAttribute(anyNode());
-    } else if (what < 32) {
+    } else if (what < 30) {
         enrich();
+    } else if (what < 38) {
+        moveSomething();
     } else if (what < 70) {
         ApiNode* node = anyNode();
         if (node->pinCount() > 0) feed(node, pick(node->pinCount()), 0);
@@ -317,6 +319,13 @@ void RandomScene::aimCamera() {
     if (camera->hasPin(P_ORTHOGRAPHIC)) camera->setPinValue(P_ORTHOGRAPHIC, false);
 }
 
+void RandomScene::moveSomething() {
+    for (int tries = 0; tries < 30; ++tries) {
+        ApiNode* node = anyNode();
+        if (node->type() == NT_GEO_SCATTER) return writeScatter(node);
+    }
+}
+
 /// What chance alone would bring about too seldom.
 void RandomScene::enrich() {
     // A mesh that is seen, and a material on it.
@@ -331,7 +340,7 @@ void RandomScene::enrich() {
         ApiNode* made = material->hasPin(id) ? material->createInternal(id, type, true, true) : nullptr;
         if (made) fill(made, kDeepest);
     };
-    switch (pick(6)) {
+    switch (pick(7)) {
         case 0:
         case 1:
             if (!material || !material->hasPin(P_EMISSION)) {
@@ -347,6 +356,12 @@ void RandomScene::enrich() {
             mesh->createInternalIx(pin, NT_MAT_PORTAL, true, true);
             break;
         case 4:
+            if (material) {
+                inside(material->hasPin(P_ALBEDO) ? P_ALBEDO : P_DIFFUSE,
+                       chance(70) ? NT_TEX_IMAGE : NT_TEX_FLOATIMAGE);
+            }
+            break;
+        case 5:
             if (material && material->hasPin(P_OPACITY)) inside(P_OPACITY, chance(50) ? NT_TEX_FLOAT : NT_TEX_CHECKS);
             break;
         default: {

@@ -65,6 +65,7 @@ private:
     // Edits.
     void feed(ApiNode* node, unsigned index, int depth);
     bool mayShare(ApiNode* node, unsigned index, ApiNode* input) const;
+    void moveSomething();
     void enrich();
     void writePin(ApiNode* node, unsigned index);
     void writeAttribute(ApiNode* node);
