@@ -50,10 +50,10 @@ std::vector<ToonLight> compileToonLights(const NodeTable& nodes, const Geometry&
         light.direction = {0, 1, 0};
         if (const NodeRecord* node = nodes.find(placed.node)) {
             // A toon light has one colour: that of its texture as a whole.
-            light.color = table.mean(textures.onPin(*node, P_EMIS_TEXTURE, splat(1.0f)));
+            light.color = table.mean(textures.onPin(*node, P_EMIS_TEXTURE, splat(1.0f))) *
+                          std::max(nodes.number(*node, P_POWER, 1.0f), 0.0f);
             if (node->type == NT_TOON_DIRECTIONAL_LIGHT) {
                 light.directional = true;
-                light.color *= std::max(nodes.number(*node, P_POWER, 1.0f), 0.0f);
                 const Float3 d = normalize(nodes.vector(*node, P_SUN_DIRECTION, {0, 1, 0}));
                 if (d != Float3{}) light.direction = d;
             }

@@ -19,11 +19,17 @@ Float3 positive(Float3 c) {
     return {std::max(c.x, 0.0f), std::max(c.y, 0.0f), std::max(c.z, 0.0f)};
 }
 
-/// A tint from a colour and the colour that is no tint. The small addend keeps pure colours from extremes.
-Float3 tintOf(Float3 color, Float3 neutral) {
-    constexpr float kSoft = 0.15f;
-    return {(color.x + kSoft) / (neutral.x + kSoft), (color.y + kSoft) / (neutral.y + kSoft),
-            (color.z + kSoft) / (neutral.z + kSoft)};
+/// Turns the part of a colour that is of the hue `from` into the hue `to`: what is white stays white. `part` is how
+/// much of the colour that is, 0 to 1.
+Float3 repainted(Float3 color, Float3 from, Float3 to, float part) {
+    return positive(color + (to - from) * (clamp01(part) * luminance(color) / luminance(from)));
+}
+
+float blueness(Float3 c) {
+    return c.z > 0.0f ? (c.z - c.x) / c.z : 0.0f;
+}
+float redness(Float3 c) {
+    return c.x > 0.0f ? (c.x - c.z) / c.x : 0.0f;
 }
 
 float smoothStep(float low, float high, float x) {
@@ -51,8 +57,6 @@ Float3 perez(const P& p, float cosTheta, float gamma, float cosGamma) {
 }  // namespace
 
 Sky::Sky(const SkyParameters& parameters) : p_(parameters) {
-    skyTint_ = tintOf(p_.skyColor, kNeutralSkyColor);
-    sunsetTint_ = tintOf(p_.sunsetColor, kNeutralSunsetColor);
     const Float3 level = normalize({p_.sunDirection.x, 0.0f, p_.sunDirection.z});
     if (level != Float3{}) sunSide_ = level;
     east_ = cross({0, 1, 0}, sunSide_);
@@ -79,7 +83,8 @@ void Sky::setSun(const Atmosphere& atmosphere) {
     const float passedRed = light[Spectrum::kCount - 1], passedBlue = light[0];
     for (int i = 0; i < Spectrum::kCount; ++i) light[i] *= sunlight()[i];
     reddening_ = passedRed > 0.0f ? 1.0f - passedBlue / passedRed : 1.0f;
-    const Float3 color = positive(spectrumColor(light)) * lerp(splat(1.0f), sunsetTint_, reddening_);
+    const Float3 plain = positive(spectrumColor(light));
+    const Float3 color = repainted(plain, kNeutralSunsetColor, p_.sunsetColor, reddening_ * clamp01(redness(plain)));
     const float half = std::sin(0.5f * radius);
     sunRadiance_ = color * (1.0f / (4.0f * kPi * half * half));
 }
@@ -150,9 +155,10 @@ Float3 Sky::analytic(Float3 d) const {
 }
 
 Float3 Sky::tinted(Float3 color, float height) const {
-    // The tint of the sunset lies over the horizon, the more the lower the sun.
+    color = repainted(color, kNeutralSkyColor, p_.skyColor, blueness(color));
+    // The colour of the sunset lies over the horizon, the more the lower the sun.
     const float low = reddening_ * std::exp(-std::max(height, 0.0f) * 6.0f);
-    return color * skyTint_ * lerp(splat(1.0f), sunsetTint_, low);
+    return repainted(color, kNeutralSunsetColor, p_.sunsetColor, low * clamp01(redness(color)));
 }
 
 Float3 Sky::radiance(Float3 d) const {

@@ -20,7 +20,7 @@ struct SkyParameters {
     Float3 sunDirection{0, 1, 0};  ///< towards the sun, unit length
     float turbidity = 2.2f;
     float sunSize = 1.0f;  ///< of the disc's radius, 1: as it is; the light it gives does not change
-    /// Tints: as they stand here they leave the sky's colours alone.
+    /// What the sky's blue and the red of a low sun become: as they stand here they leave the colours alone.
     Float3 skyColor = kNeutralSkyColor, sunsetColor = kNeutralSunsetColor;
     Float3 groundColor;         ///< albedo of the ground that hides the lower part of the sky
     float groundStart = 90.0f;  ///< degrees below the horizon at which the ground begins
@@ -54,7 +54,6 @@ private:
 
     SkyParameters p_;
     Float3 sunRadiance_, groundRadiance_;
-    Float3 skyTint_{1, 1, 1}, sunsetTint_{1, 1, 1};
     float reddening_ = 0.0f, twilight_ = 1.0f;
     float sunCosine_ = 1.0f;
     Float3 east_{1, 0, 0}, sunSide_{0, 0, 1};  ///< level directions across and towards the sun
