@@ -201,49 +201,26 @@ Float3 TextureTable::fractal(const TextureNode& node, const TextureContext& at) 
     return splat(v) * color(node.a, at);
 }
 
-Float3 TextureTable::evaluate(const TextureNode& node, const TextureContext& at) const {
+Float3 TextureTable::uvwTransform(const TextureNode& node, const TextureContext& at) const {
+    const Matrix<float>& m = mappings[node.mapping].uvwToTexture;
+    TextureContext moved = at;
+    for (int set = 0; set < 3; ++set) {
+        moved.uv[set] = transformPoint(m, moved.uv[set]);
+        for (Float2& axis : moved.uvAxis[set]) {
+            const Float3 turned = transformVector(m, {axis.x, axis.y, 0.0f});
+            axis = {turned.x, turned.y};
+        }
+    }
+    return color(node.a, moved);
+}
+
+/// What is more than a combination of inputs. Apart from evaluate(), whose frame stays small: trees are deep.
+Float3 TextureTable::pattern(const TextureNode& node, const TextureContext& at) const {
     switch (node.op) {
-        case TextureOp::Constant:
-            return node.value;
-        case TextureOp::Image:
-            return image(node, at);
-        case TextureOp::Multiply:
-            return color(node.a, at) * color(node.b, at);
-        case TextureOp::Add:
-            return color(node.a, at) + color(node.b, at);
-        case TextureOp::Subtract:
-            return color(node.a, at) - color(node.b, at);
-        case TextureOp::Mix:
-        case TextureOp::CosineMix: {
-            float t = clamp01(scalar(node.c, at));
-            if (node.op == TextureOp::CosineMix) t = 0.5f - 0.5f * std::cos(t * kPi);
-            if (t <= 0.0f) return color(node.a, at);
-            if (t >= 1.0f) return color(node.b, at);
-            return lerp(color(node.a, at), color(node.b, at), t);
-        }
-        case TextureOp::Compare:
-            return color(scalar(node.a, at) < scalar(node.b, at) ? node.c : node.d, at);
-        case TextureOp::Invert:
-            return splat(1.0f) - color(node.a, at);
-        case TextureOp::Clamp: {
-            const Float3 v = color(node.a, at);
-            const float lo = scalar(node.b, at), hi = std::max(lo, scalar(node.c, at));
-            return {std::clamp(v.x, lo, hi), std::clamp(v.y, lo, hi), std::clamp(v.z, lo, hi)};
-        }
         case TextureOp::ColorCorrection:
             return colorCorrection(node, at);
-        case TextureOp::UvwTransform: {
-            const Matrix<float>& m = mappings[node.mapping].uvwToTexture;
-            TextureContext moved = at;
-            for (int set = 0; set < 3; ++set) {
-                moved.uv[set] = transformPoint(m, moved.uv[set]);
-                for (Float2& axis : moved.uvAxis[set]) {
-                    const Float3 turned = transformVector(m, {axis.x, axis.y, 0.0f});
-                    axis = {turned.x, turned.y};
-                }
-            }
-            return color(node.a, moved);
-        }
+        case TextureOp::UvwTransform:
+            return uvwTransform(node, at);
         case TextureOp::Triplanar:
             return triplanar(triplanars[node.data], at);
         case TextureOp::Gradient:
@@ -278,8 +255,43 @@ Float3 TextureTable::evaluate(const TextureNode& node, const TextureContext& at)
         }
         case TextureOp::Gaussian:
             return gaussianColor(scalar(node.a, at), scalar(node.b, at)) * scalar(node.c, at);
+        default:
+            return {};
     }
-    return {};
+}
+
+Float3 TextureTable::evaluate(const TextureNode& node, const TextureContext& at) const {
+    switch (node.op) {
+        case TextureOp::Constant:
+            return node.value;
+        case TextureOp::Image:
+            return image(node, at);
+        case TextureOp::Multiply:
+            return color(node.a, at) * color(node.b, at);
+        case TextureOp::Add:
+            return color(node.a, at) + color(node.b, at);
+        case TextureOp::Subtract:
+            return color(node.a, at) - color(node.b, at);
+        case TextureOp::Mix:
+        case TextureOp::CosineMix: {
+            float t = clamp01(scalar(node.c, at));
+            if (node.op == TextureOp::CosineMix) t = 0.5f - 0.5f * std::cos(t * kPi);
+            if (t <= 0.0f) return color(node.a, at);
+            if (t >= 1.0f) return color(node.b, at);
+            return lerp(color(node.a, at), color(node.b, at), t);
+        }
+        case TextureOp::Compare:
+            return color(scalar(node.a, at) < scalar(node.b, at) ? node.c : node.d, at);
+        case TextureOp::Invert:
+            return splat(1.0f) - color(node.a, at);
+        case TextureOp::Clamp: {
+            const Float3 v = color(node.a, at);
+            const float lo = scalar(node.b, at), hi = std::max(lo, scalar(node.c, at));
+            return {std::clamp(v.x, lo, hi), std::clamp(v.y, lo, hi), std::clamp(v.z, lo, hi)};
+        }
+        default:
+            return pattern(node, at);
+    }
 }
 
 Float3 TextureTable::mean(TextureId id) const {

@@ -134,11 +134,13 @@ public:
 private:
     Float3 powered(const TextureNode& node, const TextureContext& at) const;
     Float3 evaluate(const TextureNode& node, const TextureContext& at) const;
+    [[gnu::noinline]] Float3 pattern(const TextureNode& node, const TextureContext& at) const;
+    [[gnu::noinline]] Float3 uvwTransform(const TextureNode& node, const TextureContext& at) const;
     Float3 image(const TextureNode& node, const TextureContext& at) const;
-    Float3 colorCorrection(const TextureNode& node, const TextureContext& at) const;
-    Float3 triplanar(const TriplanarMap& map, const TextureContext& at) const;
+    [[gnu::noinline]] Float3 colorCorrection(const TextureNode& node, const TextureContext& at) const;
+    [[gnu::noinline]] Float3 triplanar(const TriplanarMap& map, const TextureContext& at) const;
     Float3 rampValue(const Gradient& gradient, float position, const TextureContext& at) const;
-    Float3 fractal(const TextureNode& node, const TextureContext& at) const;
+    [[gnu::noinline]] Float3 fractal(const TextureNode& node, const TextureContext& at) const;
     MappedPoint mapped(const TextureNode& node, const TextureContext& at) const;
 };
 
