@@ -13,9 +13,17 @@ struct Numbers {
 };
 
 /// A floor of a hundred metres with boxes, under lamps of different height and turn.
-inline NodeRecordPtr town(Scene& scene, int lamps, NodeRecordPtr* emission) {
+struct Town {
+    NodeRecordPtr root, emission, lamps;
+    std::vector<Matrix<float>> places;  ///< of the lamps
+};
+
+enum class LampKind { Tents, Spots };  ///< Spots: beams of ten degrees that look aslant
+
+inline Town town(Scene& scene, int lamps, LampKind kind = LampKind::Tents) {
     Numbers random;
-    std::vector<Matrix<float>> places, houses;
+    Town t;
+    std::vector<Matrix<float>> houses;
     for (int i = 0; i < lamps; ++i) {
         const float turn = 6.2831853f * random(), c = std::cos(turn), s = std::sin(turn);
         const float spread = lamps == 1 ? 0.0f : 100.0f;
@@ -23,7 +31,15 @@ inline NodeRecordPtr town(Scene& scene, int lamps, NodeRecordPtr* emission) {
         m.m[0][0] = m.m[2][2] = c;
         m.m[0][2] = s;
         m.m[2][0] = -s;
-        places.push_back(m);
+        if (kind == LampKind::Spots) {
+            const float tilt = 1.2f * random(), k = std::cos(tilt), l = std::sin(tilt);
+            Matrix<float> tilted;
+            tilted.m[0][0] = tilted.m[1][1] = k;
+            tilted.m[0][1] = -l;
+            tilted.m[1][0] = l;
+            m = multiply(m, tilted);
+        }
+        t.places.push_back(m);
     }
     for (int i = 0; i < 2000; ++i) {
         Matrix<float> m = scaling({0.5f, 0.3f + random(), 0.5f});
@@ -35,9 +51,18 @@ inline NodeRecordPtr town(Scene& scene, int lamps, NodeRecordPtr* emission) {
     // About the same light whatever the number of lamps.
     e.connect(P_EMIS_TEXTURE, scene.keep(rgb({1, 0.8f, 0.5f}))).set(P_POWER, 4e5f / static_cast<float>(lamps));
     e.set(P_DOUBLE_SIDED, false);
-    *emission = scene.keep(e);
+    if (kind == LampKind::Spots) {
+        std::vector<float> map;
+        for (int y = 0; y < 180; ++y) {
+            // The front looks at the lower edge.
+            const float angle = 179.5f - static_cast<float>(y), share = 0.01f + std::exp(-0.5f * angle * angle / 70.0f);
+            map.insert(map.end(), {share, share, share, 1.0f, share, share, share, 1.0f});
+        }
+        e.connect(P_DISTRIBUTION, scene.keep(image(2, 180, map)));
+    }
+    t.emission = scene.keep(e);
     const NodeRecordPtr glow =
-        scene.keep(Node(NT_MAT_DIFFUSE).connect(P_DIFFUSE, scene.keep(rgb({}))).connect(P_EMISSION, *emission));
+        scene.keep(Node(NT_MAT_DIFFUSE).connect(P_DIFFUSE, scene.keep(rgb({}))).connect(P_EMISSION, t.emission));
     // A tent of two squares, so that the lights have directions.
     MeshData lamp;
     lamp.quad({-0.05f, 0.03f, 0.05f}, {-0.05f, 0.03f, -0.05f}, {0, 0, -0.05f}, {0, 0, 0.05f})
@@ -47,7 +72,9 @@ inline NodeRecordPtr town(Scene& scene, int lamps, NodeRecordPtr* emission) {
     const NodeRecordPtr house =
         scene.keep(MeshData().box({-1, 0, -1}, {1, 2, 1}).node({scene.diffuse({0.6f, 0.6f, 0.7f})}));
     scene.camera.set(P_POSITION, Float3{0, 12, 40}).set(P_TARGET, Float3{0, 0, 5}).set(P_FOV, 50.0f);
-    return scene.group({floor, scene.scatter(house, houses), scene.scatter(scene.keep(lamp.node({glow})), places)});
+    t.lamps = scene.scatter(scene.keep(lamp.node({glow})), t.places);
+    t.root = scene.group({floor, scene.scatter(house, houses), t.lamps});
+    return t;
 }
 
 /// A rolling sheet of n by n quads, or of twice as many triangles.

@@ -13,19 +13,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// The scene with lamps chosen by power alone: from inside a huge sphere near and far look alike.
-RenderScene byPowerAlone(const RenderScene& scene) {
-    RenderScene blind = scene;
-    auto lights = std::make_shared<Lights>(*scene.lights);
-    for (LightBounds& b : lights->bounds) {
-        b.radius = 1e5f;
-        b.axis = {};
-    }
-    lights->tree = LightTree(lights->bounds);
-    blind.lights = lights;
-    return blind;
-}
-
 struct Quality {
     double samplesPerSecond = 0.0, error = 0.0;
 };
@@ -36,9 +23,9 @@ Quality samplingFor(const RenderScene& scene, double time) {
     const Integrator integrator(scene);
     const std::size_t pixels = std::size_t{scene.film.width} * scene.film.height;
     std::vector<double> halves[2] = {std::vector<double>(pixels), std::vector<double>(pixels)};
-    const auto start = Clock::now();
+    const double start = processorSeconds();
     std::uint32_t samples = 0;
-    while (seconds(start) < time || samples % 2) {
+    while (processorSeconds() - start < time || samples % 2) {
         for (std::uint32_t y = 0; y < scene.film.height; ++y) {
             for (std::uint32_t x = 0; x < scene.film.width; ++x) {
                 Sampler sampler(x, y, samples, 5);
@@ -49,7 +36,7 @@ Quality samplingFor(const RenderScene& scene, double time) {
         }
         ++samples;
     }
-    const double took = seconds(start), half = samples / 2.0;
+    const double took = processorSeconds() - start, half = samples / 2.0;
     std::vector<std::pair<double, double>> means;  // of a pixel, and the distance of its halves
     for (std::size_t i = 0; i < pixels; ++i) {
         const double a = halves[0][i] / half, b = halves[1][i] / half;
@@ -67,39 +54,44 @@ Quality samplingFor(const RenderScene& scene, double time) {
     return {samples * static_cast<double>(pixels) / took, std::sqrt(squares / n) / (sum / n)};
 }
 
-void emitters(int count) {
+void emitters(int count, LampKind kind = LampKind::Tents) {
     Scene scene(128, 96, 1);
-    NodeRecordPtr emission;
-    const NodeRecordPtr root = town(scene, count, &emission);
+    Town t = town(scene, count, kind);
     SceneCompiler compiler(nullptr);
-    SceneDelta delta = scene.delta(root);
+    SceneDelta delta = scene.delta(t.root);
     const BuildResult first = compiler.apply(delta);
     const Lights& lights = *first.scene->lights;
-    const double bytes = static_cast<double>(lights.tree.bytes() + lights.emitters.size() * sizeof(Emitter) +
-                                             lights.bounds.size() * sizeof(LightBounds) +
-                                             lights.instanceEmitter.size() * sizeof(std::uint32_t));
+    const auto bytes = static_cast<double>(lights.bytes());
     auto start = Clock::now();
     constexpr int kTurns = 3;
-    for (int i = 0; i < kTurns; ++i) compileLights(*first.scene->geometry, *first.scene->shading, nullptr, nullptr);
+    for (int i = 0; i < kTurns; ++i) compileLights(*first.scene->geometry, *first.scene->shading, nullptr, nullptr, {});
     const double build = seconds(start) / kTurns;
-    delta.changed = {Node(emission).set(P_POWER, 5e5f / static_cast<float>(count))};
+    delta.changed = {Node(t.emission).set(P_POWER, 5e5f / static_cast<float>(count))};
     const double edit = compiler.apply(delta).seconds;
+    constexpr int kMoves = 8;
+    double move = 0.0;
+    for (int i = 0; i < kMoves; ++i) {
+        t.places[static_cast<std::size_t>(count) / 2].m[0][3] += 0.5f;
+        delta.changed = {Node(t.lamps).set(A_TRANSFORM, shared(t.places))};
+        move += compiler.apply(delta).seconds / kMoves;
+    }
+    const char* what = kind == LampKind::Spots ? "spots" : "emitters";
     std::printf(
-        "%d emitters: scene built in %.3f s, lights alone in %.2f ms (%.0f bytes a lamp); a power's edit %.2f ms\n",
-        count, first.seconds, build * 1e3, bytes / count, edit * 1e3);
+        "%d %s: scene built in %.3f s, lights alone in %.2f ms (%.0f bytes a lamp); a power's edit %.2f ms, a "
+        "lamp moved %.2f ms\n",
+        count, what, first.seconds, build * 1e3, bytes / count, edit * 1e3, move * 1e3);
     constexpr double kTime = 4.0;
     const Quality tree = samplingFor(*first.scene, kTime);
     const Quality blind = samplingFor(byPowerAlone(*first.scene), kTime);
     std::printf(
-        "%d emitters, one thread: %.3f million samples a second, error %.3f after %.0f s; by power alone %.3f, "
+        "%d %s, one thread: %.3f million samples a second, error %.3f after %.0f s; by power alone %.3f, "
         "error %.3f\n",
-        count, tree.samplesPerSecond * 1e-6, tree.error, kTime, blind.samplesPerSecond * 1e-6, blind.error);
+        count, what, tree.samplesPerSecond * 1e-6, tree.error, kTime, blind.samplesPerSecond * 1e-6, blind.error);
 }
 
 void daylight() {
     Scene scene(128, 96, 1);
-    NodeRecordPtr emission;
-    const NodeRecordPtr root = town(scene, 1, &emission);
+    const NodeRecordPtr root = town(scene, 1).root;
     const NodeRecordPtr sky = scene.keep(Node(NT_ENV_DAYLIGHT).set(P_SUN_DIRECTION, Float3{1, 1, 0.5f}));
     SceneDelta delta = scene.delta(root);
     delta.changed.push_back(Node(NodeRecordPtr(scene.target)).connect(P_ENVIRONMENT, sky));
@@ -120,12 +112,49 @@ void daylight() {
         turned / kEdits * 1e3, dimmed / kEdits * 1e3, q.samplesPerSecond * 1e-6, q.error);
 }
 
+/// A map of 16,384 by 8,192 pixels as the light of a scene.
+void hugeMap() {
+    constexpr int kWidth = 16384, kHeight = 8192;
+    Scene scene(128, 96, 1);
+    std::vector<unsigned char> pixels(std::size_t{4} * kWidth * kHeight, 100);
+    const NodeRecordPtr picture = scene.keep(image(kWidth, kHeight, pixels));
+    const NodeRecordPtr root = town(scene, 1).root;
+    const NodeRecordPtr sky = scene.keep(Node(NT_ENV_TEXTURE).connect(P_TEXTURE, picture));
+    SceneDelta delta = scene.delta(root);
+    delta.changed.push_back(Node(NodeRecordPtr(scene.target)).connect(P_ENVIRONMENT, sky));
+    SceneCompiler compiler(nullptr);
+    const BuildResult built = compiler.apply(delta);
+    const auto start = Clock::now();
+    EnvironmentSource again = *built.scene->environment->source;
+    again.measure();
+    std::printf(
+        "map of 16,384 by 8,192 pixels: scene built in %.2f s, of that %.2f s for its distribution of %.0f MB\n",
+        built.seconds, seconds(start), static_cast<double>(again.distribution.bytes()) * 1e-6);
+}
+
+/// A ball of ten million polygons that shines.
+void hugeLamp() {
+    Scene scene(128, 96, 1);
+    const NodeRecordPtr ball = scene.keep(MeshData::sphere(4472, 2236).node({scene.emitter(splat(1.0f))}));
+    SceneCompiler compiler(nullptr);
+    const BuildResult built = compiler.apply(scene.delta(ball));
+    const auto start = Clock::now();
+    const auto lights = compileLights(*built.scene->geometry, *built.scene->shading, nullptr, nullptr, {});
+    const double took = seconds(start);
+    const EmitterSet& set = *lights->sets[0];
+    std::printf("a lamp of %zu polygons: scene built in %.2f s, of that lights %.2f s and %.0f MB\n", set.count,
+                built.seconds, took, static_cast<double>(set.tree.bytes() + set.powers.size() * sizeof(float)) * 1e-6);
+}
+
 constexpr Bench kBenches[] = {
     {"lamps", "a town under 1 to 100,000 lamps",
      [] {
          for (const int count : {1, 10, 1000, 100000}) emitters(count);
      }},
+    {"spots", "a town under 1,000 narrow beams", [] { emitters(1000, LampKind::Spots); }},
     {"daylight", "the town under sun and sky", daylight},
+    {"map", "a map of 16,384 by 8,192 pixels as environment", hugeMap},
+    {"lamp", "a lamp of ten million polygons", hugeLamp},
 };
 
 }  // namespace

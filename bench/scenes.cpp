@@ -71,10 +71,8 @@ void rendering(const std::string& name, unsigned width, unsigned height, int sam
 
 void lamps() {
     for (const int count : {1, 10, 1000, 100000}) {
-        rendering(std::to_string(count) + " emitters", 480, 270, 16, [count](Scene& scene) {
-            NodeRecordPtr emission;
-            return town(scene, count, &emission);
-        });
+        rendering(std::to_string(count) + " emitters", 480, 270, 16,
+                  [count](Scene& scene) { return town(scene, count).root; });
     }
 }
 

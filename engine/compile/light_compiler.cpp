@@ -5,164 +5,74 @@
 
 #include <unordered_map>
 
+#include "engine/compile/emitter_sets.h"
+#include "engine/compile/light_lobe.h"
 #include "engine/render/world_polygon.h"
 
 namespace Lumora::engine {
 
 namespace {
 
-/// What a material sends out, as far as choosing lights goes.
-struct Glow {
-    float luminance = 0.0f;  ///< mean radiance times sampling rate; with byPower for each square metre
-    std::uint16_t mask = 0;
-    bool bothSides = false, byPower = false;
-};
+using Lobes = std::unordered_map<TextureId, LightLobe>;
 
-/// `glow`: of the materials that a mix is made of.
-Glow glowOf(const Shading& shading, const Material& m, const std::vector<Glow>& glow) {
-    if (m.emission == kNoEmission) return {};
+/// What a material sends out. A mix adds up what its parts do, which is in `slots`, and has the switches of the first
+/// that shines. `lobes`: of the distributions met so far.
+LampSlot lampSlot(const Shading& shading, const Material& m, const std::vector<LampSlot>& slots, Lobes& lobes) {
+    LampSlot r;
+    r.portal = m.portal;
+    if (m.emission == kNoEmission) return r;
+    const Emission& e = shading.emissions[m.emission];
+    r.onDiffuse = e.onDiffuse;
+    r.onSpecular = e.onSpecular;
+    r.castsShadows = e.castsShadows;
     if (m.kind == MaterialKind::Mix) {
         const float t = clamp01(average(shading.textures.mean(m.amount)));
-        const Glow &a = glow[m.first], &b = glow[m.second];
-        Glow r;
-        r.luminance = lerp(a.luminance, b.luminance, t);
+        const LampSlot &a = slots[m.first], &b = slots[m.second];
+        r.weight = lerp(a.weight, b.weight, t);
         r.mask = a.mask | b.mask;
         r.bothSides = a.bothSides || b.bothSides;
         r.byPower = a.byPower || b.byPower;
         return r;
     }
-    const Emission& e = shading.emissions[m.emission];
-    if (!(e.samplingRate > 0.0f)) return {0.0f, 0, false, e.byPower};
+    r.byPower = e.byPower;
+    r.radiance = e.scale;
+    if (!(e.samplingRate > 0.0f)) return r;
     const Float3 color = e.color == kNoTexture ? splat(1.0f) : shading.textures.mean(e.color);
     // Textures may be brighter in places than the few that were looked at for their mean.
     const float floor = 1e-3f * maxComponent(e.scale);
-    return {std::max(luminance(e.scale * color), floor) * e.samplingRate, static_cast<std::uint16_t>(e.idBit),
-            e.doubleSided, e.byPower};
+    r.weight = std::max(luminance(e.scale * color), floor) * e.samplingRate;
+    if (e.distribution != kNoTexture) {
+        const auto [it, fresh] = lobes.try_emplace(e.distribution);
+        if (fresh) it->second = lobeOf(shading.textures, e.distribution);
+        r.lobe = it->second;
+        r.weight *= std::max(r.lobe.peak, 1e-3f);
+    }
+    r.mask = static_cast<std::uint16_t>(e.idBit);
+    r.bothSides = e.doubleSided;
+    r.plain = m.opaque && e.color == kNoTexture && e.distribution == kNoTexture;
+    return r;
 }
 
-/// Bounds of one polygon; its power is its area. Front is where the winding says.
-LightBounds polygonBounds(const CompiledMesh& mesh, std::uint32_t polygon) {
-    LightBounds b;
-    Float3 normals[2], middle;
-    const std::uint32_t corners = mesh.corners(polygon), halves = corners - 2;
-    const std::uint32_t first = mesh.corner(polygon);
-    const auto vertex = [&](std::uint32_t c) {
-        return (*mesh.vertices)[static_cast<std::size_t>((*mesh.vertexIndices)[first + c])];
-    };
-    for (std::uint32_t c = 0; c < corners; ++c) middle += vertex(c) * (1.0f / static_cast<float>(corners));
-    for (std::uint32_t c = 0; c < corners; ++c) b.radius = std::max(b.radius, length(vertex(c) - middle));
-    b.center = middle;
-    for (std::uint32_t half = 0; half < halves; ++half) {
-        Float3 c[3];
-        triangleCorners(mesh, polygon, half, c);
-        normals[half] = cross(c[1] - c[0], c[2] - c[0]);
-        b.power += 0.5f * length(normals[half]);
-    }
-    if (halves == 1) normals[1] = {};
-    b.axis = normalize(normals[0] + normals[1]);
-    b.cosine = 1.0f;
-    for (std::uint32_t half = 0; half < halves; ++half) {
-        const Float3 n = normalize(normals[half]);
-        if (n != Float3{}) b.cosine = std::min(b.cosine, dot(b.axis, n));
-    }
-    // Rounding must not hide what a polygon of several planes sends out.
-    b.cosine = std::min(b.cosine, 1.0f) - 1e-5f;
-    if (b.cosine <= -0.99f) b.axis = {};
-    return b;
-}
-
-/// Trees of more leaves than this cost more memory than they are worth; their leaves hold several polygons.
-constexpr std::size_t kMaxLeaves = 1u << 16;
-
-std::shared_ptr<const EmitterSet> makeSet(const CompiledMesh& mesh, std::vector<SlotGlow> slots) {
-    auto set = std::make_shared<EmitterSet>();
-    set->slotAreas.assign(slots.size(), 0.0f);
-    std::vector<LightBounds> bounds;
-    std::vector<double> areas(slots.size());
-    for (std::uint32_t p = 0; p < mesh.polygons; ++p) {
-        const std::uint32_t slot = mesh.material(p);
-        if (!slots[slot].mask) continue;
-        LightBounds b = polygonBounds(mesh, p);
-        areas[slot] += static_cast<double>(b.power);
-        b.power *= slots[slot].weight;
-        if (!std::isfinite(b.power)) b.power = 0.0f;
-        b.mask = slots[slot].mask;
-        b.bothSides = slots[slot].bothSides;
-        set->polygons.push_back(p);
-        bounds.push_back(b);
-    }
-    for (std::size_t s = 0; s < slots.size(); ++s) set->slotAreas[s] = static_cast<float>(areas[s]);
-    set->whole = set->polygons.size() == mesh.polygons;
-    set->slots = std::move(slots);
-    if (bounds.size() > kMaxLeaves) {
-        // Neighbours in the mesh's order are neighbours in space more often than not.
-        set->perLeaf = static_cast<std::uint32_t>((bounds.size() + kMaxLeaves - 1) / kMaxLeaves);
-        std::vector<LightBounds> runs;
-        for (std::size_t i = 0; i < bounds.size(); ++i) {
-            set->powers.push_back(bounds[i].power);
-            if (i % set->perLeaf == 0) {
-                runs.push_back(bounds[i]);
-            } else {
-                runs.back() = unite(runs.back(), bounds[i]);
-            }
-        }
-        bounds = std::move(runs);
-    }
-    set->tree = LightTree(bounds);
-    return set;
-}
-
-/// A transform that scales all directions alike, and by how much; 0: it does not.
-float evenScale(const Matrix<float>& m) {
-    const Float3 x = column(m, 0), y = column(m, 1), z = column(m, 2);
-    const float s = dot(x, x), slack = 1e-4f * s;
-    const bool even = std::abs(dot(y, y) - s) <= slack && std::abs(dot(z, z) - s) <= slack &&
-                      std::abs(dot(x, y)) <= slack && std::abs(dot(y, z)) <= slack && std::abs(dot(z, x)) <= slack;
-    return even ? std::sqrt(s) : 0.0f;
-}
-
-/// Areas of the slots of a set as an instance shows them.
-void worldAreas(const Instance& instance, const CompiledMesh& mesh, const EmitterSet& set, float scale,
-                std::vector<float>& out) {
-    out = set.slotAreas;
-    if (scale > 0.0f) {
-        for (float& a : out) a *= scale * scale;
-        return;
-    }
-    // Stretched surfaces grow by what their direction makes of it. Of very many polygons some stand for all.
-    const std::size_t step = std::max<std::size_t>(set.polygons.size() / 4096, 1);
-    std::vector<double> before(out.size()), after(out.size());
-    for (std::size_t i = 0; i < set.polygons.size(); i += step) {
-        const std::uint32_t p = set.polygons[i], slot = mesh.material(p);
-        for (std::uint32_t half = 0; half < mesh.corners(p) - 2; ++half) {
-            Float3 c[3];
-            triangleCorners(mesh, p, half, c);
-            const Float3 a = c[1] - c[0], b = c[2] - c[0];
-            before[slot] += static_cast<double>(length(cross(a, b)));
-            after[slot] += static_cast<double>(
-                length(cross(transformVector(instance.toWorld, a), transformVector(instance.toWorld, b))));
+/// Of all slots of the geometry.
+std::vector<LampSlot> lampSlots(const Shading& shading) {
+    std::vector<LampSlot> ofMaterial(shading.materials.size()), out;
+    std::vector<MaterialId> mixes;
+    Lobes lobes;
+    for (MaterialId m = 0; m < ofMaterial.size(); ++m) {
+        const Material& material = shading.materials[m];
+        if (material.kind == MaterialKind::Mix) {
+            mixes.push_back(m);
+        } else {
+            ofMaterial[m] = lampSlot(shading, material, ofMaterial, lobes);
         }
     }
-    for (std::size_t s = 0; s < out.size(); ++s) {
-        if (before[s] > 0.0) out[s] *= static_cast<float>(after[s] / before[s]);
-    }
-}
-
-/// Bounds of a set's tree in the world. `power`: of the emitter.
-LightBounds worldBounds(const LightBounds& local, const Instance& instance, float scale, float power) {
-    LightBounds b = local;
-    b.center = transformPoint(instance.toWorld, local.center);
-    // A sphere becomes an ellipsoid; the root of the squares is no less than its longest half axis.
-    const Float3 x = column(instance.toWorld, 0), y = column(instance.toWorld, 1), z = column(instance.toWorld, 2);
-    b.radius = local.radius * (scale > 0.0f ? scale * 1.0001f : std::sqrt(dot(x, x) + dot(y, y) + dot(z, z)));
-    b.power = std::isfinite(power) && isFinite(b.center) && std::isfinite(b.radius) ? power : 0.0f;
-    if (local.axis != Float3{}) {
-        b.axis = normalize(instance.normalToWorld(local.axis));
-        // Stretching bends cones of normals; that of a flat light stays flat.
-        if (!(scale > 0.0f) && local.cosine < 0.9999f) b.axis = {};
-        if (b.axis == Float3{}) b.cosine = -1.0f;
-    }
-    return b;
+    // Parts before what they are parts of.
+    std::sort(mixes.begin(), mixes.end(),
+              [&](MaterialId a, MaterialId b) { return shading.materials[a].rank < shading.materials[b].rank; });
+    for (const MaterialId m : mixes) ofMaterial[m] = lampSlot(shading, shading.materials[m], ofMaterial, lobes);
+    out.reserve(shading.slotMaterials.size());
+    for (const MaterialId m : shading.slotMaterials) out.push_back(ofMaterial[m]);
+    return out;
 }
 
 using SetsByMesh = std::unordered_map<const CompiledMesh*, std::shared_ptr<const EmitterSet>>;
@@ -171,7 +81,8 @@ SetsByMesh setsOf(const Geometry* geometry, const Lights* lights) {
     SetsByMesh out;
     if (!geometry || !lights) return out;
     std::vector<bool> seen(lights->sets.size());
-    for (const Emitter& e : lights->emitters) {
+    for (std::size_t i = 0; i < lights->emitters.size(); ++i) {
+        const Emitter& e = lights->emitters[i];
         if (seen[e.set] || e.instance >= geometry->instances.size()) continue;
         seen[e.set] = true;
         out[geometry->meshes[geometry->instances[e.instance].mesh].get()] = lights->sets[e.set];
@@ -181,63 +92,161 @@ SetsByMesh setsOf(const Geometry* geometry, const Lights* lights) {
 
 class LightCompiler {
 public:
-    LightCompiler(const Geometry& geometry, const Shading& shading) : geometry_(geometry), shading_(shading) {
-        glow_.resize(shading.materials.size());
-        std::vector<MaterialId> mixes;
-        for (MaterialId m = 0; m < glow_.size(); ++m) {
-            if (shading.materials[m].kind == MaterialKind::Mix)
-                mixes.push_back(m);
-            else
-                glow_[m] = glowOf(shading, shading.materials[m], glow_);
-        }
-        // Parts before what they are parts of.
-        std::sort(mixes.begin(), mixes.end(),
-                  [&](MaterialId a, MaterialId b) { return shading.materials[a].rank < shading.materials[b].rank; });
-        for (const MaterialId m : mixes) glow_[m] = glowOf(shading, shading.materials[m], glow_);
-    }
+    LightCompiler(const Geometry& geometry, const Shading& shading) : geometry_(geometry), slots_(lampSlots(shading)) {}
 
-    std::shared_ptr<const Lights> compile(const Geometry* previousGeometry, const Lights* previous) {
-        collectPortals();
-        collectSets(setsOf(previousGeometry, previous));
-        if (out_->sets.empty()) return out_;
-        collectInstances();
-        fillInstances();
-        // Lights in the same places keep the shape of their tree.
-        const bool stand = previous && previousGeometry && samePlaces(*previous);
-        out_->tree = stand ? previous->tree.withPowers(out_->bounds) : LightTree(out_->bounds);
-        return out_;
+    std::shared_ptr<const Lights> compile(const Geometry* previousGeometry,
+                                          const std::shared_ptr<const Lights>& previous, const InstanceChange& change) {
+        const bool alike = previous && previousGeometry && change.sameList &&
+                           (previousGeometry == &geometry_ || (previousGeometry->meshSlot == geometry_.meshSlot &&
+                                                               previousGeometry->meshSlots == geometry_.meshSlots));
+        if (alike) {
+            if (auto revised = revise(previous, change)) return revised;
+        }
+        return build(setsOf(previousGeometry, previous.get()));
     }
 
 private:
-    const Glow& slotGlow(std::size_t mesh, std::size_t slot) const {
-        return glow_[shading_.slotMaterials[geometry_.meshSlot[mesh] + slot]];
+    const LampSlot& slotOf(std::size_t mesh, std::size_t slot) const { return slots_[geometry_.meshSlot[mesh] + slot]; }
+
+    std::shared_ptr<const Lights> build(const SetsByMesh& ready) {
+        out_ = std::make_shared<Lights>();
+        out_->portals = collectPortals();
+        collectSets(ready);
+        collectInstances();
+        out_->slots = std::move(slots_);
+        if (out_->emitters.empty()) return out_;
+        std::vector<LightBounds> bounds(out_->lamps.size());
+        tbb::parallel_for(tbb::blocked_range<std::size_t>(0, out_->emitters.size(), 256), [&](const auto& range) {
+            std::vector<float> areas;
+            for (std::size_t i = range.begin(); i != range.end(); ++i) {
+                placeEmitter(i, areas, [&](std::uint32_t lamp, const LightBounds& b) { bounds[lamp] = b; });
+            }
+        });
+        out_->tree = LightTree(bounds);
+        out_->bounds = out_->tree.bounds();
+        return out_;
     }
 
-    void collectPortals() {
-        std::vector<Portal>& portals = out_->portals;
-        for (std::uint32_t i = 0; i < geometry_.instances.size(); ++i) {
-            const Instance& instance = geometry_.instances[i];
-            const CompiledMesh& mesh = *geometry_.meshes[instance.mesh];
-            const std::uint32_t first = geometry_.meshSlot[instance.mesh], count = geometry_.meshSlots[instance.mesh];
-            bool any = false;
-            for (std::uint32_t s = 0; s < count; ++s) {
-                any = any || shading_.materials[shading_.slotMaterials[first + s]].portal;
+    // From the lights before.
+
+    enum class Difference { None, Factor, Some, Shape };
+
+    /// What is different about the slots. `factor`: of all their powers.
+    Difference compareSlots(const std::vector<LampSlot>& before, float& factor) const {
+        if (before.size() != slots_.size()) return Difference::Shape;
+        factor = 0.0f;
+        bool same = true, even = true;
+        for (std::size_t i = 0; i < slots_.size(); ++i) {
+            const LampSlot &a = before[i], &b = slots_[i];
+            if (a.mask != b.mask || a.bothSides != b.bothSides || a.byPower != b.byPower || !(a.lobe == b.lobe) ||
+                (a.weight > 0.0f) != (b.weight > 0.0f)) {
+                return Difference::Shape;
             }
-            if (any) out_->portalInstances.push_back(i);
-            for (std::uint32_t p = 0; any && p < mesh.polygons; ++p) {
-                if (!shading_.materials[shading_.slotMaterials[first + mesh.material(p)]].portal) continue;
+            same = same && a == b;
+            if (!(a.weight > 0.0f)) continue;
+            const float ratio = b.weight / a.weight;
+            if (factor == 0.0f) factor = ratio;
+            even = even && std::abs(ratio - factor) <= 1e-6f * factor;
+        }
+        if (same) return Difference::None;
+        return even && factor > 1e-6f && factor < 1e6f ? Difference::Factor : Difference::Some;
+    }
+
+    /// The lights before with what is new in them; null: they have to be made anew.
+    std::shared_ptr<const Lights> revise(const std::shared_ptr<const Lights>& previous, const InstanceChange& change) {
+        float factor = 1.0f;
+        const Difference difference = compareSlots(previous->slots, factor);
+        if (difference == Difference::Shape) return nullptr;
+        std::vector<Portal> portals = collectPortals();
+        std::vector<std::uint32_t> moved;
+        for (const std::uint32_t i : change.moved) {
+            if (previous->emitterOf(i) != kNone) moved.push_back(previous->emitterOf(i));
+        }
+        std::vector<bool> dimmed;  // meshes whose slots changed
+        if (difference == Difference::Some) {
+            dimmed = dimmedMeshes(previous->slots);
+            std::vector<bool> listed(previous->emitters.size());
+            for (const std::uint32_t e : moved) listed[e] = true;
+            for (std::uint32_t e = 0; e < listed.size(); ++e) {
+                if (!listed[e] && dimmed[geometry_.instances[previous->emitters[e].instance].mesh]) moved.push_back(e);
+            }
+        }
+        if (difference == Difference::None && moved.empty() && portals == previous->portals) return previous;
+        std::size_t lamps = 0;
+        for (const std::uint32_t e : moved) lamps += lampsOf(*previous->sets[previous->emitters[e].set]);
+        // Small trees are made in no time, and better than they are mended.
+        const std::size_t all = previous->lamps.size();
+        const bool otherwise = lamps > 0 || (difference == Difference::Factor && factor != 1.0f);
+        if (otherwise && (all < 2048 || previous->tree.changes() + lamps > all / 16)) return nullptr;
+        out_ = std::make_shared<Lights>(*previous);
+        out_->portals = std::move(portals);
+        for (std::size_t mesh = 0; mesh < dimmed.size(); ++mesh) {
+            if (dimmed[mesh] && !refreshSet(mesh, *previous, moved)) return nullptr;
+        }
+        if (difference == Difference::Factor && factor != 1.0f) out_->tree = out_->tree.scaled(factor);
+        if (difference != Difference::None) out_->slots = std::move(slots_);
+        LightTree::Changes changes;
+        std::vector<float> areas;
+        for (const std::uint32_t e : moved) {
+            placeEmitter(e, areas, [&](std::uint32_t lamp, const LightBounds& b) { changes.emplace_back(lamp, b); });
+        }
+        if (!changes.empty()) out_->tree = out_->tree.with(changes);
+        if (!out_->tree.empty()) out_->bounds = out_->tree.bounds();
+        return out_;
+    }
+
+    std::vector<bool> dimmedMeshes(const std::vector<LampSlot>& before) const {
+        std::vector<bool> out(geometry_.meshes.size());
+        for (std::size_t m = 0; m < out.size(); ++m) {
+            const std::uint32_t first = geometry_.meshSlot[m];
+            for (std::uint32_t s = 0; s < geometry_.meshSlots[m]; ++s) {
+                out[m] = out[m] || !(before[first + s] == slots_[first + s]);
+            }
+        }
+        return out;
+    }
+
+    /// Another set for a mesh, where the slots are no longer as bright beside each other.
+    bool refreshSet(std::size_t mesh, const Lights& previous, const std::vector<std::uint32_t>& emitters) {
+        const auto uses = [&](std::uint32_t e) {
+            return geometry_.instances[previous.emitters[e].instance].mesh == mesh;
+        };
+        const auto it = std::find_if(emitters.begin(), emitters.end(), uses);
+        if (it == emitters.end()) return true;
+        const std::uint32_t index = previous.emitters[*it].set;
+        std::vector<SlotGlow> slots = glowOfMesh(mesh);
+        if (previous.sets[index]->slots == slots) return true;
+        auto set = makeSet(*geometry_.meshes[mesh], std::move(slots));
+        if (set->count != previous.sets[index]->count) return false;
+        out_->sets.edit(index) = std::move(set);
+        return true;
+    }
+
+    // Portals.
+
+    std::vector<Portal> collectPortals() const {
+        std::vector<Portal> portals;
+        if (std::none_of(slots_.begin(), slots_.end(), [](const LampSlot& s) { return s.portal; })) return portals;
+        std::vector<bool> any(geometry_.meshes.size());
+        for (std::size_t m = 0; m < any.size(); ++m) {
+            for (std::uint32_t s = 0; s < geometry_.meshSlots[m]; ++s) any[m] = any[m] || slotOf(m, s).portal;
+        }
+        for (const Instance& instance : geometry_.instances) {
+            const CompiledMesh& mesh = *geometry_.meshes[instance.mesh];
+            for (std::uint32_t p = 0; any[instance.mesh] && p < mesh.polygons; ++p) {
+                if (!slotOf(instance.mesh, mesh.material(p)).portal) continue;
                 const WorldPolygon world(instance, mesh, p);
-                const Float3 n = normalize(cross(world.first, world.second));
-                portals.push_back({world.origin, world.first, world.second, n, world.area, !world.parallelogram});
-                if (world.otherArea > 0.0f) {
-                    portals.push_back({world.otherOrigin, world.otherFirst, world.otherSecond,
-                                       normalize(cross(world.otherFirst, world.otherSecond)), world.otherArea, true});
+                for (std::uint32_t i = 0; i < world.count; ++i) {
+                    const LightShape& shape = world.parts[i];
+                    portals.push_back(
+                        {shape.origin, shape.first, shape.second, shape.normal, shape.area, shape.triangle()});
                 }
                 if (portals.size() > 16 * kMaxPortals) keepLargest(portals);
             }
         }
         std::erase_if(portals, [](const Portal& p) { return !(p.area > 0.0f) || !std::isfinite(p.area); });
         keepLargest(portals);
+        return portals;
     }
 
     static void keepLargest(std::vector<Portal>& portals) {
@@ -247,106 +256,152 @@ private:
         portals.resize(kMaxPortals);
     }
 
-    void collectSets(const SetsByMesh& ready) {
-        meshSet_.assign(geometry_.meshes.size(), kNone);
-        for (std::size_t i = 0; i < geometry_.meshes.size(); ++i) {
-            const std::size_t count = geometry_.meshSlots[i];
-            float most = 0.0f;
-            bool any = false;
-            for (std::size_t s = 0; s < count; ++s) {
-                const Glow& g = slotGlow(i, s);
-                most = std::max(most, g.luminance);
-                any = any || g.mask != 0 || g.byPower;
-            }
-            if (!any) continue;
-            std::vector<SlotGlow> slots(count);
-            for (std::size_t s = 0; s < count; ++s) {
-                const Glow& g = slotGlow(i, s);
-                // What is never chosen has an area all the same, by which its power is shared.
-                const auto mask = static_cast<std::uint16_t>(g.mask || g.byPower ? std::max<int>(g.mask, 1) : 0);
-                slots[s] = {most > 0.0f ? g.luminance / most : 0.0f, mask, g.bothSides};
-            }
-            std::shared_ptr<const EmitterSet> set;
-            const auto known = ready.find(geometry_.meshes[i].get());
-            if (known != ready.end() && known->second->slots == slots) {
-                set = known->second;
-            } else {
-                set = makeSet(*geometry_.meshes[i], std::move(slots));
-            }
-            if (set->polygons.empty()) continue;
-            meshSet_[i] = static_cast<std::uint32_t>(out_->sets.size());
-            out_->polygons += set->polygons.size();
-            out_->sets.push_back(std::move(set));
+    // Sets and emitters.
+
+    std::vector<SlotGlow> glowOfMesh(std::size_t mesh) const {
+        const std::size_t count = geometry_.meshSlots[mesh];
+        float most = 0.0f;
+        for (std::size_t s = 0; s < count; ++s) most = std::max(most, slotOf(mesh, s).weight);
+        std::vector<SlotGlow> slots(count);
+        for (std::size_t s = 0; s < count; ++s) {
+            const LampSlot& g = slotOf(mesh, s);
+            // What is never chosen has an area all the same, by which its power is shared.
+            const auto mask = static_cast<std::uint16_t>(g.mask || g.byPower ? std::max<int>(g.mask, 1) : 0);
+            slots[s] = {most > 0.0f ? g.weight / most : 0.0f, mask, g.bothSides};
         }
+        return slots;
     }
 
+    void collectSets(const SetsByMesh& ready) {
+        meshSet_.assign(geometry_.meshes.size(), kNone);
+        std::vector<std::shared_ptr<const EmitterSet>> sets;
+        for (std::size_t i = 0; i < geometry_.meshes.size(); ++i) {
+            bool any = false;
+            for (std::size_t s = 0; s < geometry_.meshSlots[i]; ++s) {
+                any = any || slotOf(i, s).mask != 0 || slotOf(i, s).byPower;
+            }
+            if (!any) continue;
+            std::vector<SlotGlow> slots = glowOfMesh(i);
+            const auto known = ready.find(geometry_.meshes[i].get());
+            const bool kept = known != ready.end() && known->second->slots == slots;
+            auto set = kept ? known->second : makeSet(*geometry_.meshes[i], std::move(slots));
+            if (set->count == 0) continue;
+            meshSet_[i] = static_cast<std::uint32_t>(sets.size());
+            out_->polygons += set->count;
+            sets.push_back(std::move(set));
+        }
+        out_->sets = SharedTable<std::shared_ptr<const EmitterSet>, 6>(sets.size());
+        for (std::size_t i = 0; i < sets.size(); ++i) out_->sets.edit(i) = std::move(sets[i]);
+    }
+
+    static std::uint32_t lampsOf(const EmitterSet& set) { return set.large() ? 1 : set.firstShape.back(); }
+
     void collectInstances() {
-        std::uint32_t shares = 0;
-        out_->instanceEmitter.assign(geometry_.instances.size(), kNone);
+        std::uint32_t shares = 0, lamps = 0;
+        auto list = std::make_shared<std::vector<std::uint32_t>>(geometry_.instances.size(), kNone);
+        std::vector<Emitter> emitters;
         for (std::uint32_t i = 0; i < geometry_.instances.size(); ++i) {
             const std::uint32_t mesh = geometry_.instances[i].mesh, set = meshSet_[mesh];
             if (set == kNone) continue;
-            Emitter e;
-            e.instance = i;
-            e.set = set;
+            Emitter e{i, set, lamps, kNone};
+            lamps += lampsOf(*out_->sets[set]);
             for (std::size_t s = 0; s < geometry_.meshSlots[mesh]; ++s) {
-                if (slotGlow(mesh, s).byPower) e.firstShare = shares;
+                if (slotOf(mesh, s).byPower) e.firstShare = shares;
             }
             if (e.firstShare != kNone) shares += geometry_.meshSlots[mesh];
-            out_->instanceEmitter[i] = static_cast<std::uint32_t>(out_->emitters.size());
-            out_->emitters.push_back(e);
+            (*list)[i] = static_cast<std::uint32_t>(emitters.size());
+            emitters.push_back(e);
         }
-        out_->powerShares.assign(shares, 0.0f);
-        out_->bounds.resize(out_->emitters.size());
+        if (emitters.empty()) return;
+        out_->instanceEmitter = std::move(list);
+        out_->emitters = SharedTable<Emitter, 8>(emitters.size());
+        for (std::size_t i = 0; i < emitters.size(); ++i) out_->emitters.edit(i) = emitters[i];
+        out_->lamps = SharedTable<Lamp, 6>(lamps);
+        out_->powerShares = SharedTable<float, 8>(shares);
     }
 
-    void fillInstances() {
-        tbb::parallel_for(tbb::blocked_range<std::size_t>(0, out_->emitters.size(), 256), [&](const auto& range) {
-            std::vector<float> areas;
-            for (std::size_t i = range.begin(); i != range.end(); ++i) fillInstance(i, areas);
-        });
-    }
-
-    void fillInstance(std::size_t index, std::vector<float>& areas) {
-        Emitter& e = out_->emitters[index];
+    /// Fills in the lamps of an emitter; `tell` gets the bounds of each. Reads the slots from where build() and
+    /// revise() have put them.
+    template <typename Tell>
+    void placeEmitter(std::size_t index, std::vector<float>& areas, Tell tell) {
+        const Emitter& e = out_->emitters[index];
         const Instance& instance = geometry_.instances[e.instance];
         const EmitterSet& set = *out_->sets[e.set];
-        const float scale = evenScale(instance.toWorld);
-        worldAreas(instance, *geometry_.meshes[instance.mesh], set, scale, areas);
-        double power = 0.0;
-        for (std::size_t s = 0; s < areas.size(); ++s) {
-            const Glow& g = slotGlow(instance.mesh, s);
-            if (!(areas[s] > 0.0f)) continue;
-            const float share = g.byPower ? 1.0f / (kPi * areas[s]) : 1.0f;
-            if (e.firstShare != kNone) out_->powerShares[e.firstShare + s] = share;
-            power += static_cast<double>(g.luminance * share * areas[s]);
+        const LampSlot* slots = &out_->slots[geometry_.meshSlot[instance.mesh]];
+        if (set.large()) {
+            placeLarge(index, e, instance, set, slots, areas, tell);
+            return;
         }
-        if (set.polygons.size() > 1) e.toObject = inverse(instance.toWorld);
-        out_->bounds[index] = worldBounds(set.tree.bounds(), instance, scale, static_cast<float>(power));
+        const CompiledMesh& mesh = *geometry_.meshes[instance.mesh];
+        areas.assign(geometry_.meshSlots[instance.mesh], 0.0f);
+        for (std::uint32_t place = 0; place < set.count; ++place) {
+            const std::uint32_t polygon = set.polygon(place), slot = mesh.material(polygon);
+            const WorldPolygon world(instance, mesh, polygon);
+            for (std::uint32_t i = 0; i < world.count; ++i) {
+                Lamp& lamp = out_->lamps.edit(e.firstLamp + set.firstShape[place] + i);
+                lamp.shape = world.parts[i];
+                lamp.emitter = static_cast<std::uint32_t>(index);
+                lamp.polygon = polygon;
+                lamp.slot = geometry_.meshSlot[instance.mesh] + slot;
+                lamp.share = e.firstShare == kNone ? kNone : e.firstShare + slot;
+                areas[slot] += lamp.shape.area;
+            }
+        }
+        shareOut(e, slots, areas);
+        for (std::uint32_t l = e.firstLamp; l < e.firstLamp + set.firstShape.back(); ++l) {
+            const Lamp& lamp = out_->lamps[l];
+            const LampSlot& slot = out_->slots[lamp.slot];
+            const float share = slot.byPower ? out_->powerShares[lamp.share] : 1.0f;
+            LightBounds b = shapeBounds(lamp.shape, slot, slot.weight * share);
+            aim(b, slot.lobe, instance);
+            tell(l, b);
+        }
     }
 
-    bool samePlaces(const Lights& previous) const {
-        if (previous.bounds.size() != out_->bounds.size()) return false;
-        for (std::size_t i = 0; i < out_->bounds.size(); ++i) {
-            const LightBounds &a = previous.bounds[i], &b = out_->bounds[i];
-            if (a.center != b.center || a.radius != b.radius) return false;
+    template <typename Tell>
+    void placeLarge(std::size_t index, const Emitter& e, const Instance& instance, const EmitterSet& set,
+                    const LampSlot* slots, std::vector<float>& areas, Tell tell) {
+        const float scale = evenScale(instance.toWorld);
+        worldAreas(instance, *geometry_.meshes[instance.mesh], set, scale, areas);
+        shareOut(e, slots, areas);
+        double power = 0.0;
+        for (std::size_t s = 0; s < areas.size(); ++s) {
+            const float share = slots[s].byPower ? out_->powerShares[e.firstShare + s] : 1.0f;
+            power += static_cast<double>(slots[s].weight * share * areas[s]);
         }
-        return true;
+        out_->lamps.edit(e.firstLamp).emitter = static_cast<std::uint32_t>(index);
+        LightBounds b = worldBounds(set.tree.bounds(), instance, scale, static_cast<float>(power));
+        // Of several slots that shine in beams of their own there is no telling.
+        const auto shines = [&](const LampSlot& slot) { return slot.weight > 0.0f; };
+        if (std::count_if(slots, slots + areas.size(), shines) == 1) {
+            aim(b, std::find_if(slots, slots + areas.size(), shines)->lobe, instance);
+        }
+        tell(e.firstLamp, b);
+    }
+
+    void shareOut(const Emitter& e, const LampSlot* slots, const std::vector<float>& areas) {
+        if (e.firstShare == kNone) return;
+        for (std::size_t s = 0; s < areas.size(); ++s) {
+            const bool shining = slots[s].byPower && areas[s] > 0.0f;
+            out_->powerShares.edit(e.firstShare + s) = shining           ? kRadianceOfPower / areas[s]
+                                                       : areas[s] > 0.0f ? 1.0f
+                                                                         : 0.0f;
+        }
     }
 
     const Geometry& geometry_;
-    const Shading& shading_;
-    std::vector<Glow> glow_;              ///< of each material
+    std::vector<LampSlot> slots_;
     std::vector<std::uint32_t> meshSet_;  ///< of each mesh, kNone: nothing of it shines
-    std::shared_ptr<Lights> out_ = std::make_shared<Lights>();
+    std::shared_ptr<Lights> out_;
 };
 
 }  // namespace
 
 std::shared_ptr<const Lights> compileLights(const Geometry& geometry, const Shading& shading,
                                             const std::shared_ptr<const Geometry>& previousGeometry,
-                                            const std::shared_ptr<const Lights>& previous) {
-    return LightCompiler(geometry, shading).compile(previousGeometry.get(), previous.get());
+                                            const std::shared_ptr<const Lights>& previous,
+                                            const InstanceChange& change) {
+    return LightCompiler(geometry, shading).compile(previousGeometry.get(), previous, change);
 }
 
 }  // namespace Lumora::engine

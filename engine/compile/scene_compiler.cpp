@@ -17,12 +17,6 @@ bool sameSlots(const Geometry& a, const Geometry& b) {
     return a.slots == b.slots && a.meshSlot == b.meshSlot && a.meshSlots == b.meshSlots && a.toonLights == b.toonLights;
 }
 
-/// Whether what shines, or lets light in, stands where it stood.
-bool lightsStand(const Lights& lights, const InstanceChange& change) {
-    return change.sameList && std::none_of(change.moved.begin(), change.moved.end(),
-                                           [&](std::uint32_t i) { return lights.dependOn(i); });
-}
-
 /// The kernel's distance must suit the scene: one that was meant for a house swallows a coin.
 float usableEpsilon(float wanted, float radius) {
     return std::clamp(wanted, 0.0f, std::min(1e-4f, 2e-5f * radius));
@@ -147,11 +141,14 @@ RenderScenePtr SceneCompiler::build(const SceneDelta& delta) {
         scene->geometry = oldGeometry;
     }
     scene->shading = shading(delta, *scene->geometry);
-    const bool lightsStay = old && scene->shading->lights == old->shading->lights &&
-                            (scene->geometry == oldGeometry || lightsStand(*old->lights, geometry_->change()));
-    scene->lights = lightsStay
-                        ? old->lights
-                        : compileLights(*scene->geometry, *scene->shading, oldGeometry, old ? old->lights : nullptr);
+    if (old && scene->shading->lights == old->shading->lights && scene->geometry == oldGeometry) {
+        scene->lights = old->lights;
+    } else {
+        InstanceChange change;
+        change.sameList = scene->geometry == oldGeometry;
+        scene->lights = compileLights(*scene->geometry, *scene->shading, oldGeometry, old ? old->lights : nullptr,
+                                      change.sameList ? change : geometry_->change());
+    }
     buildEnvironments(*target, *scene);
     scene->kernel.rayEpsilon = usableEpsilon(scene->kernel.rayEpsilon, scene->geometry->radius);
     return scene;

@@ -1,8 +1,7 @@
 #include "engine/render/atmosphere.h"
 
+#include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
-
-#include <mutex>
 
 #include "engine/render/spectrum.h"
 
@@ -46,41 +45,34 @@ bool meetsGround(float r, float cosine, float& distance) {
     return true;
 }
 
-/// Columns of air, haze and ozone from a height to the top, by height and cosine. They know no wavelength and no
-/// turbidity, so one table serves all. Rays that meet the ground have none.
-class ColumnTable {
-public:
-    static const ColumnTable& get() {
-        static const ColumnTable table;
-        return table;
-    }
-    Float3 at(float height, float cosine) const {
-        const float r = kGround + std::clamp(height, 0.0f, kTop - kGround);
-        const float horizon = std::sqrt(kTop * kTop - kGround * kGround);
-        const float rho = std::sqrt(std::max(0.0f, r * r - kGround * kGround));
-        const float d = toSphere(r, cosine, kTop), least = kTop - r, most = rho + horizon;
-        const float x = clamp01((d - least) / std::max(most - least, 1e-6f)) * (kCosines - 1);
-        const float y = clamp01(rho / horizon) * (kHeights - 1);
-        const int i = std::min(static_cast<int>(x), kCosines - 2), j = std::min(static_cast<int>(y), kHeights - 2);
-        const float fx = x - static_cast<float>(i), fy = y - static_cast<float>(j);
-        return lerp(lerp(cell(i, j), cell(i + 1, j), fx), lerp(cell(i, j + 1), cell(i + 1, j + 1), fx), fy);
-    }
+/// Where tables of what lies between a point and the top are looked up, by height and by distance to the top: rays that
+/// graze the ground, along which most changes, lie far apart in them. Rays that meet the ground have no place.
+struct PlaceInTable {
+    static constexpr int kCosines = 256, kHeights = 64;
+    std::size_t cell = 0;
+    float x = 0.0f, y = 0.0f;
 
-private:
-    static constexpr int kCosines = 128, kHeights = 48;
-    ColumnTable() : cells_(kCosines * kHeights) {
-        const float horizon = std::sqrt(kTop * kTop - kGround * kGround);
-        for (int j = 0; j < kHeights; ++j) {
-            const float rho = horizon * static_cast<float>(j) / (kHeights - 1);
-            const float r = std::sqrt(rho * rho + kGround * kGround), least = kTop - r, most = rho + horizon;
-            for (int i = 0; i < kCosines; ++i) {
-                const float d = least + (most - least) * static_cast<float>(i) / (kCosines - 1);
-                const float cosine = d > 0.0f ? (horizon * horizon - rho * rho - d * d) / (2.0f * r * d) : 1.0f;
-                cells_[static_cast<std::size_t>(j * kCosines + i)] = march(r, std::clamp(cosine, -1.0f, 1.0f), d);
-            }
-        }
+    PlaceInTable(float height, float cosine) {
+        const float r = kGround + std::clamp(height, 0.0f, kTop - kGround);
+        const float rho = std::sqrt(std::max(0.0f, r * r - kGround * kGround));
+        const float d = toSphere(r, cosine, kTop), least = kTop - r, most = rho + horizon();
+        x = clamp01((d - least) / std::max(most - least, 1e-6f)) * (kCosines - 1);
+        y = clamp01(rho / horizon()) * (kHeights - 1);
+        const int i = std::min(static_cast<int>(x), kCosines - 2), j = std::min(static_cast<int>(y), kHeights - 2);
+        x -= static_cast<float>(i);
+        y -= static_cast<float>(j);
+        cell = static_cast<std::size_t>(j * kCosines + i);
     }
-    static Float3 march(float r, float cosine, float distance) {
+    static float horizon() {
+        static const float distance = std::sqrt(kTop * kTop - kGround * kGround);
+        return distance;
+    }
+};
+
+/// Columns of air, haze and ozone from a height to the top. They know no wavelength and no turbidity, so one table
+/// serves all.
+const std::vector<Float3>& columns() {
+    const auto march = [](float r, float cosine, float distance) {
         Float3 sum;
         constexpr int kSteps = 64;
         float before = 0.0f;
@@ -92,15 +84,38 @@ private:
             before = t;
         }
         return sum;
-    }
-    Float3 cell(int i, int j) const { return cells_[static_cast<std::size_t>(j * kCosines + i)]; }
-    std::vector<Float3> cells_;
-};
+    };
+    static const std::vector<Float3> table = [&] {
+        constexpr int kCosines = PlaceInTable::kCosines, kHeights = PlaceInTable::kHeights;
+        std::vector<Float3> cells(kCosines * kHeights);
+        const float horizon = PlaceInTable::horizon();
+        tbb::parallel_for(0, kHeights, [&](int j) {
+            const float rho = horizon * static_cast<float>(j) / (kHeights - 1);
+            const float r = std::sqrt(rho * rho + kGround * kGround), least = kTop - r, most = rho + horizon;
+            for (int i = 0; i < kCosines; ++i) {
+                const float d = least + (most - least) * static_cast<float>(i) / (kCosines - 1);
+                const float cosine = d > 0.0f ? (horizon * horizon - rho * rho - d * d) / (2.0f * r * d) : 1.0f;
+                cells[static_cast<std::size_t>(j * kCosines + i)] = march(r, std::clamp(cosine, -1.0f, 1.0f), d);
+            }
+        });
+        return cells;
+    }();
+    return table;
+}
 
 /// The sun's spectrum up to a factor: near enough to a black body of 5778 kelvin.
 float sunSpectrum(int i) {
     const double um = static_cast<double>(wavelength(i)) * 1e-3;
     return static_cast<float>(std::pow(um, -5.0) / std::expm1(14387.77 / (um * 5778.0)));
+}
+
+/// Between four cells of a table: two beside each other in each row.
+inline Spectrum blend(const Spectrum* low, const Spectrum* high, float x, float y, float factor) {
+    const float a = (1.0f - x) * (1.0f - y) * factor, b = x * (1.0f - y) * factor;
+    const float c = (1.0f - x) * y * factor, d = x * y * factor;
+    Spectrum s;
+    for (int w = 0; w < Spectrum::kCount; ++w) s[w] = low[0][w] * a + low[1][w] * b + high[0][w] * c + high[1][w] * d;
+    return s;
 }
 
 float airPhase(float cosine) {
@@ -159,6 +174,7 @@ Atmosphere::Atmosphere(float turbidity) {
         hazeScatter_[i] = haze_[i] * kHazeAlbedo;
         ozone_[i] = kOzone[static_cast<std::size_t>(i)] * 1e-25f * kOzoneMolecules * 1e3f;
     }
+    buildTransmittance();
     buildMultiple();
 }
 
@@ -196,12 +212,17 @@ Atmosphere::Coefficients Atmosphere::at(float height) const {
     return c;
 }
 
-Spectrum Atmosphere::transmittanceOf(Float3 columns) const {
-    Spectrum t;
-    for (int i = 0; i < Spectrum::kCount; ++i) {
-        t[i] = std::exp(-(air_[i] * columns.x + haze_[i] * columns.y + ozone_[i] * columns.z));
-    }
-    return t;
+void Atmosphere::buildTransmittance() {
+    const std::vector<Float3>& cells = columns();
+    transmittance_.resize(cells.size());
+    tbb::parallel_for(tbb::blocked_range<std::size_t>(0, cells.size(), 256), [&](const auto& range) {
+        for (std::size_t c = range.begin(); c != range.end(); ++c) {
+            for (int i = 0; i < Spectrum::kCount; ++i) {
+                transmittance_[c][i] =
+                    std::exp(-(air_[i] * cells[c].x + haze_[i] * cells[c].y + ozone_[i] * cells[c].z));
+            }
+        }
+    });
 }
 
 Spectrum Atmosphere::sunTransmittance(float height, float cosine) const {
@@ -210,9 +231,9 @@ Spectrum Atmosphere::sunTransmittance(float height, float cosine) const {
     const float horizon = -std::sqrt(std::max(0.0f, 1.0f - (kGround / r) * (kGround / r)));
     const float shown = clamp01((cosine - horizon) / 0.01f + 0.5f);
     if (!(shown > 0.0f)) return {};
-    Spectrum t = transmittanceOf(ColumnTable::get().at(height, std::max(cosine, horizon)));
-    for (float& v : t.v) v *= shown;
-    return t;
+    const PlaceInTable place(height, std::max(cosine, horizon));
+    const Spectrum* t = &transmittance_[place.cell];
+    return blend(t, t + PlaceInTable::kCosines, place.x, place.y, shown);
 }
 
 void Atmosphere::buildMultiple() {
@@ -277,37 +298,50 @@ Spectrum Atmosphere::multiple(float height, float sunCosine) const {
     const int i = static_cast<int>(cx), j = static_cast<int>(cy);
     const float fx = cx - static_cast<float>(i), fy = cy - static_cast<float>(j);
     const Spectrum* m = &multiple_[static_cast<std::size_t>(j * kCosines + i)];
-    Spectrum s;
-    for (int w = 0; w < Spectrum::kCount; ++w) {
-        s[w] = lerp(lerp(m[0][w], m[1][w], fx), lerp(m[kCosines][w], m[kCosines + 1][w], fx), fy);
-    }
-    return s;
+    return blend(m, m + kCosines, fx, fy, 1.0f);
 }
 
-Atmosphere::View Atmosphere::view(Float3 direction, Float3 sun) const {
+Atmosphere::Ray Atmosphere::ray(float height) const {
     const float r = kGround + kViewerHeight;
-    View v;
-    float distance = toSphere(r, direction.y, kTop);
-    v.ground = meetsGround(r, direction.y, distance);
-    const float phase = airPhase(dot(direction, sun));
-    v.transmittance = Spectrum::constant(1.0f);
-    constexpr int kSteps = 32;
+    Ray ray;
+    float distance = toSphere(r, height, kTop);
+    ray.ground = meetsGround(r, height, distance);
+    ray.transmittance = Spectrum::constant(1.0f);
     float before = 0.0f;
-    for (int step = 1; step <= kSteps; ++step) {
-        const float f = static_cast<float>(step) / kSteps, t = distance * f * f;
-        const float middle = 0.5f * (before + t), length = t - before;
+    for (int i = 0; i < Ray::kSteps; ++i) {
+        Ray::Step& step = ray.steps[static_cast<std::size_t>(i)];
+        const float f = static_cast<float>(i + 1) / Ray::kSteps, t = distance * f * f, length = t - before;
+        step.middle = 0.5f * (before + t);
+        step.radius = std::sqrt(step.middle * step.middle + 2.0f * r * height * step.middle + r * r);
         before = t;
-        const Float3 p = Float3{0, r, 0} + direction * middle;
-        const float pr = std::sqrt(dot(p, p)), h = pr - kGround, cosine = dot(p, sun) / pr;
-        const Coefficients k = at(h);
-        const Spectrum light = sunTransmittance(h, cosine), more = multiple(h, cosine);
+        const Coefficients k = at(step.radius - kGround);
         for (int w = 0; w < Spectrum::kCount; ++w) {
             const float e = std::max(k.extinction[w], 1e-9f), passed = std::exp(-e * length);
-            const float gathered = v.transmittance[w] * (1.0f - passed) / e * sunlight()[w];
-            v.air[w] +=
-                gathered * (k.scatterAir[w] * phase * light[w] + (k.scatterAir[w] + k.scatterHaze[w]) * more[w]);
-            v.haze[w] += gathered * k.scatterHaze[w] * light[w];
-            v.transmittance[w] *= passed;
+            const float gathered = ray.transmittance[w] * (1.0f - passed) / e * sunlight()[w];
+            step.air[w] = gathered * k.scatterAir[w];
+            step.haze[w] = gathered * k.scatterHaze[w];
+            ray.transmittance[w] *= passed;
+        }
+    }
+    return ray;
+}
+
+const std::vector<Atmosphere::Ray>& Atmosphere::rays(int rows, float (*heightOf)(int row)) const {
+    std::call_once(raysMade_, [&] {
+        for (int i = 0; i < rows; ++i) rays_.push_back(ray(heightOf(i)));
+    });
+    return rays_;
+}
+
+Atmosphere::View Atmosphere::view(const Ray& ray, float sunHeight, float along) const {
+    const float r = kGround + kViewerHeight, phase = airPhase(along);
+    View v;
+    for (const Ray::Step& step : ray.steps) {
+        const float height = step.radius - kGround, cosine = (r * sunHeight + step.middle * along) / step.radius;
+        const Spectrum light = sunTransmittance(height, cosine), more = multiple(height, cosine);
+        for (int w = 0; w < Spectrum::kCount; ++w) {
+            v.air[w] += step.air[w] * phase * light[w] + (step.air[w] + step.haze[w]) * more[w];
+            v.haze[w] += step.haze[w] * light[w];
         }
     }
     return v;

@@ -9,6 +9,7 @@
 
 #include <array>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 #include "engine/render/vec.h"
@@ -51,10 +52,27 @@ public:
     struct View {
         Spectrum air;   ///< by air, and by all orders but the first
         Spectrum haze;  ///< first order by haze, before the phase function
-        Spectrum transmittance;
-        bool ground = false;  ///< the ray ends on the ground
     };
-    View view(Float3 direction, Float3 sun) const;
+    /// What a view ray from near the ground passes through, whatever its azimuth and wherever the sun is.
+    class Ray {
+    public:
+        Spectrum transmittance;  ///< of all of it
+        bool ground = false;     ///< it ends on the ground
+
+    private:
+        friend class Atmosphere;
+        static constexpr int kSteps = 32;
+        struct Step {
+            float middle = 0.0f, radius = 0.0f;
+            Spectrum air, haze;  ///< share of sunlight that reaches the step and comes back along the ray from it
+        };
+        std::array<Step, kSteps> steps;
+    };
+    Ray ray(float height) const;  ///< `height`: of the direction, its y
+    /// The rays of the rows of a table, by the height of each row: made once. Any thread.
+    const std::vector<Ray>& rays(int rows, float (*heightOf)(int row)) const;
+    /// The light that comes along a ray. `sunHeight`: the sun's y; `along`: cosine between ray and sun.
+    View view(const Ray& ray, float sunHeight, float along) const;
 
     /// Phase function of haze.
     static float hazePhase(float cosine);
@@ -66,9 +84,13 @@ private:
     Coefficients at(float height) const;
     Spectrum multiple(float height, float sunCosine) const;
     void buildMultiple();
-    Spectrum transmittanceOf(Float3 columns) const;
+
+    void buildTransmittance();
+    mutable std::once_flag raysMade_;
+    mutable std::vector<Ray> rays_;
 
     static constexpr int kHeights = 8, kCosines = 32;
+    std::vector<Spectrum> transmittance_;        ///< to the top, as the table of columns has it
     Spectrum air_, haze_, hazeScatter_, ozone_;  ///< coefficients for each kilometre at full density
     std::vector<Spectrum> multiple_;
 };

@@ -42,6 +42,7 @@ public:
     /// A point and its density with respect to the square's area.
     Float2 sample(Float2 u, float& pdf) const;
     float pdf(Float2 p) const;
+    std::size_t bytes() const { return (rowCdf_.size() + cdf_.size()) * sizeof(float); }
 
 private:
     std::uint32_t width_ = 0, height_ = 0;

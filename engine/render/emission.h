@@ -20,11 +20,15 @@ constexpr std::uint32_t lightIdBit(int id) {
 /// The rays that may meet an emitter, by what the last surface did with them.
 enum class RayKind : std::uint8_t { Camera, Diffuse, Specular, Refraction };  ///< Specular: glossy, too
 
+/// Radiance of a square metre of an emitter that shines by a power of one: a small flat one lights a white surface that
+/// faces it from two metres to a radiance of one.
+inline constexpr float kRadianceOfPower = 4.0f * kPi;
+
 struct Emission {
-    TextureId color = kNoTexture;         ///< times `scale`: radiance, or with `byPower` the flux of each side
+    TextureId color = kNoTexture;         ///< times `scale`: radiance, or with `byPower` the power of each side
     TextureId distribution = kNoTexture;  ///< factor over the directions of light; kNoTexture: the same in all
     Float3 scale{1, 1, 1};
-    bool byPower = false;       ///< in watts, shared by the whole area that an instance has of the material
+    bool byPower = false;       ///< `scale` is shared by the whole area that an instance has of the material
     bool doubleSided = true;    ///< the backs of polygons shine too
     bool onDiffuse = true;      ///< lights diffuse reflection
     bool onSpecular = true;     ///< lights glossy and specular reflection, and is seen in it

@@ -3,17 +3,15 @@
 namespace Lumora::engine {
 
 std::uint32_t EmitterSet::find(std::uint32_t polygon) const {
-    if (whole) return polygon;
+    if (polygons.empty()) return polygon;
     const auto it = std::lower_bound(polygons.begin(), polygons.end(), polygon);
     return it != polygons.end() && *it == polygon ? static_cast<std::uint32_t>(it - polygons.begin()) : ~0u;
 }
 
 std::uint32_t EmitterSet::sample(const LightReceiver& at, double& u, float& probability) const {
-    std::uint32_t leaf = 0;
-    probability = 1.0f;
-    if (tree.size() > 1) leaf = tree.sample(at, u, probability);
+    const std::uint32_t leaf = tree.sample(at, u, probability);
     if (perLeaf == 1 || !(probability > 0.0f)) return leaf;
-    const std::size_t first = std::size_t{leaf} * perLeaf, last = std::min(first + perLeaf, polygons.size());
+    const std::size_t first = std::size_t{leaf} * perLeaf, last = std::min(first + perLeaf, count);
     double sum = 0.0;
     for (std::size_t i = first; i < last; ++i) sum += static_cast<double>(powers[i]);
     if (!(sum > 0.0)) {
@@ -36,9 +34,9 @@ std::uint32_t EmitterSet::sample(const LightReceiver& at, double& u, float& prob
 
 float EmitterSet::probability(const LightReceiver& at, std::uint32_t place) const {
     const std::uint32_t leaf = place / perLeaf;
-    const float chance = tree.size() > 1 ? tree.probability(at, leaf) : 1.0f;
+    const float chance = tree.probability(at, leaf);
     if (perLeaf == 1 || !(chance > 0.0f)) return chance;
-    const std::size_t first = std::size_t{leaf} * perLeaf, last = std::min(first + perLeaf, polygons.size());
+    const std::size_t first = std::size_t{leaf} * perLeaf, last = std::min(first + perLeaf, count);
     double sum = 0.0;
     for (std::size_t i = first; i < last; ++i) sum += static_cast<double>(powers[i]);
     return sum > 0.0 ? chance * static_cast<float>(static_cast<double>(powers[place]) / sum) : 0.0f;

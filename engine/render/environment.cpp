@@ -3,6 +3,7 @@
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
 
+#include "engine/render/fast_math.h"
 #include "engine/render/sampling.h"
 
 namespace Lumora::engine {
@@ -11,21 +12,55 @@ namespace {
 
 /// Cells of the distribution and lookups along a cell's edge, by the largest image of the textures: every pixel counts.
 struct Grid {
-    std::uint32_t width = 256, lookups = 2;
+    std::uint32_t width = 256, lookups = 1;
 };
 
-Grid gridFor(const TextureTable& textures) {
+Grid gridFor(const TextureTable& textures, TextureId texture) {
     const std::uint32_t largest = textures.largestImage();
     Grid g;
-    if (largest > 0) g.width = largest <= 512 ? 512 : 1024;
-    g.lookups = std::clamp((largest + g.width - 1) / g.width, 2u, 8u);
+    if (texture != kNoTexture) g.lookups = 2;
+    if (largest == 0) return g;
+    g.width = largest <= 512 ? 512 : largest <= 1024 ? 1024 : largest < 8192 ? 2048 : 4096;
+    g.lookups = std::clamp((largest + g.width - 1) / g.width, 1u, 8u);
     return g;
+}
+
+/// A little of each cell for its neighbours: between the middles of two pixels an image is a blend of both, so what
+/// lies beside a very bright pixel is bright, too.
+void spread(std::vector<float>& cells, std::uint32_t width, std::uint32_t height, float share) {
+    const auto blur = [share](float before, float here, float after) {
+        return here * (1.0f - 2.0f * share) + (before + after) * share;
+    };
+    tbb::parallel_for(0u, height, [&](std::uint32_t y) {
+        float* row = &cells[std::size_t{y} * width];
+        const float first = row[0];
+        float before = row[width - 1];
+        for (std::uint32_t x = 0; x < width; ++x) {
+            const float here = row[x];
+            row[x] = blur(before, here, x + 1 < width ? row[x + 1] : first);
+            before = here;
+        }
+    });
+    tbb::parallel_for(tbb::blocked_range<std::uint32_t>(0, width, 64), [&](const auto& columns) {
+        std::vector<float> before(columns.size());
+        for (std::uint32_t y = 0; y < height; ++y) {
+            float* row = &cells[std::size_t{y} * width + columns.begin()];
+            for (std::size_t x = 0; x < columns.size(); ++x) {
+                const float here = row[x];
+                row[x] = blur(y > 0 ? before[x] : here, here, y + 1 < height ? row[x + width] : here);
+                before[x] = here;
+            }
+        }
+    });
 }
 
 }  // namespace
 
 Float2 directionToMap(Float3 d) {
-    return {0.5f + std::atan2(d.x, -d.z) * (0.5f * kInvPi), 1.0f - std::acos(std::clamp(d.y, -1.0f, 1.0f)) * kInvPi};
+    // The angle from straight up by both sides of its triangle: an arc cosine would lose what is close to the poles.
+    const float across = std::sqrt(d.x * d.x + d.z * d.z);
+    const float u = 0.5f + angleOf(-d.z, d.x) * (0.5f * kInvPi);
+    return {u >= 1.0f ? u - 1.0f : u, 1.0f - angleOf(d.y, across) * kInvPi};
 }
 
 Float3 mapToDirection(Float2 uv) {
@@ -33,13 +68,12 @@ Float3 mapToDirection(Float2 uv) {
     return {s * std::sin(phi), std::cos(theta), -s * std::cos(phi)};
 }
 
-Float3 EnvironmentSource::radiance(Float3 direction) const {
+Float3 EnvironmentSource::at(Float3 direction, Float2 uv) const {
     Float3 r = sky ? sky->radiance(direction) : Float3{};
     if (texture == kNoTexture) return r;
     if (textures.isConstant(texture)) return r + textures.nodes[texture].value;
     TextureContext at;
-    const Float2 uv = directionToMap(direction);
-    at.uv[0] = at.uv[1] = at.uv[2] = {uv.x, uv.y, 0.0f};
+    at.uv[0] = at.uv[1] = at.uv[2] = {uv.x, std::clamp(uv.y, poleMargin, 1.0f - poleMargin), 0.0f};
     at.worldPosition = at.objectPosition = at.worldNormal = at.objectNormal = at.shadingNormal = direction;
     at.view = direction;
     const Float3 t = textures.color(texture, at);
@@ -51,22 +85,28 @@ void EnvironmentSource::measure() {
         meanLuminance = texture == kNoTexture ? 0.0f : std::max(luminance(textures.nodes[texture].value), 0.0f);
         return;
     }
-    const Grid grid = gridFor(textures);
+    const std::uint32_t largest = textures.largestImage();
+    if (largest > 1) poleMargin = 1.0f / static_cast<float>(largest);
+    const Grid grid = gridFor(textures, texture);
     const std::uint32_t width = grid.width, height = width / 2, n = grid.lookups;
     std::vector<float> cells(static_cast<std::size_t>(width) * height);
+    std::vector<Float2> turns(static_cast<std::size_t>(width) * n);  // of the columns
+    const auto steps = static_cast<float>(turns.size());
+    for (std::size_t i = 0; i < turns.size(); ++i) {
+        const float phi = ((static_cast<float>(i) + 0.5f) / steps - 0.5f) * (2.0f * kPi);
+        turns[i] = {std::sin(phi), std::cos(phi)};
+    }
     tbb::parallel_for(tbb::blocked_range<std::uint32_t>(0, height), [&](const auto& rows) {
         for (std::uint32_t y = rows.begin(); y != rows.end(); ++y) {
-            for (std::uint32_t x = 0; x < width; ++x) {
-                float sum = 0.0f;
-                for (std::uint32_t k = 0; k < n * n; ++k) {
-                    const Float2 in = {(static_cast<float>(k % n) + 0.5f) / static_cast<float>(n),
-                                       (static_cast<float>(k / n) + 0.5f) / static_cast<float>(n)};
-                    const Float2 uv = {(static_cast<float>(x) + in.x) / static_cast<float>(width),
-                                       (static_cast<float>(y) + in.y) / static_cast<float>(height)};
-                    const float l = luminance(radiance(mapToDirection(uv)));
-                    sum += std::isfinite(l) ? std::max(l, 0.0f) * std::sin(uv.y * kPi) : 0.0f;
+            float* row = &cells[static_cast<std::size_t>(y) * width];
+            for (std::uint32_t line = y * n; line < (y + 1) * n; ++line) {
+                const float v = (static_cast<float>(line) + 0.5f) / static_cast<float>(height * n);
+                const float theta = (1.0f - v) * kPi, sine = std::sin(theta), cosine = std::cos(theta);
+                for (std::size_t i = 0; i < turns.size(); ++i) {
+                    const Float2 uv = {(static_cast<float>(i) + 0.5f) / steps, v};
+                    const float l = luminance(at({sine * turns[i].x, cosine, -sine * turns[i].y}, uv));
+                    row[i / n] += std::isfinite(l) ? std::max(l, 0.0f) * sine : 0.0f;
                 }
-                cells[static_cast<std::size_t>(y) * width + x] = sum;
             }
         }
     });
@@ -74,6 +114,7 @@ void EnvironmentSource::measure() {
     for (const float c : cells) sum += static_cast<double>(c);
     // Each cell has its share of the map, which is two pi by pi; the sphere has four pi.
     meanLuminance = static_cast<float>(sum / (static_cast<double>(n) * n * width * height) * 0.5 * kPi);
+    if (largest > 0) spread(cells, width, height, n == 1 ? 0.125f : 0.0625f);
     distribution = Distribution2D(cells, width, height);
 }
 

@@ -9,6 +9,10 @@
 
 namespace Lumora::engine {
 
+/// Equirectangular map: the middle of the map looks along -z, u grows to the right, v upwards.
+Float2 directionToMap(Float3 direction);
+Float3 mapToDirection(Float2 uv);
+
 /// All of an environment that its power and switches leave alone.
 struct EnvironmentSource {
     TextureTable textures;
@@ -18,9 +22,14 @@ struct EnvironmentSource {
     float meanLuminance = 0.0f;      ///< over all directions, without the sun's disc
 
     /// Without the sun's disc.
-    Float3 radiance(Float3 direction) const;
+    Float3 radiance(Float3 direction) const { return at(direction, directionToMap(direction)); }
     /// Fills in distribution and mean.
     void measure();
+
+private:
+    Float3 at(Float3 direction, Float2 uv) const;
+    /// Half a pixel: closer to a pole an image that is repeated would show the other pole's pixels.
+    float poleMargin = 0.0f;
 };
 
 struct Environment {
@@ -44,9 +53,5 @@ struct Environment {
     Float3 sample(Float2 u, Float3& direction, float& pdf) const;
     float pdf(Float3 direction) const;
 };
-
-/// Equirectangular map: the middle of the map looks along -z, u grows to the right, v upwards.
-Float2 directionToMap(Float3 direction);
-Float3 mapToDirection(Float2 uv);
 
 }  // namespace Lumora::engine

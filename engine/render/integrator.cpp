@@ -101,6 +101,8 @@ Float3 Integrator::directLight(const Surface& surface, const LightQuery& query, 
     if (!light.castsShadows) return value;
     const Float3 origin = above ? query.position : surface.position - surface.normal * surface.offset;
     float reach = light.distance * (1.0f - 0x1p-13f);
+    // The distance is from above the surface; a ray from below it is that much shorter.
+    if (!above) reach -= 2.0f * surface.offset;
     if (occlusionOnly_ && light.environment) reach = scene_.kernel.aoDistance;
     return value * transmittance({origin, light.direction, 0.0f, reach});
 }

@@ -1,6 +1,5 @@
 #include "engine/render/lights.h"
 
-#include "engine/render/mix.h"
 #include "engine/render/portals.h"
 #include "engine/render/sampling.h"
 #include "engine/render/world_polygon.h"
@@ -14,161 +13,94 @@ LightReceiver worldReceiver(const LightQuery& query) {
 }
 
 /// The same place in the space of an emitter's mesh. Which side of a plane a point is on survives any affine map.
-LightReceiver objectReceiver(const LightQuery& query, const Emitter& emitter, const Instance& instance) {
+LightReceiver objectReceiver(const LightQuery& query, const Instance& instance) {
     const Float3 n = query.normal;
     const Float3 normal = normalize({dot(column(instance.toWorld, 0), n), dot(column(instance.toWorld, 1), n),
                                      dot(column(instance.toWorld, 2), n)});
-    return {transformPoint(emitter.toObject, query.position), normal, query.bothSides, query.mask};
+    // The rows of the inverse are those of the transform of normals over the determinant.
+    const NormalTransform& rows = instance.normalToWorld;
+    const Float3 d = query.position - column(instance.toWorld, 3);
+    const float scale = 1.0f / std::abs(determinant(instance.toWorld));
+    return {Float3{dot(rows.x, d), dot(rows.y, d), dot(rows.z, d)} * scale, normal, query.bothSides, query.mask};
 }
 
-/// Radiance for each watt or for each unit of radiance.
-float shareOf(const RenderScene& scene, const Emission& emission, const Surface& surface) {
-    if (!emission.byPower) return 1.0f;
-    const std::uint32_t index = scene.lights->emitterOf(surface.at.instance);
-    if (index == kNone) return 1.0f;
-    const Emitter& emitter = scene.lights->emitters[index];
-    if (emitter.firstShare == kNone) return 1.0f;
-    const CompiledMesh& mesh = *scene.geometry->meshes[scene.geometry->instances[emitter.instance].mesh];
-    return scene.lights->powerShares[emitter.firstShare + mesh.material(surface.at.polygon)];
+LightChances chancesOf(const LightChoice& choice, const LightQuery& query) {
+    return query.chances.known ? query.chances : choice.chancesAt(query);
 }
 
-/// Where a distribution is looked up: its texture sees the direction of the light as a point of the unit sphere. In
-/// texture coordinates the lower edge of the picture is where the front of the surface looks.
-TextureContext distributionContext(const RenderScene& scene, const Surface& surface, Float3 outgoing) {
-    TextureContext at;
-    at.scene = &scene;
-    at.instance = surface.at.instance;
-    at.polygon = surface.at.polygon;
-    at.frontFace = surface.front;
-    at.worldPosition = at.worldNormal = at.shadingNormal = outgoing;
-    Float3 local = outgoing;
-    const Float3 front = surface.front ? surface.normal : -surface.normal;
-    Float3 reference{1, 0, 0};
-    if (surface.at.instance < scene.geometry->instances.size()) {
-        const Instance& instance = scene.geometry->instances[surface.at.instance];
-        const NormalTransform& n = instance.normalToWorld;
-        local = normalize({dot(n.x, outgoing), dot(n.y, outgoing), dot(n.z, outgoing)});
-        reference = column(instance.toWorld, 0);
-        if (std::abs(dot(reference, front)) > 0.99f * length(reference)) reference = column(instance.toWorld, 2);
-    }
-    at.objectPosition = at.objectNormal = local;
-    const Float3 right = normalize(reference - front * dot(reference, front)), ahead = cross(front, right);
-    const Float2 uv = directionToMap({dot(outgoing, right), -dot(outgoing, front), dot(outgoing, ahead)});
-    at.uv[0] = at.uv[1] = at.uv[2] = {uv.x, uv.y, 0.0f};
-    return at;
+/// Of the one or two shapes of a polygon one, by area. Takes its share off u.
+const LightShape& pickShape(const WorldPolygon& world, float& u, float& chance) {
+    chance = 1.0f;
+    const float all = world.area();
+    if (world.count == 1 || !(all > 0.0f)) return world.parts[0];
+    const float first = world.parts[0].area / all;
+    const bool other = u >= first;
+    chance = other ? 1.0f - first : first;
+    u = std::min(other ? (u - first) / chance : u / chance, 0x1.fffffep-1f);
+    return world.parts[other];
 }
 
-/// What the transparency of a material leaves of its light. Of an even opacity only a camera takes notice: it makes a
-/// lamp invisible, not weak. A texture of opacity masks the light for everybody.
-float shownEmission(const RenderScene& scene, const Material& m, const Emission& e, const Surface& surface,
-                    RayKind kind, bool lighting) {
-    if (m.opaque || e.transparent || m.opacity == kNoTexture) return 1.0f;
-    if ((lighting || kind != RayKind::Camera) && scene.shading->textures.isConstant(m.opacity)) return 1.0f;
-    return clamp01(scene.shading->textures.scalar(m.opacity, surface.at));
-}
-
-/// `lighting`: to light a surface, whatever the kind of its reflection.
-Float3 emissionOf(const RenderScene& scene, MaterialId id, const Surface& surface, Float3 outgoing, RayKind kind,
-                  bool lighting, std::uint32_t mask) {
-    const Material& m = scene.shading->materials[id];
-    if (m.emission == kNoEmission) return {};
-    if (m.kind == MaterialKind::Mix) {
-        return mixed<Float3>(*scene.shading, id, surface.at, [&](MaterialId part) {
-            return emissionOf(scene, part, surface, outgoing, kind, lighting, mask);
-        });
-    }
-    const Emission& e = scene.shading->emissions[m.emission];
-    if (!(surface.front || e.doubleSided) || !(lighting || e.visibleTo(kind)) || !(e.idBit & mask)) return {};
-    Float3 r = e.scale;
-    if (e.color != kNoTexture) r = r * scene.shading->textures.color(e.color, surface.at);
-    if (e.distribution != kNoTexture) {
-        r *= scene.shading->textures.scalar(e.distribution, distributionContext(scene, surface, outgoing));
-    }
-    r *= shareOf(scene, e, surface) * shownEmission(scene, m, e, surface, kind, lighting);
-    return {std::max(r.x, 0.0f), std::max(r.y, 0.0f), std::max(r.z, 0.0f)};
-}
-
-/// Chances of the kinds of light at one point.
-struct Chances {
-    float emitters = 0.0f, environment = 0.0f, sun = 0.0f;
-};
-
-/// By a guess of the irradiance from each kind. Nothing is known of shadows, so none gets much less than its share.
-Chances chancesAt(const RenderScene& scene, const LightChoice& choice, const LightQuery& query) {
-    Chances c;
-    if (choice.emitters) {
-        c.emitters = scene.lights->tree.bounds().importance(query.position, query.normal, query.bothSides, query.mask);
-    }
-    const Environment* e = scene.environment.get();
-    if (choice.environment && (query.mask & kEnvironmentBit)) c.environment = kPi * e->meanLuminance();
-    if (choice.sun && (query.mask & kSunBit)) {
-        float cosine = query.normal == Float3{} ? 1.0f : dot(query.normal, e->sunDirection);
-        if (query.bothSides) cosine = std::abs(cosine);
-        const float reach = std::sqrt(std::max(0.0f, 1.0f - e->sunCosine * e->sunCosine));
-        if (cosine > -reach) c.sun = e->sunIrradiance() * std::max(cosine, 0.05f);
-    }
-    const float sum = c.emitters + c.environment + c.sun;
-    if (!(sum > 0.0f)) return {};
-    constexpr float kFloor = 0.25f;
-    const auto lift = [&](float x) { return x > 0.0f ? x / sum + kFloor : 0.0f; };
-    c = {lift(c.emitters), lift(c.environment), lift(c.sun)};
-    const float total = c.emitters + c.environment + c.sun;
-    return {c.emitters / total, c.environment / total, c.sun / total};
+/// The lamp that stands for the polygon picked from a large set. `chance` is what the lamp had, and then what the
+/// polygon has.
+Lamp lampOfSet(const RenderScene& scene, const Emitter& emitter, const LightQuery& query, double pick, Float2& u,
+               float& chance) {
+    const EmitterSet& set = *scene.lights->sets[emitter.set];
+    const Instance& instance = scene.geometry->instances[emitter.instance];
+    float inside = 0.0f, part = 0.0f;
+    Lamp lamp;
+    lamp.polygon = set.polygon(set.sample(objectReceiver(query, instance), pick, inside));
+    chance *= inside;
+    if (!(inside > 0.0f)) return lamp;
+    const CompiledMesh& mesh = *scene.geometry->meshes[instance.mesh];
+    lamp.shape = pickShape(WorldPolygon(instance, mesh, lamp.polygon), u.x, part);
+    chance *= part;
+    const std::uint32_t slot = mesh.material(lamp.polygon);
+    lamp.slot = scene.geometry->meshSlot[instance.mesh] + slot;
+    if (emitter.firstShare != kNone) lamp.share = emitter.firstShare + slot;
+    return lamp;
 }
 
 LightSample sampleEmitter(const RenderScene& scene, float chance, const LightQuery& query, double pick, Float2 u) {
     const Lights& lights = *scene.lights;
     LightSample s;
-    float chosen = 0.0f, inside = 0.0f;
-    const Emitter& emitter = lights.emitters[lights.tree.sample(worldReceiver(query), pick, chosen)];
-    if (!(chosen > 0.0f)) return s;
-    const EmitterSet& set = *lights.sets[emitter.set];
-    const Instance& instance = scene.geometry->instances[emitter.instance];
-    std::uint32_t place = 0;
-    if (set.polygons.size() > 1) {
-        place = set.sample(objectReceiver(query, emitter, instance), pick, inside);
-        if (!(inside > 0.0f)) return s;
-        chosen *= inside;
+    std::uint32_t index = 0;
+    if (lights.lamps.size() > 1) {
+        float chosen = 0.0f;
+        index = lights.tree.sample(worldReceiver(query), pick, chosen);
+        chance *= chosen;
+        if (!(chosen > 0.0f)) return s;
+    } else if (!(lights.bounds.mask & query.mask)) {
+        return s;
     }
-    const std::uint32_t polygon = set.polygons[place];
-    const CompiledMesh& mesh = *scene.geometry->meshes[instance.mesh];
-    const WorldPolygon world(instance, mesh, polygon);
-    const PolygonPoint point = pointOn(world, query.position, u);
-    const Float3 d = point.position - query.position;
-    const float distance2 = dot(d, d);
-    if (!(distance2 > 0.0f)) return s;
-    s.distance = std::sqrt(distance2);
-    s.direction = d * (1.0f / s.distance);
-    // The sign of the determinant keeps the front of a mirrored instance where the polygon's winding has it.
-    Float3 normal = normalize(cross(point.edgeA, point.edgeB));
-    if (determinant(instance.toWorld) < 0.0f) normal = -normal;
-    const float facing = -dot(normal, s.direction), cosine = std::abs(facing);
-    if (!(cosine > 0.0f)) return s;
-    s.pdf = chance * chosen * pointDensity(world, query.position, distance2, cosine);
-    const MaterialId id =
-        scene.shading->slotMaterials[scene.geometry->meshSlot[instance.mesh] + mesh.material(polygon)];
-    const Material& material = scene.shading->materials[id];
-    const EmissionId first = material.emission;
-    if (first == kNoEmission) return s;
-    const Emission& e = scene.shading->emissions[first];
-    s.onDiffuse = e.onDiffuse;
-    s.onSpecular = s.onRefraction = e.onSpecular;
-    s.castsShadows = e.castsShadows;
-    const bool plain = material.kind != MaterialKind::Mix && material.opaque && !scene.geometry->restricted &&
-                       e.color == kNoTexture && e.distribution == kNoTexture && !e.byPower;
-    if (plain) {
-        if ((facing > 0.0f || e.doubleSided) && (e.idBit & query.mask)) s.radiance = e.scale;
+    Lamp lamp = lights.lamps[index];
+    const Emitter& emitter = lights.emitters[lamp.emitter];
+    if (lamp.slot == kNone) {
+        lamp = lampOfSet(scene, emitter, query, pick, u, chance);
+        if (!(chance > 0.0f)) return s;
+    }
+    const ShapePoint point = samplePoint(lamp.shape, query.position, u);
+    if (!(point.density > 0.0f)) return s;
+    s.distance = point.distance;
+    s.direction = point.direction;
+    s.pdf = chance * point.density;
+    const LampSlot& slot = lights.slots[lamp.slot];
+    s.onDiffuse = slot.onDiffuse;
+    s.onSpecular = s.onRefraction = slot.onSpecular;
+    s.castsShadows = slot.castsShadows;
+    if (slot.plain && !scene.geometry->restricted) {
+        if (!(point.facing > 0.0f || slot.bothSides) || !(slot.mask & query.mask)) return s;
+        s.radiance = slot.radiance;
+        if (slot.byPower && lamp.share != kNone) s.radiance *= lights.powerShares[lamp.share];
         return s;
     }
     Hit hit;
     hit.t = s.distance;
     hit.instance = emitter.instance;
-    hit.polygon = polygon;
+    hit.polygon = lamp.polygon;
     hit.u = point.u;
     hit.v = point.v;
     const Surface surface = surfaceAt(scene, hit, {query.position, s.direction, 0.0f, kInfinity});
-    s.radiance = emissionOf(scene, surface.material, surface, -s.direction, RayKind::Camera, true, query.mask) *
-                 clamp01(surface.layer.opacity);
+    s.radiance = lightingRadiance(scene, surface.material, surface, -s.direction, query.mask);
     return s;
 }
 
@@ -200,34 +132,48 @@ bool seesVisible(const RenderScene& scene, RayKind kind) {
 }  // namespace
 
 LightChoice::LightChoice(const RenderScene& scene)
-    : mask(scene.kernel.lightMask), invertedMask(scene.kernel.lightMaskInverted) {
+    : mask(scene.kernel.lightMask), invertedMask(scene.kernel.lightMaskInverted), scene_(&scene) {
     emitters = scene.lights->any();
     if (const Environment* e = scene.environment.get()) {
         const bool openings = !scene.lights->portals.empty() && e->meanLuminance() > 0.0f;
         environment = e->canSample() || openings;
         sun = !isBlack(e->sunRadiance) && e->sunCosine < 1.0f;
     }
+    several_ = int{emitters} + int{environment} + int{sun} > 1;
 }
 
-Float3 emittedRadiance(const RenderScene& scene, MaterialId id, const Surface& surface, Float3 outgoing, RayKind kind,
-                       std::uint32_t mask) {
-    return emissionOf(scene, id, surface, outgoing, kind, false, mask) * clamp01(surface.layer.opacity);
-}
-
-float opacityOf(const RenderScene& scene, MaterialId id, const Surface& surface) {
-    const Shading& shading = *scene.shading;
-    const float o = clamp01(surface.layer.opacity);
-    if (shading.materials[id].opaque) return o;
-    return o * mixed<float>(shading, id, surface.at, [&](MaterialId part) {
-               const Material& m = shading.materials[part];
-               if (m.kind == MaterialKind::Clear) return 0.0f;
-               return m.opacity == kNoTexture ? 1.0f : clamp01(shading.textures.scalar(m.opacity, surface.at));
-           });
+/// By a guess of the irradiance from each kind. Nothing is known of shadows, so none gets much less than its share.
+LightChances LightChoice::chancesAt(const LightQuery& query) const {
+    LightChances c;
+    const std::uint32_t m = query.mask;
+    c.known = true;
+    if (!several_) {
+        c.emitters = emitters ? 1.0f : 0.0f;
+        c.environment = environment && m & kEnvironmentBit ? 1.0f : 0.0f;
+        c.sun = sun && m & kSunBit ? 1.0f : 0.0f;
+        return c;
+    }
+    if (emitters) c.emitters = importance(scene_->lights->bounds, worldReceiver(query));
+    const Environment* e = scene_->environment.get();
+    if (environment && m & kEnvironmentBit) c.environment = kPi * e->meanLuminance();
+    if (sun && m & kSunBit) {
+        float cosine = query.normal == Float3{} ? 1.0f : dot(query.normal, e->sunDirection);
+        if (query.bothSides) cosine = std::abs(cosine);
+        const float reach = std::sqrt(std::max(0.0f, 1.0f - e->sunCosine * e->sunCosine));
+        if (cosine > -reach) c.sun = e->sunIrradiance() * std::max(cosine, 0.05f);
+    }
+    const float sum = c.emitters + c.environment + c.sun;
+    if (!(sum > 0.0f)) return {0.0f, 0.0f, 0.0f, true};
+    constexpr float kFloor = 0.25f;
+    const auto lift = [&](float x) { return x > 0.0f ? x / sum + kFloor : 0.0f; };
+    c = {lift(c.emitters), lift(c.environment), lift(c.sun), true};
+    const float scale = 1.0f / (c.emitters + c.environment + c.sun);
+    return {c.emitters * scale, c.environment * scale, c.sun * scale, true};
 }
 
 LightSample sampleLight(const RenderScene& scene, const LightChoice& choice, const LightQuery& query,
                         const float u[4]) {
-    const Chances c = chancesAt(scene, choice, query);
+    const LightChances c = chancesOf(choice, query);
     // Two numbers make one that is fine enough to tell a million lights apart.
     double pick = std::min(static_cast<double>(u[0]) + static_cast<double>(u[1]) * 0x1p-24, 0x1.fffffffffffffp-1);
     if (pick < static_cast<double>(c.emitters)) {
@@ -274,21 +220,35 @@ float emitterPdf(const RenderScene& scene, const LightChoice& choice, const Ligh
     const EmitterSet& set = *lights.sets[emitter.set];
     const std::uint32_t place = set.find(hit.polygon);
     if (place == kNone) return 0.0f;
-    float chosen = chancesAt(scene, choice, query).emitters;
-    if (!(chosen > 0.0f)) return 0.0f;
-    const EmissionId emission = scene.shading->materials[surface.material].emission;
-    // What shines through all that is between is found by light sampling alone.
-    if (emission != kNoEmission && !scene.shading->emissions[emission].castsShadows) return kInfinity;
-    chosen *= lights.tree.probability(worldReceiver(query), index);
+    float chance = chancesOf(choice, query).emitters;
+    if (!(chance > 0.0f)) return 0.0f;
     const Instance& instance = scene.geometry->instances[hit.instance];
-    if (set.polygons.size() > 1 && chosen > 0.0f) {
-        chosen *= set.probability(objectReceiver(query, emitter, instance), place);
+    const CompiledMesh& mesh = *scene.geometry->meshes[instance.mesh];
+    const LampSlot& slot = lights.slots[scene.geometry->meshSlot[instance.mesh] + mesh.material(hit.polygon)];
+    const bool other = hit.u + hit.v > 1.0f;
+    std::uint32_t lamp = emitter.firstLamp;
+    if (!set.large()) {
+        lamp += set.firstShape[place];
+        if (other && set.firstShape[place + 1] - set.firstShape[place] > 1) ++lamp;
     }
-    if (!(chosen > 0.0f)) return 0.0f;
-    const WorldPolygon world(instance, *scene.geometry->meshes[instance.mesh], hit.polygon);
+    if (lights.lamps.size() > 1) {
+        chance *= lights.tree.probability(worldReceiver(query), lamp);
+    } else if (!(lights.bounds.mask & query.mask)) {
+        return 0.0f;
+    }
+    if (set.large() && chance > 0.0f) chance *= set.probability(objectReceiver(query, instance), place);
+    if (!(chance > 0.0f)) return 0.0f;
+    // What shines through all that is between is found by light sampling alone.
+    if (!slot.castsShadows) return kInfinity;
     const Float3 d = surface.position - query.position;
     const float distance2 = dot(d, d), cosine = std::abs(dot(surface.normal, d)) / std::sqrt(distance2);
-    return chosen * pointDensity(world, query.position, distance2, cosine);
+    if (!set.large()) return chance * pointDensity(lights.lamps[lamp].shape, query.position, distance2, cosine);
+    const WorldPolygon world(instance, mesh, hit.polygon);
+    if (world.count == 1) return chance * pointDensity(world.parts[0], query.position, distance2, cosine);
+    // The share of each half is its area, and points in it are chosen by area.
+    LightShape whole = world.parts[0];
+    whole.area = world.area();
+    return chance * pointDensity(whole, query.position, distance2, cosine);
 }
 
 SkyLight skyLight(const RenderScene& scene, const LightChoice& choice, const LightQuery& query, Float3 direction,
@@ -298,7 +258,7 @@ SkyLight skyLight(const RenderScene& scene, const LightChoice& choice, const Lig
     const Environment* e = visible ? scene.visible.get() : scene.environment.get();
     if (!e) return s;
     const bool sampled = !visible && kind != RayKind::Camera && choice.any();
-    const Chances c = sampled && (choice.environment || choice.sun) ? chancesAt(scene, choice, query) : Chances{};
+    const LightChances c = sampled && (choice.environment || choice.sun) ? chancesOf(choice, query) : LightChances{};
     if (query.mask & kEnvironmentBit) {
         s.environment = e->radiance(direction);
         if (c.environment > 0.0f) {

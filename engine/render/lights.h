@@ -1,9 +1,15 @@
 // Choosing points on lights, and the density with which a given point would have been chosen.
 #pragma once
 
-#include "engine/render/surface.h"
+#include "engine/render/emitted_light.h"
 
 namespace Lumora::engine {
+
+/// Chances of the kinds of light at a point.
+struct LightChances {
+    float emitters = 0.0f, environment = 0.0f, sun = 0.0f;
+    bool known = false;
+};
 
 /// A point that asks for light.
 struct LightQuery {
@@ -11,6 +17,7 @@ struct LightQuery {
     Float3 normal;                    ///< lights behind it are not chosen; zero: there is no behind
     bool bothSides = false;           ///< light from behind the normal is of use too
     std::uint32_t mask = kAllLights;  ///< the lights that reach the point
+    LightChances chances{};           ///< where they are not known they are worked out each time
 };
 
 struct LightSample {
@@ -23,7 +30,7 @@ struct LightSample {
     bool castsShadows = true;                                       ///< false: nothing blocks it
 };
 
-/// What there is to choose from, for a whole scene.
+/// What there is to choose from, for a whole scene, which must outlive it.
 struct LightChoice {
     bool emitters = false, environment = false, sun = false;
     std::uint32_t mask = kAllLights, invertedMask = 0;  ///< the kernel's: lights taken in, and ids turned about
@@ -31,18 +38,16 @@ struct LightChoice {
     bool any() const { return emitters || environment || sun; }
     /// The query of a surface, with `from` as the start of its rays.
     LightQuery query(const Surface& surface, Float3 from, bool bothSides) const {
-        return {from, surface.normal, bothSides, (surface.layer.lightPassMask ^ invertedMask) & mask};
+        LightQuery q{from, surface.normal, bothSides, (surface.layer.lightPassMask ^ invertedMask) & mask};
+        q.chances = chancesAt(q);
+        return q;
     }
+    LightChances chancesAt(const LightQuery& query) const;
+
+private:
+    const RenderScene* scene_;
+    bool several_;  ///< more than one kind
 };
-
-/// Radiance that leaves a surface in the direction `outgoing`, as seen by a ray of that kind. `mask`: the lights that
-/// reach where the ray comes from; a camera sees all. What the surface's transparency leaves of it is taken off: the
-/// ray gathers this before it is decided whether it goes on through the surface.
-Float3 emittedRadiance(const RenderScene& scene, MaterialId material, const Surface& surface, Float3 outgoing,
-                       RayKind kind, std::uint32_t mask = kAllLights);
-
-/// Opacity of a surface, material and object layer together.
-float opacityOf(const RenderScene& scene, MaterialId material, const Surface& surface);
 
 /// One light seen from a point. u: four uniform numbers.
 LightSample sampleLight(const RenderScene& scene, const LightChoice& choice, const LightQuery& query, const float u[4]);

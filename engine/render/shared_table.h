@@ -18,6 +18,11 @@ class SharedTable {
     static constexpr std::size_t kPiece = std::size_t{1} << Bits;
 
 public:
+    SharedTable() = default;
+    /// Default entries. Until it is copied, several threads may edit different ones.
+    explicit SharedTable(std::size_t size) : size_(size) {
+        for (std::size_t i = 0; i < size; i += kPiece) pieces_.push_back(std::make_shared<T[]>(kPiece));
+    }
     const T& operator[](std::size_t i) const { return pieces_[i >> Bits][i & (kPiece - 1)]; }
     std::size_t size() const { return size_; }
     bool empty() const { return size_ == 0; }
@@ -50,6 +55,15 @@ public:
         edit(index) = std::move(value);
         return index;
     }
+
+    /// Pieces that another table does not have, too.
+    std::size_t differences(const SharedTable& other) const {
+        std::size_t n = 0;
+        for (std::size_t i = 0; i < pieces_.size(); ++i)
+            n += i >= other.pieces_.size() || pieces_[i] != other.pieces_[i];
+        return n;
+    }
+    std::size_t bytes() const { return pieces_.size() * kPiece * sizeof(T); }
 
     class Iterator {
     public:

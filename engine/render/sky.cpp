@@ -15,6 +15,13 @@ constexpr float kSunRadius = 0.2665f * kDegree;
 constexpr float kKilocandela = 128.0f / kSunlight;
 constexpr int kColumns = 48, kAbove = 96, kBelow = 24;
 
+/// Height of the directions in a row of the tables. Rows are close together at the horizon, and none lies on it.
+float rowHeight(int row) {
+    const bool up = row < kAbove;
+    const float t = up ? static_cast<float>(row) / (kAbove - 1) : static_cast<float>(row - kAbove) / (kBelow - 1);
+    return std::sin(0.5f * kPi * std::max(t * t, 2e-6f) * (up ? 1.0f : -1.0f));
+}
+
 Float3 positive(Float3 c) {
     return {std::max(c.x, 0.0f), std::max(c.y, 0.0f), std::max(c.z, 0.0f)};
 }
@@ -92,31 +99,33 @@ void Sky::setSun(const Atmosphere& atmosphere) {
 void Sky::bake(const Atmosphere& atmosphere) {
     above_.resize(kColumns * kAbove);
     below_.resize(kColumns * kBelow);
+    const std::vector<Atmosphere::Ray>& rays = atmosphere.rays(kAbove + kBelow, rowHeight);
     tbb::parallel_for(0, kAbove + kBelow, [&](int row) {
         const bool up = row < kAbove;
-        const float t = up ? static_cast<float>(row) / (kAbove - 1) : static_cast<float>(row - kAbove) / (kBelow - 1);
-        // Rows are close together at the horizon, and none lies on it.
-        const float elevation = 0.5f * kPi * std::max(t * t, 2e-6f) * (up ? 1.0f : -1.0f);
-        const float y = std::sin(elevation), across = std::cos(elevation);
+        const float y = rowHeight(row), across = std::sqrt(std::max(0.0f, 1.0f - y * y));
+        const Atmosphere::Ray& ray = rays[static_cast<std::size_t>(row)];
+        Float3 ground;
+        if (!up && ray.ground) {
+            constexpr float kAlbedo = 0.2f;
+            Spectrum white = ray.transmittance;
+            for (int w = 0; w < Spectrum::kCount; ++w) white[w] *= sunlight()[w];
+            const Float3 through = positive(spectrumColor(white)) * (kAlbedo * kInvPi / kSunlight);
+            ground = through / std::max(luminance(spectrumColor(sunlight())) / kSunlight, 1e-6f);
+        }
         for (int column = 0; column < kColumns; ++column) {
             const float phi = kPi * static_cast<float>(column) / (kColumns - 1);
             const Float3 d = (sunSide_ * std::cos(phi) + east_ * std::sin(phi)) * across + Float3{0, y, 0};
-            const Atmosphere::View v = atmosphere.view(d, p_.sunDirection);
+            const float along = dot(d, p_.sunDirection);
+            const Atmosphere::View v = atmosphere.view(ray, p_.sunDirection.y, along);
             const Float3 air = positive(spectrumColor(v.air)), haze = positive(spectrumColor(v.haze));
             if (up) {
                 above_[static_cast<std::size_t>(row * kColumns + column)] = {air, haze};
-                continue;
+            } else {
+                // Below, haze is bright only close to the horizon; its light joins the rest, and its place takes the
+                // share of the ground's light that comes through.
+                below_[static_cast<std::size_t>((row - kAbove) * kColumns + column)] = {
+                    air + haze * Atmosphere::hazePhase(along), ground};
             }
-            // Below, haze is bright only close to the horizon; its light joins the rest, and its place takes the share
-            // of the ground's light that comes through.
-            constexpr float kAlbedo = 0.2f;
-            Spectrum white = v.transmittance;
-            for (int w = 0; w < Spectrum::kCount; ++w) white[w] *= sunlight()[w];
-            const Float3 through = positive(spectrumColor(white)) * (kAlbedo * kInvPi / kSunlight);
-            Float3 ground = through / std::max(luminance(spectrumColor(sunlight())) / kSunlight, 1e-6f);
-            if (!v.ground) ground = {};
-            below_[static_cast<std::size_t>((row - kAbove) * kColumns + column)] = {
-                air + haze * Atmosphere::hazePhase(dot(d, p_.sunDirection)), ground};
         }
     });
 }

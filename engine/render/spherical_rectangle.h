@@ -1,61 +1,68 @@
 // Directions towards a rectangle, uniform over the solid angle that it fills (Urena, Fajardo and King, "An
 // Area-Preserving Parametrization for Spherical Rectangles", 2013). Near large lights this leaves far less noise than
 // points chosen by area; far away the two are the same and area is cheaper.
+//
+// The paper's arc cosines are not taken: angles are kept as their cosine and sine and added as those, so that one arc
+// tangent is left.
 #pragma once
 
-#include "engine/render/vec.h"
+#include "engine/render/fast_math.h"
 
 namespace Lumora::engine {
 
 class SphericalRectangle {
 public:
-    /// A corner and two orthogonal edges, seen from a point that does not lie in the rectangle's plane.
-    SphericalRectangle(Float3 corner, Float3 first, Float3 second, Float3 from) {
-        const float width = length(first), height = length(second);
-        x_ = first * (1.0f / width);
-        y_ = second * (1.0f / height);
-        z_ = cross(x_, y_);
+    /// A corner, two orthogonal edges and their unit normal, seen from a point that does not lie in their plane.
+    SphericalRectangle(Float3 corner, Float3 first, Float3 second, Float3 normal, Float3 from) {
         const Float3 d = corner - from;
-        x0_ = dot(d, x_);
-        y0_ = dot(d, y_);
-        z0_ = dot(d, z_);
-        if (z0_ > 0.0f) {
-            z_ = -z_;
-            z0_ = -z0_;
-        }
-        x1_ = x0_ + width;
-        y1_ = y0_ + height;
-        // Planes through the eye and each edge; the angles between them add up to the solid angle and 2 pi.
-        const Float3 n0 = normalize(cross({x0_, y0_, z0_}, {x1_, y0_, z0_}));
-        const Float3 n1 = normalize(cross({x1_, y0_, z0_}, {x1_, y1_, z0_}));
-        const Float3 n2 = normalize(cross({x1_, y1_, z0_}, {x0_, y1_, z0_}));
-        const Float3 n3 = normalize(cross({x0_, y1_, z0_}, {x0_, y0_, z0_}));
-        const auto angle = [](Float3 a, Float3 b) { return std::acos(std::clamp(-dot(a, b), -1.0f, 1.0f)); };
-        b0_ = n0.z;
-        b1_ = n2.z;
-        k_ = 2.0f * kPi - angle(n2, n3) - angle(n3, n0);
-        solidAngle_ = angle(n0, n1) + angle(n1, n2) - k_;
+        width_ = length(first);
+        height_ = length(second);
+        x0_ = dot(d, first) / width_;
+        y0_ = dot(d, second) / height_;
+        z_ = std::abs(dot(d, normal));
+        const float x1 = x0_ + width_, y1 = y0_ + height_;
+        const float xx0 = x0_ * x0_, xx1 = x1 * x1, yy0 = y0_ * y0_, yy1 = y1 * y1, zz = z_ * z_;
+        // Planes through the eye and each edge: z of their normals. The solid angle is the sum of the arc sines of the
+        // products of neighbours; their cosines follow from the distances of the corners.
+        const float r0 = 1.0f / std::sqrt(zz + yy0), r1 = 1.0f / std::sqrt(zz + xx1);
+        const float r2 = 1.0f / std::sqrt(zz + yy1), r3 = 1.0f / std::sqrt(zz + xx0);
+        const float n0 = -y0_ * r0, n1 = x1 * r1, n2 = y1 * r2, n3 = -x0_ * r3;
+        const float s0 = n0 * n1, c0 = z_ * std::sqrt(zz + xx1 + yy0) * (r0 * r1);
+        const float s1 = n1 * n2, c1 = z_ * std::sqrt(zz + xx1 + yy1) * (r1 * r2);
+        const float s2 = n2 * n3, c2 = z_ * std::sqrt(zz + xx0 + yy1) * (r2 * r3);
+        const float s3 = n3 * n0, c3 = z_ * std::sqrt(zz + xx0 + yy0) * (r3 * r0);
+        const float cosA = c0 * c1 - s0 * s1, sinA = s0 * c1 + c0 * s1;
+        cosB_ = c2 * c3 - s2 * s3;
+        sinB_ = s2 * c3 + c2 * s3;
+        b0_ = n0;
+        b1_ = n2;
+        const float c = cosA * cosB_ - sinA * sinB_, s = sinA * cosB_ + cosA * sinB_;
+        // Rounding must not make a full turn of nothing.
+        solidAngle_ = c > 0.0f && std::abs(s) < 1e-5f ? 0.0f : angleOf(c, s);
     }
 
     float solidAngle() const { return solidAngle_; }
 
     /// A point of the rectangle as shares of its edges. u: two uniform numbers.
     Float2 sample(Float2 u) const {
-        const float a = u.x * solidAngle_ + k_;
-        const float f = (std::cos(a) * b0_ - b1_) / std::sin(a);
-        const float c = std::clamp(std::copysign(1.0f, f) / std::sqrt(f * f + b0_ * b0_), -1.0f, 1.0f);
-        const float x = std::clamp(-(c * z0_) / std::sqrt(std::max(1.0f - c * c, 1e-12f)), x0_, x1_);
-        const float d2 = x * x + z0_ * z0_;
-        const float h0 = y0_ / std::sqrt(d2 + y0_ * y0_), h1 = y1_ / std::sqrt(d2 + y1_ * y1_);
+        float s, c;
+        sineCosine(u.x * solidAngle_, s, c);
+        const float sinA = c * sinB_ - s * cosB_, cosA = -c * cosB_ - s * sinB_;
+        const float f = (cosA * b0_ - b1_) / sinA;
+        const float x1 = x0_ + width_, y1 = y0_ + height_;
+        const float x = std::copysign(z_ / std::sqrt(std::max(f * f + b0_ * b0_ - 1.0f, 1e-12f)), f);
+        const float inX = std::min(std::max(x, x0_), x1);
+        const float d2 = inX * inX + z_ * z_;
+        const float h0 = y0_ / std::sqrt(d2 + y0_ * y0_), h1 = y1 / std::sqrt(d2 + y1 * y1);
         const float h = h0 + u.y * (h1 - h0);
-        const float y = std::clamp(h * std::sqrt(d2 / std::max(1.0f - h * h, 1e-12f)), y0_, y1_);
-        return {(x - x0_) / (x1_ - x0_), (y - y0_) / (y1_ - y0_)};
+        const float y = h * std::sqrt(d2 / std::max(1.0f - h * h, 1e-12f));
+        return {(inX - x0_) / width_, (std::min(std::max(y, y0_), y1) - y0_) / height_};
     }
 
 private:
-    Float3 x_, y_, z_;
-    float x0_ = 0.0f, y0_ = 0.0f, z0_ = 0.0f, x1_ = 0.0f, y1_ = 0.0f;
-    float b0_ = 0.0f, b1_ = 0.0f, k_ = 0.0f, solidAngle_ = 0.0f;
+    float width_, height_;
+    float x0_, y0_, z_;
+    float cosB_, sinB_, b0_, b1_, solidAngle_;
 };
 
 }  // namespace Lumora::engine

@@ -1,47 +1,49 @@
 #include "engine/render/world_polygon.h"
 
-#include "engine/render/sampling.h"
-#include "engine/render/spherical_rectangle.h"
-
 namespace Lumora::engine {
 
 namespace {
 
-/// Whether a polygon is a rectangle that fills enough of the view to be worth its solid angle.
-bool looms(const WorldPolygon& p, Float3 from) {
-    if (!p.parallelogram) return false;
-    const Float3 d = p.origin + (p.first + p.second) * 0.5f - from;
-    if (p.area < 0.3f * dot(d, d)) return false;
-    const float across = dot(p.first, p.second);
-    if (across * across > 1e-8f * dot(p.first, p.first) * dot(p.second, p.second)) return false;
-    // From close to its own plane it is an edge, and rounding eats its angle.
-    const float height = dot(d, cross(p.first, p.second));
-    return height * height > 1e-4f * p.area * p.area * p.area;
+LightShape makeShape(Float3 origin, Float3 first, Float3 second, LightShape::Kind kind, float front) {
+    LightShape s{origin, first, second, cross(first, second), 0.0f, kind};
+    const float area = length(s.normal);
+    s.normal = area > 0.0f ? s.normal * (front / area) : Float3{};
+    s.area = s.triangle() ? 0.5f * area : area;
+    if (kind == LightShape::Kind::Parallelogram) {
+        const float across = dot(first, second);
+        if (across * across <= 1e-8f * dot(first, first) * dot(second, second)) s.kind = LightShape::Kind::Rectangle;
+    }
+    return s;
 }
 
 }  // namespace
 
-float pointDensity(const WorldPolygon& p, Float3 from, float distance2, float cosine) {
-    if (looms(p, from)) {
-        const float angle = SphericalRectangle(p.origin, p.first, p.second, from).solidAngle();
-        return angle > 1e-5f ? 1.0f / angle : 0.0f;
+WorldPolygon::WorldPolygon(const Instance& instance, const CompiledMesh& mesh, std::uint32_t polygon) {
+    const std::uint32_t c = mesh.corner(polygon);
+    const bool quad = mesh.corners(polygon) == 4;
+    const auto vertex = [&](std::uint32_t i) {
+        return (*mesh.vertices)[static_cast<std::size_t>((*mesh.vertexIndices)[c + i])];
+    };
+    const auto edge = [&](Float3 v) { return transformVector(instance.toWorld, v); };
+    // The sign of the determinant keeps the front of a mirrored instance where the polygon's winding has it.
+    const float front = determinant(instance.toWorld) < 0.0f ? -1.0f : 1.0f;
+    using Kind = LightShape::Kind;
+    const Float3 p0 = vertex(0), p1 = vertex(1), p2 = vertex(quad ? 3 : 2);
+    const Float3 origin = transformPoint(instance.toWorld, p0), first = edge(p1 - p0), second = edge(p2 - p0);
+    if (!quad) {
+        parts[0] = makeShape(origin, first, second, Kind::Triangle, front);
+        return;
     }
-    const float area = p.wholeArea();
-    return cosine > 0.0f && area > 0.0f ? distance2 / (cosine * area) : 0.0f;
-}
-
-PolygonPoint pointOn(const WorldPolygon& p, Float3 from, Float2 u) {
-    if (looms(p, from)) u = SphericalRectangle(p.origin, p.first, p.second, from).sample(u);
-    if (p.parallelogram) return {p.origin + p.first * u.x + p.second * u.y, p.first, p.second, u.x, u.y};
-    const float chance = p.wholeArea() > 0.0f ? p.area / p.wholeArea() : 1.0f;
-    const bool other = p.otherArea > 0.0f && u.x >= chance;
-    u.x = std::min(other ? (u.x - chance) / (1.0f - chance) : u.x / chance, 0x1.fffffep-1f);
-    const Float2 b = sampleTriangle(u);
-    if (other) {
-        return {p.otherOrigin + p.otherFirst * b.x + p.otherSecond * b.y, p.otherFirst, p.otherSecond, 1.0f - b.x,
-                1.0f - b.y};
+    const Float3 opposite = vertex(2);
+    const Float3 gap = opposite - p1 - p2 + p0, diagonal = opposite - p0;
+    if (dot(gap, gap) <= 1e-10f * dot(diagonal, diagonal)) {
+        parts[0] = makeShape(origin, first, second, Kind::Parallelogram, front);
+        return;
     }
-    return {p.origin + p.first * b.x + p.second * b.y, p.first, p.second, b.x, b.y};
+    count = 2;
+    parts[0] = makeShape(origin, first, second, Kind::Triangle, front);
+    parts[1] = makeShape(transformPoint(instance.toWorld, opposite), edge(p2 - opposite), edge(p1 - opposite),
+                         Kind::OtherHalf, front);
 }
 
 }  // namespace Lumora::engine

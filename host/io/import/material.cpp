@@ -152,12 +152,13 @@ BaseObject* makeLight(const LightDescription& d) {
         brightness /= kPi;
     } else {
         data.SetInt32(LIGHT_TYPE, LIGHT_TYPE_AREA);
-        // One centimetre across: small against any scene, large enough for a path to hit. The radiant intensity along
-        // the axis is radiance times the area that is seen, a disc for both shapes. Brightness is the radiance.
-        constexpr Float kDiameter = 1.0;
-        const Float radius = 0.5 * kDiameter / kUnitsPerMetre;
-        brightness /= kPi * radius * radius;
-        enum : Int32 { kDisc = 1, kSphere = 2 };
+        // One centimetre across: small against any scene, large enough for a path to hit. A flat light of brightness 1
+        // lights a white surface that faces it to white from a distance whose square is 2.8 square metres, whatever the
+        // light's size. A sphere shares its brightness by four times the area that is seen of it.
+        constexpr Float kDiameter = 1.0, kWhiteDistance2 = 2.8;
+        brightness /= kPi * kWhiteDistance2;
+        if (d.kind == Kind::Point) brightness *= 4;
+        enum : Int32 { kDisc = 0, kSphere = 2 };
         data.SetInt32(LIGHT_AREADETAILS_SHAPE, d.kind == Kind::Point ? kSphere : kDisc);
         data.SetFloat(LIGHT_AREADETAILS_SIZEX, kDiameter);
         data.SetFloat(LIGHT_AREADETAILS_SIZEY, kDiameter);

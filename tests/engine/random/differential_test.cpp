@@ -56,19 +56,25 @@ bool sameLights(const Lights& a, const Lights& b) {
     }
     for (std::size_t i = 0; i < a.emitters.size(); ++i) {
         const Emitter &x = a.emitters[i], &y = b.emitters[i];
-        const LightBounds &p = a.bounds[i], &q = b.bounds[i];
-        if (x.instance != y.instance || a.sets[x.set]->slots != b.sets[y.set]->slots || p.center != q.center ||
-            p.radius != q.radius || p.axis != q.axis || p.power != q.power || p.mask != q.mask) {
+        if (x.instance != y.instance || a.sets[x.set]->slots != b.sets[y.set]->slots) return false;
+    }
+    for (std::uint32_t i = 0; i < a.tree.size(); ++i) {
+        const LightBounds p = a.tree.item(i), q = b.tree.item(i);
+        if (p.center != q.center || p.radius != q.radius || p.axis != q.axis || p.power != q.power ||
+            p.mask != q.mask) {
             return false;
         }
     }
-    return a.powerShares == b.powerShares;
+    for (std::size_t i = 0; i < a.powerShares.size(); ++i) {
+        if (a.powerShares[i] != b.powerShares[i]) return false;
+    }
+    return a.powerShares.size() == b.powerShares.size();
 }
 
 /// The scene with lights that know of no scene before.
 RenderScenePtr withNewLights(const RenderScene& scene) {
     auto out = std::make_shared<RenderScene>(scene);
-    out->lights = compileLights(*scene.geometry, *scene.shading, nullptr, nullptr);
+    out->lights = compileLights(*scene.geometry, *scene.shading, nullptr, nullptr, {});
     return out;
 }
 

@@ -57,16 +57,16 @@ MeshData lamp() {
 constexpr float kLampIrradiance = 4 * kHalf * kHalf / (kHeight * kHeight);
 
 TEST(Emission, PowerIsSharedByTheArea) {
-    // A sphere of that flux lights the floor as a point of the same flux would, whatever its size and place in a tree
-    // of transforms.
-    constexpr float kWatts = 60.0f, kDistance = 2.0f;
+    // A flat lamp of power one lights a white surface two metres away to one; a sphere, which shares its power by four
+    // times the area that it shows, to a quarter. Size and place in a tree of transforms are all the same.
+    constexpr float kPower = 60.0f, kDistance = 2.0f;
     for (const Float3 scale : {splat(0.3f), splat(0.6f), Float3{-0.5f, 0.5f, 0.5f}}) {
         Floor floor;
-        Node e = floor.emission(kWatts).set(P_SURFACE_BRIGHTNESS, false);
+        Node e = floor.emission(kPower).set(P_SURFACE_BRIGHTNESS, false);
         Matrix<float> placed = scaling(scale);
         placed.m[1][3] = kDistance;
         floor.add(MeshData::sphere(64, 32), floor.glowing(e), placed);
-        const float expected = kWatts / (4 * kPi * kDistance * kDistance) / kPi;
+        const float expected = kPower / 4 * (4 / (kDistance * kDistance));
         EXPECT_NEAR(floor.lit().y, expected, 0.015f * expected) << scale.x;
     }
     // A stretched square: its radiance falls as its area grows.
@@ -74,8 +74,8 @@ TEST(Emission, PowerIsSharedByTheArea) {
         Floor floor;
         Matrix<float> placed = scaling({stretch, 3, 1});
         placed.m[1][3] = kHeight;
-        floor.add(lamp(), floor.glowing(floor.emission(kWatts).set(P_SURFACE_BRIGHTNESS, false)), placed);
-        const float expected = kWatts / kPi / (kHeight * kHeight) / kPi;
+        floor.add(lamp(), floor.glowing(floor.emission(kPower).set(P_SURFACE_BRIGHTNESS, false)), placed);
+        const float expected = kPower * 4 / (kHeight * kHeight);
         EXPECT_NEAR(floor.lit().y, expected, 0.02f * expected) << stretch;
     }
 }

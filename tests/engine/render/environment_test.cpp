@@ -81,6 +81,51 @@ TEST(Sky, LooksLikeOne) {
     }
 }
 
+/// Correlated colour temperature (McCamy, "Correlated Color Temperature as an Explicit Function of Chromaticity
+/// Coordinates", 1992).
+double temperatureOf(Float3 c) {
+    const double r = static_cast<double>(c.x), g = static_cast<double>(c.y), b = static_cast<double>(c.z);
+    const double X = 0.4124 * r + 0.3576 * g + 0.1805 * b, Y = 0.2126 * r + 0.7152 * g + 0.0722 * b;
+    const double Z = 0.0193 * r + 0.1192 * g + 0.9505 * b, sum = X + Y + Z;
+    const double n = (X / sum - 0.3320) / (0.1858 - Y / sum);
+    return ((449.0 * n + 3525.0) * n + 6823.3) * n + 5520.33;
+}
+
+/// Sun and sky of a clear day as they are measured: kilolux of the sun on a surface that faces it, its colour
+/// temperature, kilolux of the sky on level ground. The zenith lies between two published formulas, of the CIE's clear
+/// sky (Karayel et al., "Zenith Luminance and Sky Luminance Distributions for Daylighting Calculations", 1984) and of
+/// Preetham et al., in thousands of candela for each square metre.
+TEST(Sky, AClearDayIsAsBrightAsMeasured) {
+    struct Day {
+        float elevation;
+        double sunLow, sunHigh, coolest, hottest, skyLow, skyHigh;
+    };
+    for (const Day& day : {Day{60, 88, 106, 5300, 6000, 13, 24}, Day{30, 68, 90, 4900, 5600, 9, 18},
+                           Day{10, 24, 45, 3500, 4400, 4, 9}}) {
+        constexpr double kTurbidity = 2.4, kKilolux = 32.0;
+        const Sky sky = skyWith(day.elevation, SkyModel::Scattering, static_cast<float>(kTurbidity));
+        const double sun = kKilolux * static_cast<double>(luminance(sunIrradiance(sky)));
+        EXPECT_GT(sun, day.sunLow) << day.elevation;
+        EXPECT_LT(sun, day.sunHigh) << day.elevation;
+        EXPECT_GT(temperatureOf(sunIrradiance(sky)), day.coolest) << day.elevation;
+        EXPECT_LT(temperatureOf(sunIrradiance(sky)), day.hottest) << day.elevation;
+        const double diffuse = kKilolux * static_cast<double>(luminance(skyIrradiance(sky)));
+        EXPECT_GT(diffuse, day.skyLow) << day.elevation;
+        EXPECT_LT(diffuse, day.skyHigh) << day.elevation;
+        const double height = static_cast<double>(day.elevation) * 3.14159265 / 180.0;
+        const double zenith = kKilolux * static_cast<double>(luminance(sky.radiance({0, 1, 0})));
+        const double clear = (1.376 * kTurbidity - 1.81) * std::tan(height) + 0.38;
+        const double chi = (4.0 / 9.0 - kTurbidity / 120.0) * 2.0 * height;
+        const double analytic = (4.0453 * kTurbidity - 4.971) * std::tan(chi) - 0.2155 * kTurbidity + 2.4192;
+        EXPECT_GT(zenith, 0.85 * std::min(clear, analytic)) << day.elevation;
+        EXPECT_LT(zenith, std::max(clear, analytic)) << day.elevation;
+        // Blue above, paler and brighter at the horizon.
+        const double horizon = kKilolux * static_cast<double>(luminance(sky.radiance(sunAt(5.0f, kPi / 2))));
+        EXPECT_GT(horizon, zenith) << day.elevation;
+        EXPECT_LT(horizon, 5.0 * zenith) << day.elevation;
+    }
+}
+
 TEST(Sky, ParametersDoWhatTheySay) {
     SkyParameters p;
     p.sunDirection = sunAt(30.0f);

