@@ -56,6 +56,11 @@ ApiNode* createInside(Node& node, unsigned index, NodeType type, bool evaluate, 
     Node* made = index == kNoPin ? nullptr : node.createInside(index, type, configure);
     if (made && evaluate) {
         node.evaluate();
+        // Pins that an attribute no longer asks for go, with what was just made inside of them.
+        if (index >= node.pins.size() || node.pins[index].input != made) {
+            logLine(LOGLEVEL_ERRORS, "%s has no pin at index %u any more.", node.label().c_str(), index);
+            return nullptr;
+        }
     }
     return api(made);
 }

@@ -46,7 +46,7 @@ PixelSample PixelTracer::trace(const CameraSample& from, Sampler& sampler) const
     PixelSample s = info_ ? info_->trace(from.ray, sampler) : integrator_.trace(from.ray, sampler);
     const float all = std::abs(s.color.x) + std::abs(s.color.y) + std::abs(s.color.z);
     if (!(all <= kBrightest)) {
-        s.color = isFinite(s.color) ? s.color * (kBrightest / std::max(maxComponent(s.color), kBrightest)) : Float3{};
+        s.color = std::isfinite(all) ? s.color * (kBrightest / all) : Float3{};
         s.direct = s.color;
     }
     s.depth = std::min(s.depth, kBrightest);

@@ -132,6 +132,15 @@ TEST_F(NodeGraphTest, GradientsAndLayerMapsMakeTheirPins) {
     EXPECT_EQ(map->connectedNodeIx(1), layer);
 }
 
+TEST_F(NodeGraphTest, NothingIsMadeInsideAPinThatGoes) {
+    ApiNode* group = make(NT_GEO_GROUP);
+    group->set(A_GROUP_PIN_COUNT, 3);
+    group->set(A_GROUP_PIN_COUNT, 1, false);
+    EXPECT_EQ(group->createInternalIx(2, NT_GEO_MESH, true, true), nullptr);
+    EXPECT_EQ(group->pinCount(), 1u);
+    EXPECT_NE(group->createInternalIx(0, NT_GEO_MESH, true, true), nullptr);
+}
+
 TEST_F(NodeGraphTest, LinkersLeadOn) {
     ApiNodeGraph* graph = makeGraph();
     ApiNode* out = ApiNode::create(NT_OUT_MATERIAL, *graph, true);

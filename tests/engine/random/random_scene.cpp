@@ -162,7 +162,7 @@ ApiNode* RandomScene::makeFor(const PinSchema& pin, int depth) {
 void RandomScene::fill(ApiNode* node, int depth) {
     tame(node);
     writeAttribute(node);
-    for (unsigned i = 0; i < node->pinCount(); ++i) {
+    for (unsigned i = 0; i < std::min(node->pinCount(), 50u); ++i) {
         if (chance(node->pinCount() > 6 ? 25 : 70)) feed(node, i, depth + 1);
     }
 }
@@ -302,7 +302,7 @@ ApiNode* RandomScene::makeObject() {
     writeScatter(scatter);
     ApiNode* mesh = make(NT_GEO_MESH);
     writeMesh(mesh);
-    for (unsigned p = 0; p < mesh->pinCount(); ++p) feed(mesh, p, 0);
+    for (unsigned p = 0; p < std::min(mesh->pinCount(), 8u); ++p) feed(mesh, p, 0);
     scatter->connectTo(P_GEOMETRY, mesh);
     return scatter;
 }
@@ -371,7 +371,7 @@ void RandomScene::enrich() {
                 ApiNode* user = &use.node->handle;
                 ApiNode* map = make(NT_GEO_LAYER_MAP);
                 map->connectTo(P_GEOMETRY, mesh);
-                for (unsigned i = map->staticPinCount(); i < map->pinCount(); ++i) feed(map, i, 1);
+                for (unsigned i = map->staticPinCount(); i < std::min(map->pinCount(), 8u); ++i) feed(map, i, 1);
                 say("layers for %s", label.c_str());
                 user->connectTo(P_GEOMETRY, map);
                 break;
@@ -716,6 +716,11 @@ void RandomScene::spoilAttribute(ApiNode* node, unsigned index) {
             node->set(id, chance(50), now);
             break;
         case AT_INT:
+            // A great number of levels is not refused: it takes long, as it was asked to.
+            if (id == A_SUBD_LEVEL) {
+                node->set(id, static_cast<int>(pick(5)) - 1, now);
+                break;
+            }
             node->set(id, chance(50) ? spoiltInteger() : static_cast<int>(pick(12)) - 2, now);
             break;
         case AT_INT2:
