@@ -35,7 +35,13 @@ ImageStore::ImageStore() : limit_(machineMemoryBytes() / 2) {}
 
 ImageTexturePtr ImageStore::imageOf(const NodeRecord& node, const LogFunction& log) {
     const FileKey key = keyOf(node);
-    return key.path.empty() ? fromBuffer(node, log) : fromFile(key, node.name, log);
+    if (key.path.empty()) return fromBuffer(node, log);
+    return fromFile(key, node.name, asksAgain(node), log);
+}
+
+bool ImageStore::asksAgain(const NodeRecord& node) {
+    const auto [seen, first] = reloads_.try_emplace(node.uid, node.reloads);
+    return std::exchange(seen->second, node.reloads) != node.reloads && !first;
 }
 
 ImageStore::FileKey ImageStore::keyOf(const NodeRecord& node) {
@@ -57,13 +63,13 @@ void ImageStore::read(const FileKey& key, FileEntry& entry, ImageTexturePtr& ima
     entry.noted = entry.logged = false;
 }
 
-ImageTexturePtr ImageStore::fromFile(const FileKey& key, const std::string& name, const LogFunction& log) {
+ImageTexturePtr ImageStore::fromFile(const FileKey& key, const std::string& name, bool again, const LogFunction& log) {
     const FileState state = stateOf(key.path);
     const auto it = files_.try_emplace(key).first;
     FileEntry& entry = it->second;
     ImageTexturePtr image = entry.image.lock();
     if (entry.noted) return nullptr;
-    const bool current = entry.stamp == state.stamp && entry.size == state.size;
+    const bool current = !again && entry.stamp == state.stamp && entry.size == state.size;
     if (!current || (!image && !entry.failed)) {
         entry.stamp = state.stamp;
         entry.size = state.size;

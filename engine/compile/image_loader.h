@@ -31,7 +31,8 @@ public:
 
     /// The image of an image node; null when it has none or it cannot be read, which is logged once for each state of
     /// the file. Files are shared by all nodes that name them with the same import type. Pixels that a node holds
-    /// itself are used where they lie.
+    /// itself are used where they lie. A file is read again when its time or size is another, or when a node asks for
+    /// it (A_RELOAD).
     ImageTexturePtr imageOf(const NodeRecord& node, const LogFunction& log);
 
     /// Whether the file of an image node is to be read at the end of a deferral.
@@ -103,10 +104,13 @@ private:
     void fit(const std::vector<std::pair<FileEntry*, ImageTexturePtr*>>& fresh, std::uint64_t leaving = 0);
     template <typename F>
     void forEachImage(F&& f) const;
-    ImageTexturePtr fromFile(const FileKey& key, const std::string& name, const LogFunction& log);
+    /// Whether a node that was seen before wants its file read anew, though it may look the same.
+    bool asksAgain(const NodeRecord& node);
+    ImageTexturePtr fromFile(const FileKey& key, const std::string& name, bool again, const LogFunction& log);
     ImageTexturePtr fromBuffer(const NodeRecord& node, const LogFunction& log);
 
     std::map<FileKey, FileEntry> files_;
+    std::unordered_map<ItemUid, std::uint32_t> reloads_;  ///< how often each node has asked for its file
     std::unordered_map<ItemUid, BufferEntry> buffers_;
     struct PyramidEntry {
         std::weak_ptr<const ImageTexture> image;

@@ -3,9 +3,6 @@
 #include <array>
 #include <bit>
 
-// Machines without registers of eight numbers take two of four; nothing here crosses a library's boundary.
-#pragma GCC diagnostic ignored "-Wpsabi"
-
 namespace Lumora::engine {
 
 namespace {

@@ -5,9 +5,6 @@
 #include <bit>
 #include <cstdint>
 
-// Narrower machines take several registers; nothing here crosses a library's boundary.
-#pragma GCC diagnostic ignored "-Wpsabi"
-
 namespace Lumora::engine {
 
 using Floats16 = float __attribute__((vector_size(64)));

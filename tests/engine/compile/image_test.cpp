@@ -458,6 +458,29 @@ TEST(Image, WhatDoesNotFitIsHeldSmaller) {
     }
 }
 
+TEST(Image, FilesAreReadAgainWhenTheyChangeOrANodeAsks) {
+    const SampleFile file("a.png", makePng(png(2, 8, {10, 20, 30})));
+    ImageStore store;
+    const LogFunction quiet;
+    const Node node = Node(NT_TEX_IMAGE).set(A_FILENAME, file.path());
+    NodeRecord record = *NodeRecordPtr(node);
+    const auto red = [&](const ImageTexturePtr& image) { return image->texel(0, 0).color.x * 255.0f; };
+    const ImageTexturePtr first = store.imageOf(record, quiet);
+    EXPECT_NEAR(red(first), 10.0f, 1e-3f);
+    EXPECT_EQ(store.imageOf(record, quiet), first);
+    // The same size and the same time: nothing tells that it is another.
+    const auto time = std::filesystem::last_write_time(file.path());
+    file.write(makePng(png(2, 8, {50, 20, 30})));
+    std::filesystem::last_write_time(file.path(), time);
+    EXPECT_EQ(store.imageOf(record, quiet), first);
+    ++record.reloads;
+    const ImageTexturePtr second = store.imageOf(record, quiet);
+    EXPECT_NEAR(red(second), 50.0f, 1e-3f);
+    EXPECT_EQ(store.imageOf(record, quiet), second) << "asked for once";
+    std::filesystem::last_write_time(file.path(), time + std::chrono::seconds(1));
+    EXPECT_NE(store.imageOf(record, quiet), second);
+}
+
 TEST(Image, WhatIsInMemoryMakesRoomForMore) {
     const auto square = [](float v) { return makeExr(128, 128, {{.channels = {"R", "G", "B"}, .pixel = {v, v, v}}}); };
     const SampleFile first("first.exr", square(0.5f)), second("second.exr", square(0.25f));

@@ -9,8 +9,6 @@
 #include <functional>
 #include <random>
 
-#include "engine/render/textures/block_decoder.h"
-#include "engine/render/textures/block_format.h"
 #include "engine/render/textures/pixel_format.h"
 #include "tests/engine/textures/texture_bench.h"
 
@@ -242,18 +240,6 @@ TEST(Block, OthersReadTheSame) {
         }
     }
     std::filesystem::remove(path);
-}
-
-TEST(Block, WeightsAreThoseOfTheFormat) {
-    constexpr int kFour[] = {0, 4, 9, 13, 17, 21, 26, 30, 34, 38, 43, 47, 51, 55, 60, 64};
-    constexpr int kThree[] = {0, 9, 18, 27, 37, 46, 55, 64};
-    constexpr int kTwo[] = {0, 21, 43, 64};
-    for (int i = 0; i < 16; ++i) {
-        const Ints16 index = Ints16{} + i;
-        EXPECT_EQ(blockWeights(index, 15)[0], kFour[i]);
-        EXPECT_TRUE(i >= 8 || blockWeights(index, 7)[0] == kThree[i]);
-        EXPECT_TRUE(i >= 4 || blockWeights(index, 3)[0] == kTwo[i]);
-    }
 }
 
 /// The blocks of one image are never taken for those of another that lay at the same place.
