@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "engine/schema/texts.h"
+#include "tools/node_pictures/strips.h"
 
 namespace Lumora::engine {
 
@@ -17,7 +18,9 @@ constexpr const char* kHead =
     "textures alike; values outside the range are used as far as they make sense. Graphs also have inputs (node type "
     "20000 plus the number of the pin type) and outputs (30000 plus it), which hand on what is connected to their pin "
     "`Input` (82).\n\n"
-    "A pin that says so has no effect on a processor.\n";
+    "A pin that says so has no effect on a processor.\n\n"
+    "The pictures are rendered with the engine by `lumora_node_pictures docs/images/nodes`, which takes some minutes; "
+    "`--only NAME` renders those whose names contain NAME.\n";
 
 std::string number(float v) {
     char text[32];
@@ -112,6 +115,16 @@ void pinRow(std::string& out, const std::string& id, const PinSchema& pin, const
               pin.dimension ? value(pin.defaultValue, pin.dimension, pin.type == PT_BOOL) : "", text.effect});
 }
 
+/// The strips of the node, each under what it shows.
+void strips(std::string& out, const NodeSchema& node) {
+    for (const pictures::Strip& strip : pictures::allStrips()) {
+        if (strip.node != node.type) continue;
+        std::string labels;
+        for (const pictures::Column& column : strip.columns) labels += (labels.empty() ? "" : "; ") + column.label;
+        out += "\n" + strip.caption + ":\n\n![" + labels + "](" + pictures::pathInDocs(strip) + ")\n";
+    }
+}
+
 void nodeSection(std::string& out, const NodeSchema& node) {
     out += "\n## " + std::to_string(node.type) + " " + node.name + "\n\n";
     if (const char* text = nodeText(node.type); *text) out += std::string(text) + " ";
@@ -119,6 +132,7 @@ void nodeSection(std::string& out, const NodeSchema& node) {
     if (!gives.empty()) out += "Gives: " + gives + ".";
     while (out.ends_with(' ')) out.pop_back();
     out += "\n";
+    strips(out, node);
     if (!node.pins.empty() || node.dynamic != DynamicPins::None) {
         out += "\n";
         row(out, {"Pin", "Name", "Type", "Unit", "Range", "Default", "Effect"});
