@@ -17,10 +17,10 @@ constexpr const char* kFont = "DejaVuSans";
 void writeStrip(const std::filesystem::path& path, const std::vector<Picture>& pictures,
                 const std::vector<std::string>& labels) {
     const int count = static_cast<int>(pictures.size()), w = pictures[0].width, h = pictures[0].height;
-    OIIO::ImageSpec spec(count * w + (count - 1) * kGap, h + kLabelHeight, 3, OIIO::TypeDesc::UINT8);
-    spec.attribute("CompressionQuality", kQuality);
-    spec.attribute("jpeg:subsampling", "4:4:4");
-    OIIO::ImageBuf strip(spec);
+    OIIO::ImageSpec layout(count * w + (count - 1) * kGap, h + kLabelHeight, 3, OIIO::TypeDesc::UINT8);
+    layout.attribute("CompressionQuality", kQuality);
+    layout.attribute("jpeg:subsampling", "4:4:4");
+    OIIO::ImageBuf strip(layout);
     OIIO::ImageBufAlgo::fill(strip, {1.0f, 1.0f, 1.0f});
     for (int i = 0; i < count; ++i) {
         const int left = i * (w + kGap);
