@@ -92,7 +92,7 @@ constexpr float lerp(float a, float b, float t) {
 constexpr float clamp01(float v) {
     return std::min(std::max(v, 0.0f), 1.0f);
 }
-constexpr Float3 clamp01(Float3 v) {
+[[gnu::always_inline]] constexpr Float3 clamp01(Float3 v) {
     return {clamp01(v.x), clamp01(v.y), clamp01(v.z)};
 }
 
