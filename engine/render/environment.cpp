@@ -10,19 +10,34 @@ namespace Lumora::engine {
 
 namespace {
 
+constexpr std::uint32_t kWidest = 4096;
+
 /// Cells of the distribution and lookups along a cell's edge, by the largest image of the textures: every pixel counts.
 struct Grid {
     std::uint32_t width = 256, lookups = 1;
 };
 
-Grid gridFor(const TextureTable& textures, TextureId texture) {
-    const std::uint32_t largest = textures.largestImage();
+/// `largest`: edge of the largest image, `looked`: of what is looked at in its place.
+Grid gridFor(std::uint32_t largest, std::uint32_t looked) {
     Grid g;
-    if (texture != kNoTexture) g.lookups = 2;
     if (largest == 0) return g;
-    g.width = largest <= 512 ? 512 : largest <= 1024 ? 1024 : largest < 8192 ? 2048 : 4096;
-    g.lookups = std::clamp((largest + g.width - 1) / g.width, 1u, 8u);
+    g.width = largest <= 512 ? 512 : largest <= 1024 ? 1024 : largest < 8192 ? 2048 : kWidest;
+    g.lookups = std::clamp((looked + g.width - 1) / g.width, 1u, 8u);
     return g;
+}
+
+/// The textures with images no larger than the grid: their pixels are means of the originals', and a look at each of
+/// these tells as much as a look at every pixel of a map of a hundred million.
+TextureTable reduced(TextureTable textures) {
+    for (std::size_t i = 0; i < textures.images.size(); ++i) {
+        const ImageLookup& lookup = textures.images[i];
+        if (!lookup.image || lookup.image->width() <= kWidest) continue;
+        const float gamma = lookup.image->linear() ? 1.0f : lookup.gamma;
+        ImageTexturePtr image = lookup.image;
+        while (image->width() > kWidest) image = std::make_shared<ImageTexture>(halfImage(*image, gamma));
+        textures.images.edit(i).image = std::move(image);
+    }
+    return textures;
 }
 
 /// A little of each cell for its neighbours: between the middles of two pixels an image is a blend of both, so what
@@ -68,15 +83,15 @@ Float3 mapToDirection(Float2 uv) {
     return {s * std::sin(phi), std::cos(theta), -s * std::cos(phi)};
 }
 
-Float3 EnvironmentSource::at(Float3 direction, Float2 uv) const {
+Float3 EnvironmentSource::at(Float3 direction, Float2 uv, const TextureTable& table) const {
     Float3 r = sky ? sky->radiance(direction) : Float3{};
     if (texture == kNoTexture) return r;
-    if (textures.isConstant(texture)) return r + textures.nodes[texture].value;
+    if (table.isConstant(texture)) return r + table.nodes[texture].value;
     TextureContext at;
     at.uv[0] = at.uv[1] = at.uv[2] = {uv.x, std::clamp(uv.y, poleMargin, 1.0f - poleMargin), 0.0f};
     at.worldPosition = at.objectPosition = at.worldNormal = at.objectNormal = at.shadingNormal = direction;
     at.view = direction;
-    const Float3 t = textures.color(texture, at);
+    const Float3 t = table.color(texture, at);
     return r + Float3{std::max(t.x, 0.0f), std::max(t.y, 0.0f), std::max(t.z, 0.0f)};
 }
 
@@ -87,7 +102,9 @@ void EnvironmentSource::measure() {
     }
     const std::uint32_t largest = textures.largestImage();
     if (largest > 1) poleMargin = 1.0f / static_cast<float>(largest);
-    const Grid grid = gridFor(textures, texture);
+    const TextureTable table = largest > kWidest ? reduced(textures) : textures;
+    Grid grid = gridFor(largest, table.largestImage());
+    if (largest == 0 && texture != kNoTexture) grid.lookups = 2;
     const std::uint32_t width = grid.width, height = width / 2, n = grid.lookups;
     std::vector<float> cells(static_cast<std::size_t>(width) * height);
     std::vector<Float2> turns(static_cast<std::size_t>(width) * n);  // of the columns
@@ -104,7 +121,7 @@ void EnvironmentSource::measure() {
                 const float theta = (1.0f - v) * kPi, sine = std::sin(theta), cosine = std::cos(theta);
                 for (std::size_t i = 0; i < turns.size(); ++i) {
                     const Float2 uv = {(static_cast<float>(i) + 0.5f) / steps, v};
-                    const float l = luminance(at({sine * turns[i].x, cosine, -sine * turns[i].y}, uv));
+                    const float l = luminance(at({sine * turns[i].x, cosine, -sine * turns[i].y}, uv, table));
                     row[i / n] += std::isfinite(l) ? std::max(l, 0.0f) * sine : 0.0f;
                 }
             }

@@ -22,12 +22,12 @@ struct EnvironmentSource {
     float meanLuminance = 0.0f;      ///< over all directions, without the sun's disc
 
     /// Without the sun's disc.
-    Float3 radiance(Float3 direction) const { return at(direction, directionToMap(direction)); }
+    Float3 radiance(Float3 direction) const { return at(direction, directionToMap(direction), textures); }
     /// Fills in distribution and mean.
     void measure();
 
 private:
-    Float3 at(Float3 direction, Float2 uv) const;
+    Float3 at(Float3 direction, Float2 uv, const TextureTable& table) const;
     /// Half a pixel: closer to a pole an image that is repeated would show the other pole's pixels.
     float poleMargin = 0.0f;
 };

@@ -8,7 +8,7 @@
 
 namespace Lumora::engine {
 
-/// The angle of a vector from the first axis, from 0 to 2 pi. Relative error of its tangent below 7e-7.
+/// The angle of a vector from the first axis, from 0 to 2 pi. Relative error below 1e-6.
 inline float angleOf(float x, float y) {
     const float ax = std::abs(x), ay = std::abs(y);
     const float most = std::max(ax, ay), t = most > 0.0f ? std::min(ax, ay) / most : 0.0f, q = t * t;

@@ -2,28 +2,32 @@
 
 #include "engine/render/sampling.h"
 #include "engine/render/spherical_rectangle.h"
+#include "engine/render/spherical_triangle.h"
 
 namespace Lumora::engine {
 
 namespace {
 
-/// Whether a shape is a rectangle that fills enough of the view to be worth its solid angle.
+/// Whether a shape fills enough of the view to be worth its solid angle, and is one whose angle is known.
 bool looms(const LightShape& s, Float3 from) {
-    if (s.kind != LightShape::Kind::Rectangle) return false;
-    const Float3 d = s.origin + (s.first + s.second) * 0.5f - from;
+    if (s.kind == LightShape::Kind::Parallelogram) return false;
+    const Float3 d = s.middle() - from;
     if (s.area < 0.3f * dot(d, d)) return false;
     // From close to its own plane it is an edge, and rounding eats its angle.
     const float height = dot(d, s.normal);
     return height * height > 1e-4f * s.area;
 }
 
-SphericalRectangle seen(const LightShape& s, Float3 from) {
+SphericalRectangle rectangleFrom(const LightShape& s, Float3 from) {
     return {s.origin, s.first, s.second, s.normal, from};
 }
 
-float byAngle(float angle) {
-    return angle > 1e-5f ? 1.0f / angle : 0.0f;
+SphericalTriangle triangleFrom(const LightShape& s, Float3 from) {
+    return {s.origin, s.first, s.second, from};
 }
+
+/// What is narrower is left to chance.
+constexpr float kLeastAngle = 1e-5f;
 
 float byArea(float area, float distance2, float cosine) {
     return cosine > 0.0f && area > 0.0f ? distance2 / (cosine * area) : 0.0f;
@@ -32,16 +36,21 @@ float byArea(float area, float distance2, float cosine) {
 }  // namespace
 
 float pointDensity(const LightShape& s, Float3 from, float distance2, float cosine) {
-    return looms(s, from) ? byAngle(seen(s, from).solidAngle()) : byArea(s.area, distance2, cosine);
+    if (!looms(s, from)) return byArea(s.area, distance2, cosine);
+    const float angle = s.triangle() ? triangleFrom(s, from).solidAngle() : rectangleFrom(s, from).solidAngle();
+    return angle > kLeastAngle ? 1.0f / angle : 0.0f;
 }
 
 ShapePoint samplePoint(const LightShape& s, Float3 from, Float2 u) {
     ShapePoint p;
     float angle = 0.0f;
     if (looms(s, from)) {
-        const SphericalRectangle rectangle = seen(s, from);
-        angle = rectangle.solidAngle();
-        u = rectangle.sample(u);
+        const auto choose = [&](const auto& seen) {
+            angle = seen.solidAngle();
+            if (angle > kLeastAngle) u = seen.sample(u);
+        };
+        s.triangle() ? choose(triangleFrom(s, from)) : choose(rectangleFrom(s, from));
+        if (!(angle > kLeastAngle)) return p;
     } else if (s.triangle()) {
         u = sampleTriangle(u);
     }
@@ -55,7 +64,7 @@ ShapePoint samplePoint(const LightShape& s, Float3 from, Float2 u) {
     p.direction = d * (1.0f / p.distance);
     p.facing = -dot(s.normal, p.direction);
     if (p.facing == 0.0f) return p;
-    p.density = angle > 0.0f ? byAngle(angle) : byArea(s.area, distance2, std::abs(p.facing));
+    p.density = angle > 0.0f ? 1.0f / angle : byArea(s.area, distance2, std::abs(p.facing));
     return p;
 }
 

@@ -37,7 +37,8 @@ struct ShapePoint {
 ShapePoint samplePoint(const LightShape& shape, Float3 from, Float2 u);
 
 /// Density by solid angle with which samplePoint() chooses a point at that squared distance, whose surface is seen
-/// under that cosine. Rectangles that fill much of the view are sampled by solid angle, all else by area.
+/// under that cosine. Rectangles and triangles that fill much of the view are sampled by solid angle,
+/// all else by area.
 float pointDensity(const LightShape& shape, Float3 from, float distance2, float cosine);
 
 }  // namespace Lumora::engine

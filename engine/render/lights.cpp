@@ -244,11 +244,9 @@ float emitterPdf(const RenderScene& scene, const LightChoice& choice, const Ligh
     const float distance2 = dot(d, d), cosine = std::abs(dot(surface.normal, d)) / std::sqrt(distance2);
     if (!set.large()) return chance * pointDensity(lights.lamps[lamp].shape, query.position, distance2, cosine);
     const WorldPolygon world(instance, mesh, hit.polygon);
-    if (world.count == 1) return chance * pointDensity(world.parts[0], query.position, distance2, cosine);
-    // The share of each half is its area, and points in it are chosen by area.
-    LightShape whole = world.parts[0];
-    whole.area = world.area();
-    return chance * pointDensity(whole, query.position, distance2, cosine);
+    const LightShape& part = world.parts[other && world.count > 1];
+    if (world.count > 1) chance *= part.area / world.area();
+    return chance * pointDensity(part, query.position, distance2, cosine);
 }
 
 SkyLight skyLight(const RenderScene& scene, const LightChoice& choice, const LightQuery& query, Float3 direction,

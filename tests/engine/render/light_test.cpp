@@ -199,6 +199,40 @@ TEST(Lights, NearRectanglesAreChosenByTheirSolidAngle) {
     }
 }
 
+/// A large triangle close by: all of its samples have the same density, and they lie evenly in the solid angle.
+TEST(Lights, NearTrianglesAreChosenByTheirSolidAngle) {
+    const Float3 a{-1, 1, 1}, b{0.2f, 1, -1.5f}, c{1.5f, 1, 0.8f};
+    for (const Float3 at : {Float3{0, 0.4f, 0}, Float3{0.8f, 0.7f, 0.5f}, Float3{-0.9f, 0.8f, 1.2f}}) {
+        Scene scene(8, 8, 1);
+        const Built built(scene.delta(scene.keep(MeshData().triangle(a, b, c).node({scene.emitter(splat(1), true)}))));
+        // Solid angle and irradiance by very many points.
+        double angle = 0.0, wanted = 0.0;
+        constexpr int kEdge = 600;
+        const double area = 0.5 * static_cast<double>(length(cross(b - a, c - a)));
+        for (int i = 0; i < kEdge * kEdge; ++i) {
+            const float u = (static_cast<float>(i % kEdge) + 0.5f) / kEdge;
+            const float v = (static_cast<float>(i / kEdge) + 0.5f) / kEdge;
+            const float root = std::sqrt(u);
+            const Float3 d = a + (b - a) * (1.0f - root) + (c - a) * (v * root) - at;
+            const double d2 = static_cast<double>(dot(d, d)), cosine = static_cast<double>(d.y) / std::sqrt(d2);
+            angle += area * cosine / d2 / (kEdge * kEdge);
+            wanted += area * cosine * cosine / d2 / (kEdge * kEdge);
+        }
+        measureSolidAngles(*built.scene, {at, {0, 1, 0}}, angle, 0.0);
+        const LightChoice choice(*built.scene);
+        double irradiance = 0.0;
+        constexpr int kSamples = 150;
+        for (int i = 0; i < kSamples * kSamples; ++i) {
+            const float w[4] = {0.5f, 0.5f, (static_cast<float>(i % kSamples) + 0.5f) / kSamples,
+                                (static_cast<float>(i / kSamples) + 0.5f) / kSamples};
+            const LightSample s = sampleLight(*built.scene, choice, {at, {0, 1, 0}}, w);
+            ASSERT_NEAR(1.0 / static_cast<double>(s.pdf), angle, 2e-3 * angle);
+            irradiance += static_cast<double>(s.direction.y) * angle / (kSamples * kSamples);
+        }
+        EXPECT_NEAR(irradiance, wanted, 0.01 * wanted);
+    }
+}
+
 /// More polygons than a tree has leaves: a sheet of 300 by 300.
 TEST(Lights, VeryManyPolygonsShareLeaves) {
     constexpr int kEdge = 300;
