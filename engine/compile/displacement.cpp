@@ -3,8 +3,10 @@
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
 
+#include <map>
 #include <unordered_set>
 
+#include "engine/compile/height_filter.h"
 #include "engine/compile/subdivision.h"
 #include "engine/compile/texture_compiler.h"
 
@@ -13,7 +15,7 @@ namespace Lumora::engine {
 namespace {
 
 /// A displaced mesh gets no more polygons than this.
-constexpr std::uint64_t kMaxPolygons = 500'000;
+constexpr std::uint64_t kMaxPolygons = 1'000'000;
 constexpr int kMaxNesting = 64;
 
 /// The displacement node of a material: its own, or of a mix the first of its parts that has one. Parts that several
@@ -116,14 +118,14 @@ std::shared_ptr<const Displacement> displacementOf(const NodeTable& nodes, const
     if (std::all_of(found.begin(), found.end(), [](ItemUid uid) { return uid == 0; })) return nullptr;
     auto out = std::make_shared<Displacement>();
     TextureCompiler textures(nodes, images, out->textures, log);
+    textures.withoutPyramids();
     for (const ItemUid uid : found) {
         Displacement::Height height;
         const NodeRecord* node = uid ? nodes.find(uid) : nullptr;
         if (node) {
             gather(nodes, uid, out->sources);
+            height = readHeight(nodes, *node);
             height.texture = textures.connected(*node, P_TEXTURE);
-            height.scale = nodes.number(*node, P_AMOUNT, 0.001f);
-            height.middle = nodes.number(*node, P_MID_LEVEL, 0.0f);
             out->level = std::max(out->level, std::clamp(nodes.integer(*node, P_LEVEL, 10), 0, 16));
         }
         out->byMaterial.push_back(height);
@@ -131,6 +133,21 @@ std::shared_ptr<const Displacement> displacementOf(const NodeTable& nodes, const
     textures.finish();
     out->nodes = std::move(found);
     return out;
+}
+
+Displacement::Height readHeight(const NodeTable& nodes, const NodeRecord& node) {
+    Displacement::Height height;
+    height.scale = nodes.number(node, P_AMOUNT, 0.001f);
+    height.middle = nodes.number(node, P_MID_LEVEL, 0.0f);
+    height.filter = std::clamp(nodes.integer(node, P_FILTER_SIZE, 1), 0, 20);
+    const int last = static_cast<int>(DisplacementDirection::Up);
+    height.direction =
+        static_cast<DisplacementDirection>(std::clamp(nodes.integer(node, P_DISPLACEMENT_DIRECTION, 0), 0, last));
+    // A bump follows heights along the normals and nothing else.
+    const bool alongNormals =
+        height.direction == DisplacementDirection::Normals || height.direction == DisplacementDirection::FlatNormals;
+    height.flatShading = alongNormals && nodes.integer(node, P_SUBDIVISION, 0) > 0;
+    return height;
 }
 
 bool movesOtherwise(const NodeRecord* before, const NodeRecord& after) {
@@ -141,56 +158,150 @@ bool movesOtherwise(const NodeRecord* before, const NodeRecord& after) {
                                         before->input(P_MATERIAL2) != after.input(P_MATERIAL2));
 }
 
+namespace {
+
+/// Directions of u along the surface at each vertex, from the first set of coordinates; zero where there are none.
+std::vector<Float3> vertexTangents(const MeshSource& fine) {
+    const std::vector<int>& indices = *fine.vertexIndices;
+    std::vector<Float3> tangents(fine.vertices->size());
+    if (!fine.uvs[0]) return tangents;
+    const auto uv = [&](std::size_t c) { return (*fine.uvs[0])[static_cast<std::size_t>((*fine.uvIndices[0])[c])]; };
+    const auto vertex = [&](std::size_t c) { return (*fine.vertices)[static_cast<std::size_t>(indices[c])]; };
+    for (std::size_t c = 0; c < indices.size(); ++c) {
+        const std::size_t first = c / 4 * 4, next = first + (c + 1) % 4, last = first + (c + 3) % 4;
+        const Float3 a = vertex(next) - vertex(c), b = vertex(last) - vertex(c);
+        const Float3 da = uv(next) - uv(c), db = uv(last) - uv(c);
+        const float area = da.x * db.y - da.y * db.x;
+        if (area != 0.0f) {
+            tangents[static_cast<std::size_t>(indices[c])] +=
+                normalize((a * db.y - b * da.y) * (area > 0 ? 1.0f : -1.0f));
+        }
+    }
+    return tangents;
+}
+
+/// Moves the corners of a divided mesh.
+class Mover {
+public:
+    /// `smooth`: the mesh brings normals along.
+    Mover(const MeshSource& fine, const Displacement& displacement, bool smooth)
+        : fine_(fine),
+          displacement_(displacement),
+          flat_(vertexNormals(*fine.vertices, *fine.vertexIndices)),
+          normals_(smooth ? directions(fine, flat_) : flat_) {
+        const auto vectors = [](const Displacement::Height& h) {
+            return h.direction == DisplacementDirection::TangentVector;
+        };
+        const auto& all = displacement.byMaterial;
+        if (std::any_of(all.begin(), all.end(), vectors)) tangents_ = vertexTangents(fine);
+        for (const Displacement::Height& height : all) {
+            if (height.texture == kNoTexture) continue;
+            const auto [it, added] = tables_.try_emplace(std::max(height.filter, 1));
+            if (added) it->second = smoothed(displacement.textures, it->first);
+        }
+    }
+
+    /// Of the vertices, by their polygons.
+    const std::vector<Float3>& flatNormals() const { return flat_; }
+
+    /// The displacement of a corner; null: its material moves nothing.
+    const Displacement::Height* heightOf(std::size_t corner) const {
+        const auto material =
+            fine_.materialIndices ? static_cast<std::size_t>((*fine_.materialIndices)[corner / 4]) : std::size_t{0};
+        if (material >= displacement_.byMaterial.size()) return nullptr;
+        const Displacement::Height& height = displacement_.byMaterial[material];
+        return height.texture == kNoTexture ? nullptr : &height;
+    }
+
+    /// How far the corner goes, and where.
+    Float3 offset(std::size_t corner, const Displacement::Height& height) const {
+        const auto v = static_cast<std::size_t>((*fine_.vertexIndices)[corner]);
+        const Float3 n = normals_[v];
+        TextureContext at;
+        at.worldPosition = at.objectPosition = (*fine_.vertices)[v];
+        at.worldNormal = at.objectNormal = at.shadingNormal = n;
+        at.view = -n;
+        for (int set = 0; set < 3; ++set) {
+            const int from = fine_.uvs[set] ? set : 0;
+            if (fine_.uvs[from])
+                at.uv[set] = (*fine_.uvs[from])[static_cast<std::size_t>((*fine_.uvIndices[from])[corner])];
+        }
+        const Float3 value = tables_.at(std::max(height.filter, 1)).color(height.texture, at);
+        const Float3 by = (value - splat(height.middle)) * height.scale;
+        const Float3 moved = along(height.direction, v, by);
+        return isFinite(moved) ? moved : Float3{};
+    }
+
+private:
+    Float3 along(DisplacementDirection direction, std::size_t v, Float3 by) const {
+        const Float3 n = normals_[v];
+        switch (direction) {
+            case DisplacementDirection::FlatNormals:
+                return flat_[v] * average(by);
+            case DisplacementDirection::TangentVector: {
+                const Float3 t = normalize(tangents_[v] - n * dot(n, tangents_[v]));
+                // Without coordinates there is no telling where red and green go.
+                if (t == Float3{}) return n * by.z;
+                return t * by.x + cross(n, t) * by.y + n * by.z;
+            }
+            case DisplacementDirection::ObjectVector:
+                return by;
+            case DisplacementDirection::Up:
+                return {0.0f, average(by), 0.0f};
+            default:
+                break;
+        }
+        return n * average(by);
+    }
+
+    const MeshSource& fine_;
+    const Displacement& displacement_;
+    std::vector<Float3> flat_, normals_, tangents_;
+    std::map<int, TextureTable> tables_;  ///< by the radius of their images' smoothing
+};
+
+}  // namespace
+
 MeshSource displace(const CompiledMesh& mesh, const std::vector<int>& perPolygon, const Displacement& displacement,
                     std::string& note) {
+    const int wanted = std::max(displacement.level, 1);
     int level = 0;
-    for (std::uint64_t n = mesh.vertexIndices->size(); level < displacement.level && n <= kMaxPolygons; n *= 4) ++level;
+    for (std::uint64_t n = mesh.vertexIndices->size(); level < wanted && n <= kMaxPolygons; n *= 4) ++level;
+    level = std::max(level, 1);
     // Sharp sides everywhere: the polygons keep their shape and are only divided.
     const bool smooth = mesh.normals && mesh.normalIndices;
-    MeshSource fine = subdivide(mesh, perPolygon, {std::max(level, 1), Boundary::EdgesAndCorners, 10.0f}, note, smooth);
+    MeshSource fine = subdivide(mesh, perPolygon, {level, Boundary::EdgesAndCorners, 10.0f}, note, smooth);
     if (!fine.vertices) return fine;
+    if (level < wanted) {
+        note = "is displaced at level " + std::to_string(level) + " in place of " + std::to_string(wanted) +
+               ": that would be too many polygons";
+    }
     const std::vector<int>& indices = *fine.vertexIndices;
-    const std::vector<Float3>& vertices = *fine.vertices;
-    const std::vector<Float3> flat = vertexNormals(vertices, indices);
-    const std::vector<Float3> normals = smooth ? directions(fine, flat) : flat;
+    const Mover mover(fine, displacement, smooth);
     const std::size_t corners = indices.size();
-    std::vector<float> heights(corners);
-    std::vector<char> moved(corners);
+    std::vector<Float3> offsets(corners);
+    std::vector<char> shaded(corners);  ///< by the surface as it was moved
     tbb::parallel_for(tbb::blocked_range<std::size_t>(0, corners, 4096), [&](const auto& range) {
         for (std::size_t c = range.begin(); c != range.end(); ++c) {
-            const auto material =
-                fine.materialIndices ? static_cast<std::size_t>((*fine.materialIndices)[c / 4]) : std::size_t{0};
-            if (material >= displacement.byMaterial.size()) continue;
-            const Displacement::Height& height = displacement.byMaterial[material];
-            if (height.texture == kNoTexture) continue;
-            TextureContext at;
-            const auto v = static_cast<std::size_t>(indices[c]);
-            at.worldPosition = at.objectPosition = vertices[v];
-            at.worldNormal = at.objectNormal = at.shadingNormal = normals[v];
-            at.view = -normals[v];
-            for (int set = 0; set < 3; ++set) {
-                const int from = fine.uvs[set] ? set : 0;
-                if (fine.uvs[from])
-                    at.uv[set] = (*fine.uvs[from])[static_cast<std::size_t>((*fine.uvIndices[from])[c])];
-            }
-            const float value = displacement.textures.scalar(height.texture, at);
-            heights[c] = std::isfinite(value) ? (value - height.middle) * height.scale : 0.0f;
-            moved[c] = 1;
+            const Displacement::Height* height = mover.heightOf(c);
+            if (!height) continue;
+            offsets[c] = mover.offset(c, *height);
+            shaded[c] = !height->flatShading;
         }
     });
     // A vertex goes where the mean of its corners says, so that seams of the texture tear nothing.
-    std::vector<float> sum(vertices.size());
-    std::vector<int> count(vertices.size());
+    std::vector<Float3> sum(fine.vertices->size());
+    std::vector<int> count(sum.size());
     for (std::size_t c = 0; c < corners; ++c) {
-        sum[static_cast<std::size_t>(indices[c])] += heights[c];
+        sum[static_cast<std::size_t>(indices[c])] += offsets[c];
         ++count[static_cast<std::size_t>(indices[c])];
     }
     auto displaced = std::make_shared<std::vector<Float3>>();
-    displaced->reserve(vertices.size() + 1);
-    for (std::size_t v = 0; v < vertices.size(); ++v) {
-        displaced->push_back(vertices[v] + normals[v] * (sum[v] / static_cast<float>(std::max(count[v], 1))));
+    displaced->reserve(sum.size() + 1);
+    for (std::size_t v = 0; v < sum.size(); ++v) {
+        displaced->push_back((*fine.vertices)[v] + sum[v] * (1.0f / static_cast<float>(std::max(count[v], 1))));
     }
-    bendNormals(fine, flat, vertexNormals(*displaced, indices), moved, smooth);
+    bendNormals(fine, mover.flatNormals(), vertexNormals(*displaced, indices), shaded, smooth);
     fine.vertices = std::move(displaced);
     return fine;
 }

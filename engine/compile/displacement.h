@@ -1,5 +1,4 @@
-// Surfaces moved by a texture: the mesh is divided evenly, and each vertex goes along its normal by the texture's
-// height.
+// Surfaces moved by a texture: the mesh is divided evenly, and each vertex goes where the texture says.
 #pragma once
 
 #include "engine/compile/image_loader.h"
@@ -7,12 +6,24 @@
 
 namespace Lumora::engine {
 
+/// Where surfaces go.
+enum class DisplacementDirection : std::uint8_t {
+    Normals,        ///< by the height along the normals that the mesh brings along, else as FlatNormals
+    FlatNormals,    ///< by the height along the normals of the surface as its polygons have it
+    TangentVector,  ///< red along u, green across it, blue along the normal
+    ObjectVector,   ///< red, green, blue along the object's x, y, z
+    Up,             ///< by the height along the object's y
+};
+
 /// How the materials of a mesh move it. Equal when it was made from the same records.
 struct Displacement {
     struct Height {
         TextureId texture = kNoTexture;  ///< none: the material moves nothing
         float scale = 0.0f;              ///< metres for a difference of one
         float middle = 0.0f;             ///< value that moves nothing
+        int filter = 0;                  ///< radius of the images' smoothing, pixels
+        DisplacementDirection direction{};
+        bool flatShading = false;  ///< the mesh keeps the normals that it had: slopes are shown as a bump
     };
     TextureTable textures;
     std::vector<Height> byMaterial;  ///< one for each material pin of the mesh
@@ -30,6 +41,9 @@ struct Displacement {
 /// below them are read.
 std::shared_ptr<const Displacement> displacementOf(const NodeTable& nodes, const NodeRecord& mesh, ImageStore& images,
                                                    const LogFunction& log);
+
+/// What one displacement node says, without its texture.
+Displacement::Height readHeight(const NodeTable& nodes, const NodeRecord& displacement);
 
 /// Whether a change of a node's record changes which displacement hangs on it.
 bool movesOtherwise(const NodeRecord* before, const NodeRecord& after);

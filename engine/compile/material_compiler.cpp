@@ -1,5 +1,6 @@
 #include "engine/compile/material_compiler.h"
 
+#include "engine/compile/displacement.h"
 #include "engine/compile/emission_compiler.h"
 
 namespace Lumora::engine {
@@ -51,7 +52,7 @@ void forEachTexture(const Material& m, F f) {
           &m.sheen, &m.sheenRoughness, &m.coating, &m.coatingRoughness, &m.toonOutline}) {
         f(input->texture);
     }
-    for (const TextureId id : {m.opacity, m.normal, m.bump, m.amount, m.indexMap}) f(id);
+    for (const TextureId id : {m.opacity, m.normal, m.bump, m.relief, m.amount, m.indexMap}) f(id);
 }
 
 }  // namespace
@@ -386,6 +387,29 @@ void MaterialCompiler::describeLayers(const NodeRecord& node, Material& m) {
     }
 }
 
+/// What the material's own displacement adds to its shading; a mix without one takes that of its parts, in the order in
+/// which the mesh looks for it.
+void MaterialCompiler::describeRelief(const NodeRecord& node, Material& m) {
+    const NodeRecord* displacement = nodes_.input(node, P_DISPLACEMENT);
+    if (!displacement) {
+        if (node.type != NT_MAT_MIX) return;
+        const Material &first = out_.materials[part(node, P_MATERIAL1)],
+                       &second = out_.materials[part(node, P_MATERIAL2)];
+        const Material& from = first.displaced ? first : second;
+        m.displaced = from.displaced;
+        m.relief = from.relief;
+        m.reliefHeight = from.reliefHeight;
+        return;
+    }
+    m.displaced = true;
+    const Displacement::Height height = readHeight(nodes_, *displacement);
+    if (!height.flatShading) return;
+    const TextureId id = textures_.connected(*displacement, P_TEXTURE);
+    if (out_.textures.isConstant(id)) return;
+    m.relief = id;
+    m.reliefHeight = height.scale;
+}
+
 void MaterialCompiler::describeToon(const NodeRecord& node, Entry& entry, Material& m) {
     m.toonBody = toonRamp(node, P_TOON_DIFFUSE_RAMP, entry.ramps[0]);
     m.toonHighlight = toonRamp(node, P_TOON_SPECULAR_RAMP, entry.ramps[1]);
@@ -445,6 +469,7 @@ void MaterialCompiler::describeSurface(const NodeRecord& node, Entry& entry, Mat
     m.normal = textures_.connected(node, P_NORMAL);
     m.bump = textures_.connected(node, P_BUMP);
     if (m.bump != kNoTexture && out_.textures.isConstant(m.bump)) m.bump = kNoTexture;
+    describeRelief(node, m);
 }
 
 Material MaterialCompiler::describe(const NodeRecord& node, Entry& entry) {
@@ -457,6 +482,7 @@ Material MaterialCompiler::describe(const NodeRecord& node, Entry& entry) {
     }
     if (node.type == NT_MAT_MIX) {
         describeMix(node, entry, m);
+        if (clay_ == CLAY_OFF) describeRelief(node, m);
         return m;
     }
     m.smooth = nodes_.flag(node, P_SMOOTH, true);

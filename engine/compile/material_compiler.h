@@ -86,6 +86,7 @@ private:
     void describeSurface(const NodeRecord& node, Entry& entry, Material& m);
     void describeFacets(const NodeRecord& node, Material& m);
     void describeLayers(const NodeRecord& node, Material& m);
+    void describeRelief(const NodeRecord& node, Material& m);
     void describeToon(const NodeRecord& node, Entry& entry, Material& m);
     void listSteps(Material& m);
     void markTextured(Material& m) const;

@@ -86,6 +86,9 @@ struct Material {
     EmissionId emission = kNoEmission;  ///< of a mix: the first that there is among its parts
     TextureId normal = kNoTexture;      ///< tangent space, 0.5 is zero
     TextureId bump = kNoTexture;        ///< height; one is a centimetre
+    TextureId relief = kNoTexture;      ///< height that moves the mesh: its slopes are shown beyond the polygons
+    float reliefHeight = 0.0f;          ///< metres of the object that one in `relief` stands for
+    bool displaced = false;             ///< moves the mesh
     TextureId amount = kNoTexture;      ///< Mix
     MaterialId first = 0, second = 0;
     std::uint32_t rank = 0;          ///< mixes in each other, counted from the innermost; 0: no mix

@@ -16,7 +16,7 @@ constexpr float kLeastStep = 1e-5f;
 
 }  // namespace
 
-void applyBump(const RenderScene& scene, const Material& material, Surface& surface) {
+void applyBump(const RenderScene& scene, const Material& material, const Material& moving, Surface& surface) {
     const TextureTable& textures = scene.shading->textures;
     TextureContext at = surface.at;
     Float3 a = at.worldAxis[0], b = at.worldAxis[1];
@@ -35,9 +35,19 @@ void applyBump(const RenderScene& scene, const Material& material, Surface& surf
         b = at.worldAxis[1];
     }
     // Slopes from differences over the footprint (Mikkelsen, "Bump Mapping Unparametrized Surfaces on the GPU", 2010).
-    const float h = textures.scalar(material.bump, at);
-    const float da = (textures.scalar(material.bump, at.moved(1.0f, 0.0f)) - h) * kBumpHeight;
-    const float db = (textures.scalar(material.bump, at.moved(0.0f, 1.0f)) - h) * kBumpHeight;
+    const TextureContext along = at.moved(1.0f, 0.0f), across = at.moved(0.0f, 1.0f);
+    float da = 0.0f, db = 0.0f;
+    const auto add = [&](TextureId texture, float height) {
+        const float h = textures.scalar(texture, at);
+        da += (textures.scalar(texture, along) - h) * height;
+        db += (textures.scalar(texture, across) - h) * height;
+    };
+    if (material.bump != kNoTexture) add(material.bump, kBumpHeight);
+    if (moving.relief != kNoTexture) {
+        // An instance is scaled with its relief.
+        const float object = length(at.objectAxis[0]);
+        add(moving.relief, object > 0.0f ? moving.reliefHeight * length(a) / object : 0.0f);
+    }
     if (da == 0.0f && db == 0.0f) return;
     const Float3 n = surface.shadingNormal, ra = cross(b, n), rb = cross(n, a);
     const float determinant = dot(a, ra);

@@ -34,8 +34,9 @@ inline MaterialId materialAt(const RenderScene& scene, const Hit& hit) {
 /// Applies the material's own choice of normal: flat, or its normal map.
 void applyNormal(const RenderScene& scene, const Hit& hit, const Material& material, Surface& surface);
 
-/// Bends the shading normal by the slope of the material's bump texture.
-void applyBump(const RenderScene& scene, const Material& material, Surface& surface);
+/// Bends the shading normal by the slope of the material's bump texture, and of what moves the mesh under `moving`, the
+/// material of the polygon.
+void applyBump(const RenderScene& scene, const Material& material, const Material& moving, Surface& surface);
 
 /// Replaces the shading normal by the mean normal of the same object within a radius (metres).
 void roundEdges(const RenderScene& scene, const Hit& hit, float radius, Surface& surface, Sampler& sampler);

@@ -249,6 +249,7 @@ Bsdf makeBsdf(const RenderScene& scene, const Hit& hit, Surface& surface, Float3
               Sampler& sampler) {
     const Shading& shading = *scene.shading;
     const Material* material = &shading.materials[surface.material];
+    const Material& moving = *material;
     if (material->kind == MaterialKind::Mix) {
         surface.material = chosenPart(scene, surface.material, surface, sampler);
         material = &shading.materials[surface.material];
@@ -256,7 +257,9 @@ Bsdf makeBsdf(const RenderScene& scene, const Hit& hit, Surface& surface, Float3
     if (material->kind == MaterialKind::Clear) return {};
     if (material->edgeRadius > 0.0f) roundEdges(scene, hit, material->edgeRadius, surface, sampler);
     applyNormal(scene, hit, *material, surface);
-    if (material->bump != kNoTexture) applyBump(scene, *material, surface);
+    if (material->bump != kNoTexture || (moving.relief != kNoTexture && material->smooth)) {
+        applyBump(scene, *material, moving, surface);
+    }
     path.spectrum = splat(1.0f);
     if (material->kind == MaterialKind::Diffuse && material->transmission.none() && material->roughness.none()) {
         const Float3 diffuse = clamp01(material->albedo.color(shading.textures, surface.at));

@@ -2,9 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <string_view>
 
 #include "engine/compile/scene_compiler.h"
 #include "engine/render/surface.h"
+#include "engine/schema/texts.h"
+#include "tests/engine/compile/image_samples.h"
 #include "tests/engine/textures/texture_bench.h"
 
 namespace Lumora::engine::test {
@@ -143,15 +146,43 @@ Node changed(TextureBench& b, const NodeRecordPtr& node, const PinSchema& pin) {
     }
 }
 
-/// Pins that change no picture, and why.
+/// Pins that the tables say have no effect, and two that tell only how well something is done.
 bool silent(NodeType type, PinId pin) {
-    static const std::set<std::pair<NodeType, PinId>> kSilent = {
-        {NT_TEX_ALPHAIMAGE, P_GAMMA},               // alpha is linear
-        {NT_TEX_BAKING, P_GAMMA},                   // only how finely the baked values are told apart
-        {NT_TEX_BAKING, P_SIZE},                    // only how well they are averaged
-        {NT_TEX_VOLUMEGRADIENT, P_MAX_GRID_VALUE},  // says what a medium asks the ramp for
-    };
-    return kSilent.contains({type, pin});
+    if (type == NT_TEX_BAKING && (pin == P_GAMMA || pin == P_SIZE)) return true;
+    if (type == NT_TEX_VOLUMEGRADIENT && pin == P_MAX_GRID_VALUE) return true;  // what a medium asks the ramp for
+    return std::string_view(pinText(type, pin).effect).starts_with("No effect");
+}
+
+/// The node with one attribute changed; null: other tests look at it.
+NodeRecordPtr changed(const NodeRecordPtr& node, AttributeId attribute, const std::string& file) {
+    Node n(node);
+    switch (attribute) {
+        case A_VALUE:
+            return std::holds_alternative<float>(*node->attribute(A_VALUE)) ? n.set(A_VALUE, 0.3f)
+                                                                            : n.set(A_VALUE, Float3{0.3f, 0.2f, 0.1f});
+        case A_ROTATION:
+            return n.set(A_ROTATION, Float3{10, 20, 30});
+        case A_SCALE:
+            return n.set(A_SCALE, Float3{0.5f, 0.7f, 0.9f});
+        case A_TRANSLATION:
+            return n.set(A_TRANSLATION, Float3{0.1f, 0.2f, 0.3f});
+        case A_BUFFER:
+            return n.set(A_BUFFER, shared(std::vector<unsigned char>(64, 99)));
+        case A_SIZE:
+            return n.set(A_SIZE, Vec2<int>{1, 2});
+        case A_IMAGE_TYPE:  // four bytes are one float: there are too few
+            return n.set(A_IMAGE_TYPE, 2);
+        case A_FILENAME:
+            return n.set(A_FILENAME, file);
+        case A_PIN_COUNT: {  // the graph adds the knots' pins
+            auto more = std::make_shared<NodeRecord>(*node);
+            more->pins.push_back(more->pins[more->staticPinCount + 2]);
+            more->pins.push_back(more->pins[more->staticPinCount + 1]);
+            return more;
+        }
+        default:
+            return nullptr;  // import types and reloading: see the tests of images
+    }
 }
 
 TEST(TexturePins, EachChangesThePicture) {
@@ -178,6 +209,33 @@ TEST(TexturePins, EachChangesThePicture) {
         }
     }
     EXPECT_GT(pins, 100);
+}
+
+TEST(TexturePins, EachAttributeChangesThePicture) {
+    const SampleFile file("pins.png", makePng({2, 1, 8, 2, {250, 100, 50, 20, 10, 200}}));
+    int attributes = 0;
+    for (const NodeSchema* schema : allNodeSchemas()) {
+        const bool transform = schema->output == PT_TRANSFORM;
+        const bool texture =
+            schema->output == PT_TEXTURE || schema->output == PT_TOON_RAMP || schema->output == PT_VOLUME_RAMP;
+        if (schema->role == NodeRole::Linker || (!texture && !transform) || schema->type == NT_TEX_OSL) continue;
+        for (const AttributeSchema& attribute : schema->attributes) {
+            TextureBench b;
+            const NodeRecordPtr before = b.keep(prepared(b, *schema));
+            const NodeRecordPtr other = changed(before, attribute.id, file.path());
+            if (!other) continue;
+            const auto shown = [&](const NodeRecordPtr& node) {
+                if (texture) return seen(b, node);
+                b.keep(node);
+                Node noise(NT_TEX_NOISE);
+                return seen(b, noise.connect(P_TRANSFORM, node));
+            };
+            const std::vector<Float3> first = shown(before), second = shown(other);
+            EXPECT_TRUE(first != second) << schema->name << ": " << attribute.name;
+            ++attributes;
+        }
+    }
+    EXPECT_GE(attributes, 20);
 }
 
 TEST(TexturePins, InstancesAreToldApart) {
