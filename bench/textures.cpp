@@ -196,6 +196,43 @@ private:
     std::filesystem::path folder_;
 };
 
+/// A hundred large images where there is room for 1 GB.
+void limit() {
+    const LargeImages files;
+    constexpr std::uint64_t kLimit = 1u << 30;
+    ImageStore store;
+    store.setLimit(kLimit);
+    int lines = 0;
+    const LogFunction log = [&](const std::string& line) {
+        if (lines++ == 0) std::printf("first of the log: %s\n", line.c_str());
+    };
+    std::vector<NodeRecordPtr> nodes;
+    for (int i = 0; i < LargeImages::kCount; ++i) nodes.push_back(Node(NT_TEX_IMAGE).set(A_FILENAME, files.path(i)));
+    const std::uint64_t before = residentBytes();
+    const auto start = std::chrono::steady_clock::now();
+    std::vector<ImageLookup> held;
+    {
+        ImageStore::Deferral deferral(store);
+        for (const NodeRecordPtr& node : nodes) store.imageOf(*node, log);
+        deferral.load();
+    }
+    std::uint32_t widest = 0, narrowest = ~0u;
+    for (const NodeRecordPtr& node : nodes) {
+        ImageLookup lookup;
+        lookup.image = store.imageOf(*node, log);
+        if (!lookup.image) continue;
+        widest = std::max(widest, lookup.image->width());
+        narrowest = std::min(narrowest, lookup.image->width());
+        lookup.pyramid = store.pyramidOf(lookup.image, 2.2f);
+        held.push_back(lookup);
+    }
+    std::printf(
+        "100 pictures in 1.07 GB: read in %.1f s, %.2f GB told, %.2f GB more resident, %zu held, %u to %u pixels "
+        "wide, %d lines in the log\n",
+        seconds(start), static_cast<double>(store.bytes()) * 1e-9, static_cast<double>(residentBytes() - before) * 1e-9,
+        held.size(), narrowest, widest, lines);
+}
+
 /// Ten by ten boxes on a floor under an even sky, each with a picture of its own or the grey of its mean.
 void scene() {
     const LargeImages files;
@@ -248,6 +285,7 @@ constexpr Bench kBenches[] = {
     {"lookups", "one lookup of a texture of each kind", lookups},
     {"images", "image lookups, coarser levels, compression", images},
     {"compiling", "1,000 materials with their textures", compiling},
+    {"limit", "100 large images where there is room for a sixth of them", limit},
     {"scene", "a scene of 100 large images: load time, memory, samples a second", scene},
 };
 
