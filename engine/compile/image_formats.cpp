@@ -72,6 +72,7 @@ void checkImageSize(std::uint64_t width, std::uint64_t height, std::uint64_t byt
     if (width < 1 || height < 1 || width > kMaxImageEdge || height > kMaxImageEdge) {
         throw ImageFault("its size is out of range");
     }
+    if (bytesPerPixel == 0) throw ImageFault("it has no channels");
     if (width * height > kMaxImageBytes / bytesPerPixel) throw ImageFault("it is too large");
 }
 

@@ -4,9 +4,9 @@
 #include <limits>
 #include <unordered_set>
 
+#include "engine/api/large_pages.h"
 #include "engine/graph/item.h"
 #include "engine/graph/journal.h"
-#include "engine/graph/large_pages.h"
 #include "engine/graph/log.h"
 #include "engine/graph/value.h"
 

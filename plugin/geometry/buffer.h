@@ -2,28 +2,12 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <memory>
 #include <type_traits>
 
-#ifdef __linux__
-#include <sys/mman.h>
-#endif
+#include "engine/api/large_pages.h"
 
 namespace lumora {
-
-/// Asks for large pages under memory that was not touched yet: first touches cost more than the conversion does. A
-/// hint: nothing happens where the system has none.
-inline void adviseLargePages([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t bytes) {
-#ifdef __linux__
-    constexpr std::uintptr_t kPage = 4096;
-    constexpr std::size_t kWorthwhile = std::size_t{4} << 20;
-    if (bytes < kWorthwhile) return;
-    const auto first = (reinterpret_cast<std::uintptr_t>(memory) + kPage - 1) & ~(kPage - 1);
-    const auto end = (reinterpret_cast<std::uintptr_t>(memory) + bytes) & ~(kPage - 1);
-    madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
-#endif
-}
 
 template <typename T>
 class Buffer {
@@ -35,7 +19,7 @@ public:
         release();
         if (count) data_ = std::make_unique_for_overwrite<T[]>(count);
         size_ = count;
-        adviseLargePages(data_.get(), count * sizeof(T));
+        Lumora::adviseLargePages(data_.get(), count * sizeof(T));
     }
     void release() {
         data_.reset();

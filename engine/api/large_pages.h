@@ -1,5 +1,5 @@
 // Large arrays on large pages: the first touch of fresh memory costs more than copying into it, and with pages of 2 MiB
-// the system is entered 512 times less often.
+// the system is entered 512 times less often. Of use on both sides: who fills an array, and who keeps a copy.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,7 @@
 #include <sys/mman.h>
 #endif
 
-namespace Lumora::engine {
+namespace Lumora {
 
 /// Asks for large pages under memory that was not touched yet. A hint: nothing happens where the system has none.
 inline void adviseLargePages([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t bytes) {
@@ -23,4 +23,4 @@ inline void adviseLargePages([[maybe_unused]] void* memory, [[maybe_unused]] std
 #endif
 }
 
-}  // namespace Lumora::engine
+}  // namespace Lumora
