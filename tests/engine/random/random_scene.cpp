@@ -337,7 +337,7 @@ void RandomScene::enrich() {
     const std::string label = Item::of(mesh)->label();
     const auto inside = [&](PinId id, NodeType type) {
         say("%s for %s of %s", ApiInfo::getNodeTypeName(type), mesh->pinNameIx(pin), label.c_str());
-        ApiNode* made = material->hasPin(id) ? material->createInternal(id, type, true, true) : nullptr;
+        ApiNode* made = material && material->hasPin(id) ? material->createInternal(id, type, true, true) : nullptr;
         if (made) fill(made, kDeepest);
     };
     switch (pick(7)) {
