@@ -258,7 +258,9 @@ bool TextureCompiler::sameAsBefore(Entry& entry, const NodeRecordPtr& record) {
         const ImageTexturePtr then = entry.node.data == kNoTexture ? nullptr : table_.images[entry.node.data].image;
         if (now != then) return false;
     }
-    if (below && entry.holdsInputs) return false;
+    // A power of one is left out of a node, so that another must be looked for.
+    const bool noPower = entry.node.power == kNoTexture && record->input(P_POWER) != 0;
+    if (below && (entry.holdsInputs || noPower)) return false;
     if (below) {
         weigh(entry, *record);
         if (entry.cost > kMostLookups) return false;
