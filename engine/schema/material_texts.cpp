@@ -27,7 +27,7 @@ constexpr PinTextRow kRows[] = {
     {P_INDEX, "", "Index and extinction of the metal; in the colour mode of red.", NT_MAT_UNIVERSAL},
     {P_INDEX2, "", "Index and extinction for green."},
     {P_INDEX3, "", "Index and extinction for blue."},
-    {P_LEVEL, "", "Times that the polygons are divided before they move, as far as memory allows."},
+    {P_LEVEL, "", "Times that the polygons are divided before they move: at least once, as far as memory allows."},
     {P_LIGHT_PASS_ID, "", "Id of the light: what its passes, linking and exclusion go by."},
     {P_MATERIAL1, "", "Shown where the amount is one.", NT_MAT_MIX},
     {P_MATERIAL1, "", "Material of the plane.", NT_GEO_PLANE},
