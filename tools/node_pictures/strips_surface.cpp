@@ -60,7 +60,7 @@ std::vector<Strip> surfaceStrips() {
     s.push_back({"displacement-mid-level", NT_DISPLACEMENT, "Mid level", Stage::Relief,
                  over(with(move, {{P_AMOUNT, 0.02f}}), P_MID_LEVEL, {-0.5f, 0, 0.5f, 1})});
     s.push_back({"displacement-level", NT_DISPLACEMENT, "Level of detail, on 512 polygons", Stage::Relief,
-                 overInt(move, P_LEVEL, {1, 2, 3, 4, 6})});
+                 overInt(move, P_LEVEL, {1, 2, 3, 4, 5})});
     s.push_back({"portal-enabled",
                  NT_MAT_PORTAL,
                  "A window in a closed room, the same number of samples: without a portal and with one",
