@@ -97,6 +97,7 @@ public:
         latest_ = whole_.changed;
     }
 
+    std::size_t size() const { return nodes_.size(); }
     SceneDelta whole() const {
         SceneDelta delta = whole_;
         delta.changed = latest_;
@@ -177,6 +178,10 @@ TEST(Shading, EditsGiveWhatABuildFromNothingGives) {
                     << seed << ", edit " << step;
             }
             ASSERT_EQ(kept->lights->portals.size(), fresh->lights->portals.size());
+            // Places in the tables are used again: they hold the most that there was at a time, not all that ever was.
+            ASSERT_LE(kept->shading->materials.size(), net.size() + 1) << seed << ", edit " << step;
+            ASSERT_LE(kept->shading->emissions.size(), net.size()) << seed << ", edit " << step;
+            ASSERT_LE(kept->shading->textures.nodes.size(), 8 * net.size()) << seed << ", edit " << step;
         }
     }
 }
