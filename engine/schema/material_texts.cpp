@@ -68,6 +68,8 @@ constexpr PinTextRow kRows[] = {
     {P_TEMPERATURE, "K", "Temperature of the body."},
     {P_EMIS_TEXTURE, "", "Colour or efficiency: factor on the power."},
     {P_TRANSMISSION, "", "Colour of light that passes through."},
+    {P_TRANSMISSION, "", "Colour of light that passes through, dull as through leaves, paper and other thin sheets.",
+     NT_MAT_DIFFUSE},
     {P_WIDTH, "", "Thickness of the outline, as a share of the silhouette.", NT_MAT_TOON},
     {P_STEP_LENGTH, "m", "No effect, as media are not rendered. Length of a step through a medium that varies."},
     {P_ABSORPTION_RAMP, "", "No effect, as media are not rendered. Absorption over the values of the grid."},
