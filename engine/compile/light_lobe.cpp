@@ -18,6 +18,7 @@ Float3 directionAt(int ring, int sector) {
 /// The distribution in a direction of one space; in the other spaces the direction stays the same.
 float valueAt(const TextureTable& textures, TextureId id, LightLobe::Space space, Float3 direction) {
     TextureContext at;
+    at.within = true;
     const Float3 still{0.36f, 0.48f, 0.8f};
     at.worldPosition = at.worldNormal = at.shadingNormal = space == LightLobe::Space::World ? direction : still;
     at.objectPosition = at.objectNormal = space == LightLobe::Space::Object ? direction : still;

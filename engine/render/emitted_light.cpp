@@ -25,6 +25,7 @@ TextureContext distributionContext(const RenderScene& scene, const Surface& surf
     at.instance = surface.at.instance;
     at.polygon = surface.at.polygon;
     at.frontFace = surface.front;
+    at.within = true;
     at.worldPosition = at.worldNormal = at.shadingNormal = outgoing;
     Float3 local = outgoing;
     const Float3 front = surface.front ? surface.normal : -surface.normal;

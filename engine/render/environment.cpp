@@ -91,6 +91,7 @@ Float3 EnvironmentSource::at(Float3 direction, Float2 uv, const TextureTable& ta
     at.uv[0] = at.uv[1] = at.uv[2] = {uv.x, std::clamp(uv.y, poleMargin, 1.0f - poleMargin), 0.0f};
     at.worldPosition = at.objectPosition = at.worldNormal = at.objectNormal = at.shadingNormal = direction;
     at.view = direction;
+    at.within = true;
     const Float3 t = table.color(texture, at);
     return r + Float3{std::max(t.x, 0.0f), std::max(t.y, 0.0f), std::max(t.z, 0.0f)};
 }

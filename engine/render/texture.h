@@ -97,6 +97,7 @@ struct TextureContext {
     std::uint32_t polygon = 0;
     float offset = 0.0f;  ///< rays that leave the point start this far along the normal
     bool frontFace = true;
+    bool within = false;  ///< the position is a direction to look or to shine in: round projections show their inside
     const MappedPoint* triplanar = nullptr;  ///< coordinates of the side of a triplanar map that is being looked at
 
     /// The context a step away along the half axes of the footprint: what is there of the texture is the height that

@@ -307,10 +307,14 @@ constexpr NodeTextRow kNodes[] = {
     {NT_OBJECT_LAYER, "Visibility and ids of an object."},
     {NT_TRANSFORM_2D, "Moves, turns and scales in the plane."},
     {NT_TRANSFORM_VALUE, "Moves, turns and scales, by plain values."},
-    {NT_PROJ_CYLINDRICAL, "Around the y axis: angle and height."},
+    {NT_PROJ_CYLINDRICAL,
+     "Around the y axis: angle and height. The middle faces +z; in environments and lamps it lies at -z, seen from "
+     "inside."},
     {NT_PROJ_FLAT, "Positions become coordinates: -1 to 1 is the unit square."},
     {NT_PROJ_PERSPECTIVE, "Like a slide projector that looks along -z."},
-    {NT_PROJ_SPHERICAL, "Around a point: longitude and latitude, the pole along y."},
+    {NT_PROJ_SPHERICAL,
+     "Around a point: longitude and latitude, the pole along y. The middle faces +z; in environments and lamps it lies "
+     "at -z, seen from inside."},
     {NT_PROJ_UVW, "The mesh's own texture coordinates."},
     {NT_PROJ_BOX, "From the six sides of a box of edge two."},
     {NT_DISPLACEMENT, "Moves a surface by a texture."},

@@ -84,7 +84,7 @@ Float3 anglesOf(const Float3 (&c)[3]) {
 }
 
 /// The projection's own place: the tag's, in the object's space.
-void placeProjection(ApiNode* projection, const Matrix& place, bool round, float scale) {
+void placeProjection(ApiNode* projection, const Matrix& place, float scale) {
     const EngineMatrix m = toEngineMatrix(place, scale);
     Float3 column[3], size;
     float* sizes[3] = {&size.x, &size.y, &size.z};
@@ -94,8 +94,6 @@ void placeProjection(ApiNode* projection, const Matrix& place, bool round, float
         *sizes[i] = length > 0 ? length * scale : scale;
         column[i] = length > 0 ? Float3{c.x / length, c.y / length, c.z / length} : Float3{};
     }
-    // Angles are counted from the host's z axis, which the engine's space has turned round.
-    if (round) size.z = -size.z;
     ApiNode* transform = ownedInput(projection, P_TRANSFORM, NT_TRANSFORM_VALUE);
     setAttrIfChanged(transform, A_ROTATION, anglesOf(column));
     setAttrIfChanged(transform, A_SCALE, size);
@@ -119,8 +117,7 @@ void applyTagProjection(ApiNode* texture, const BaseObject* object, const Textur
     }
     ApiNode* node = ownedInput(texture, P_PROJECTION, type);
     setIntIfChanged(node, P_COORDINATE_SPACE, kObjectSpace);
-    if (node)
-        placeProjection(node, tagPlace(object, tag), type == NT_PROJ_SPHERICAL || type == NT_PROJ_CYLINDRICAL, scale);
+    if (node) placeProjection(node, tagPlace(object, tag), scale);
     placeTile(texture, tile);
 }
 

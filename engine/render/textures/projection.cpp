@@ -8,15 +8,18 @@ namespace {
 
 constexpr float kHalf = 0.5f;
 
-Float3 projectPosition(ProjectionKind kind, Float3 p) {
+/// `within`: round pictures are read from inside, their middle at -z; else from outside, their middle at z. Either way
+/// they read from left to right.
+Float3 projectPosition(ProjectionKind kind, Float3 p, bool within) {
+    const auto around = [&] { return kHalf + std::atan2(p.x, within ? -p.z : p.z) * (0.5f * kInvPi); };
     switch (kind) {
         case ProjectionKind::Spherical: {
             const float r = length(p);
             const float v = r > 0.0f ? std::acos(std::clamp(p.y / r, -1.0f, 1.0f)) * kInvPi : kHalf;
-            return {kHalf + std::atan2(p.x, -p.z) * (0.5f * kInvPi), 1.0f - v, r};
+            return {around(), 1.0f - v, r};
         }
         case ProjectionKind::Cylindrical:
-            return {kHalf + std::atan2(p.x, -p.z) * (0.5f * kInvPi), kHalf + kHalf * p.y, std::hypot(p.x, p.z)};
+            return {around(), kHalf + kHalf * p.y, std::hypot(p.x, p.z)};
         case ProjectionKind::Perspective: {
             // The picture at distance one reaches from -1 to 1. What lies behind sees it through the projector.
             const float distance = std::max(std::abs(p.z), 1e-9f);
@@ -128,11 +131,11 @@ MappedPoint mapPoint(const Mapping& m, const TextureContext& at) {
         if (m.kind == ProjectionKind::Box || m.kind == ProjectionKind::Triplanar) {
             r = boxPoint(p);
         } else {
-            r.uvw = projectPosition(m.kind, p.position);
+            r.uvw = projectPosition(m.kind, p.position, at.within);
             const bool round = m.kind == ProjectionKind::Spherical || m.kind == ProjectionKind::Cylindrical;
             for (int i = 0; i < 2; ++i) {
                 if (p.axis[i] == Float3{}) continue;
-                r.axis[i] = projectPosition(m.kind, p.position + p.axis[i]) - r.uvw;
+                r.axis[i] = projectPosition(m.kind, p.position + p.axis[i], at.within) - r.uvw;
                 if (round) r.axis[i].x = shortWay(r.axis[i].x);
             }
         }

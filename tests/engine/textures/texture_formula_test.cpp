@@ -223,7 +223,7 @@ TEST(TextureFormula, Projections) {
     at.worldNormal = {0, 0, 1};
     at.objectNormal = {-1, 0, 0};
     const Float3 p = at.worldPosition, o = at.objectPosition;
-    const float around = 0.5f + std::atan2(p.x, -p.z) * 0.5f * kInvPi;
+    const float around = 0.5f + std::atan2(p.x, p.z) * 0.5f * kInvPi;
     const Node moved = Node(NT_TRANSFORM_VALUE)
                            .set(A_TRANSLATION, Float3{0.2f, 0.4f, 0})
                            .set(A_SCALE, Float3{2, 2, 2})
