@@ -3,6 +3,7 @@
 
 #include "bench/big_scenes.h"
 #include "bench/box_scene.h"
+#include "bench/edits.h"
 #include "bench/program.h"
 #include "engine/compile/scene_compiler.h"
 #include "engine/render/pixel_tracer.h"
@@ -97,20 +98,6 @@ std::vector<Matrix<float>> grid(int count) {
             {static_cast<float>(i % 100), static_cast<float>(i / 10000), static_cast<float>(i / 100 % 100)}));
     }
     return matrices;
-}
-
-/// Applies edits one after the other and prints the longest and the mean time.
-template <typename Edit>
-void editing(const char* name, SceneCompiler& compiler, const SceneDelta& base, int edits, Edit edit) {
-    double sum = 0.0, longest = 0.0;
-    for (int i = 0; i < edits; ++i) {
-        SceneDelta delta = base;
-        delta.changed = {edit(i)};
-        const double time = compiler.apply(delta).seconds;
-        sum += time;
-        longest = std::max(longest, time);
-    }
-    std::printf("%s: %.2f ms, at most %.2f ms\n", name, sum / edits * 1e3, longest * 1e3);
 }
 
 /// Moving one of many instances of one scatter, as an array of all matrices arrives.

@@ -1,25 +1,12 @@
 // What edits of materials and textures cost. One line a figure; run on an idle machine.
 #include <cstdio>
 
-#include "bench/box_scene.h"
-#include "engine/compile/scene_compiler.h"
+#include "bench/edits.h"
+#include "bench/program.h"
+#include "tests/engine/render/scene_builder.h"
 
 namespace Lumora::engine::test {
 namespace {
-
-/// One edit after the other; what a delta costs from its arrival to the scene that is handed to the kernels.
-template <typename Edit>
-void editing(const char* name, SceneCompiler& compiler, SceneDelta delta, Edit edit) {
-    constexpr int kEdits = 50;
-    double sum = 0.0, longest = 0.0;
-    for (int i = 0; i < kEdits; ++i) {
-        delta.changed = {edit(i)};
-        const double time = compiler.apply(delta).seconds;
-        sum += time;
-        longest = std::max(longest, time);
-    }
-    std::printf("  %-44s %8.3f ms, at most %8.3f ms\n", name, sum / kEdits * 1e3, longest * 1e3);
-}
 
 /// Materials of many kinds, each with nodes of its own for its values and one texture that all share, and every
 /// hundredth a lamp.
@@ -55,26 +42,30 @@ void materials(int count) {
     }
     SceneCompiler compiler(nullptr);
     const SceneDelta delta = scene.delta(scene.group(meshes));
-    std::printf("%d materials\n  %-44s %8.3f ms\n", count, "first build of the scene",
-                compiler.apply(delta).seconds * 1e3);
+    std::printf("%d materials\nfirst build of the scene: %.3f ms\n", count, compiler.apply(delta).seconds * 1e3);
     const auto at = [&](int i) { return static_cast<std::size_t>(1 + i * 97 % (count - 1)); };
-    editing("a value of one material", compiler, delta,
+    editing("a value of one material", compiler, delta, 50,
             [&](int i) { return NodeRecordPtr(Node(values[at(i)]).set(A_VALUE, 0.01f * static_cast<float>(i))); });
-    editing("a value on a pin of one material", compiler, delta, [&](int i) {
+    editing("a value on a pin of one material", compiler, delta, 50, [&](int i) {
         return NodeRecordPtr(Node(all[at(i)]).set(P_EDGES_ROUNDING, 0.01f * static_cast<float>(1 + i)));
     });
-    editing("a value of the texture that all share", compiler, delta,
+    editing("a value of the texture that all share", compiler, delta, 50,
             [&](int i) { return NodeRecordPtr(Node(noise).set(P_OMEGA, 0.01f * static_cast<float>(i))); });
-    editing("the power of one of the lamps", compiler, delta,
+    editing("the power of one of the lamps", compiler, delta, 50,
             [&](int i) { return NodeRecordPtr(Node(lamp).set(P_POWER, 1.0f + 0.1f * static_cast<float>(i))); });
-    editing("nothing that a material reads", compiler, delta,
+    editing("nothing that a material reads", compiler, delta, 50,
             [&](int i) { return NodeRecordPtr(Node(scene.kernel).set(P_MAX_SAMPLES, 10 + i)); });
 }
+
+constexpr Bench kBenches[] = {
+    {"thousand", "edits of a scene of 1,000 materials", [] { materials(1000); }},
+    {"tenthousand", "of 10,000", [] { materials(10000); }},
+    {"hundredthousand", "of 100,000", [] { materials(100000); }},
+};
 
 }  // namespace
 }  // namespace Lumora::engine::test
 
-int main() {
-    for (const int count : {1000, 10000, 100000}) Lumora::engine::test::materials(count);
-    return 0;
+int main(int argc, char** argv) {
+    return Lumora::engine::test::runBenches(argc, argv, Lumora::engine::test::kBenches);
 }

@@ -1,5 +1,5 @@
 // The bits of block-compressed pixels: blocks of four by four, each two end points of a line of colours and for every
-// pixel a place on it. Formats: "Khronos Data Format Specification", chapters on S3TC, RGTC and BPTC.
+// pixel a place on it. The formats are those that Khronos publishes as S3TC, RGTC and BPTC.
 //
 // The decoder reads what the encoder here writes: of BC7 the modes 1 (two lines of RGB), 5 (a line of RGB, and one for
 // another channel) and 6 (a line of RGBA), of BC6H the modes with one line, unsigned.
